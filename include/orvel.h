@@ -1,0 +1,299 @@
+/* Orvel: exact inference in Bayesian networks, influence diagrams and LIMIDs.
+ *
+ * The one public header of liborvel. Plain C11, extern "C". Every function
+ * sets the calling thread's error code on entry (orv_error_usage for bad
+ * arguments, otherwise 0) and leaves it 0 on success; failures return the
+ * documented failure value and leave the first cause in orv_error_code(). */
+#ifndef ORVEL_H
+#define ORVEL_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define ORV_API __attribute__((visibility("default")))
+#else
+#define ORV_API
+#endif
+
+/* ======================================================================
+ * Handles: opaque records owned by the library.
+ * ====================================================================== */
+typedef struct orv_domain_s *orv_domain_t;
+typedef struct orv_node_s *orv_node_t;
+typedef struct orv_table_s *orv_table_t;
+typedef struct orv_clique_s *orv_clique_t;
+typedef struct orv_junction_tree_s *orv_junction_tree_t;
+typedef struct orv_class_s *orv_class_t;
+typedef struct orv_class_collection_s *orv_class_collection_t;
+typedef struct orv_model_s *orv_model_t;
+typedef struct orv_expression_s *orv_expression_t;
+typedef struct orv_attribute_s *orv_attribute_t;
+typedef struct orv_data_set_s *orv_data_set_t;
+
+/* A null-terminated array of nodes, owned by the object that returned it. */
+typedef orv_node_t *orv_node_list_t;
+
+/* ======================================================================
+ * Enumerations. The numeric values are fixed: they cross the Java binding.
+ * ====================================================================== */
+typedef enum {
+  orv_error_none = 0,
+  orv_error_usage = 1,
+  orv_error_io = 2,
+  orv_error_no_memory = 3,
+  orv_error_cg_limids_not_supported = 4,
+  orv_error_twice = 5,
+  orv_error_invalid_name = 6,
+  orv_error_cyclic_network = 7,
+  orv_error_cyclic_functional_dependency = 8,
+  orv_error_functional_dependency = 9,
+  orv_error_size_too_large = 10,
+  orv_error_fast_retraction = 11,
+  orv_error_rounding = 12,
+  orv_error_bad_kb_password = 13,
+  orv_error_bad_kb_version = 14,
+  orv_error_bad_kb_type = 15,
+  orv_error_bad_kb_format = 16,
+  orv_error_not_compiled = 17,
+  orv_error_invalid_probability_potential = 18,
+  orv_error_chain_graph = 19,
+  orv_error_enumeration = 20,
+  orv_error_no_equilibrium = 21,
+  orv_error_low_density = 22,
+  orv_error_zero_variance = 23,
+  orv_error_inconsistency_or_underflow = 24,
+  orv_error_overflow = 25,
+  orv_error_cg_evidence_incorporated = 26,
+  orv_error_normalization = 27,
+  orv_error_compressed = 28,
+  orv_error_table_too_large = 29,
+  orv_error_invalid_evidence = 30,
+  orv_error_case_state_too_large = 31,
+  orv_error_no_value = 32,
+  orv_error_parse = 33,
+  orv_error_invalid_expression = 34,
+  orv_error_syntax = 35,
+  orv_error_division_by_zero = 36,
+  orv_error_inappropriate_arguments = 37,
+  orv_error_computation_failed = 38,
+  orv_error_insufficient_state_range = 39,
+  orv_error_invalid_state_values = 40,
+  orv_error_cyclic_instance_hierarchy = 41,
+  orv_error_illegal_binding = 42,
+  orv_error_locale = 43,
+  orv_error_invalid_license = 44,
+  orv_error_expired_license = 45,
+  orv_error_demo = 46,
+  orv_error_jni = 47,
+  orv_error_error = 48
+} orv_error_t;
+
+/* The status returned by status functions: the error code, 0 on success. */
+typedef int orv_status_t;
+
+typedef enum {
+  orv_category_error = 0,
+  orv_category_function = 5,
+  orv_category_instance = 6,
+  orv_category_chance = 7,
+  orv_category_decision = 8,
+  orv_category_utility = 9
+} orv_category_t;
+
+typedef enum {
+  orv_kind_other = -1,
+  orv_kind_discrete = 0,
+  orv_kind_continuous = 1,
+  orv_kind_error = 2
+} orv_kind_t;
+
+typedef enum {
+  orv_subtype_error = 0,
+  orv_subtype_label = 30,
+  orv_subtype_boolean = 31,
+  orv_subtype_number = 32,
+  orv_subtype_interval = 33
+} orv_subtype_t;
+
+typedef enum {
+  orv_table_probability = 0,
+  orv_table_utility = 1,
+  orv_table_experience = 2,
+  orv_table_fading = 3
+} orv_table_type_t;
+
+typedef enum {
+  orv_equilibrium_none = 10,
+  orv_equilibrium_sum = 11,
+  orv_equilibrium_max = 12
+} orv_equilibrium_t;
+
+typedef enum {
+  orv_mode_normal = 20,
+  orv_mode_fast_retraction = 21
+} orv_evidence_mode_t;
+
+typedef enum {
+  orv_tm_clique_size = 15,
+  orv_tm_clique_weight = 16,
+  orv_tm_fill_in_size = 17,
+  orv_tm_fill_in_weight = 18,
+  orv_tm_total_weight = 19,
+  orv_tm_best_greedy = 20
+} orv_triangulation_method_t;
+
+typedef enum {
+  orv_constraint_none = 100,
+  orv_constraint_edge_required = 101,
+  orv_constraint_forward_edge_required = 102,
+  orv_constraint_backward_edge_required = 103,
+  orv_constraint_edge_forbidden = 104,
+  orv_constraint_forward_edge_forbidden = 105,
+  orv_constraint_backward_edge_forbidden = 106,
+  orv_constraint_error = 107
+} orv_edge_constraint_t;
+
+typedef enum {
+  orv_op_Normal = 60,
+  orv_op_LogNormal = 61,
+  orv_op_Beta = 62,
+  orv_op_Gamma = 63,
+  orv_op_Exponential = 64,
+  orv_op_Weibull = 65,
+  orv_op_Uniform = 66,
+  orv_op_Triangular = 67,
+  orv_op_PERT = 68,
+  orv_op_Binomial = 69,
+  orv_op_Poisson = 70,
+  orv_op_NegativeBinomial = 71,
+  orv_op_Geometric = 72,
+  orv_op_Distribution = 73,
+  orv_op_NoisyOR = 74,
+  orv_op_truncate = 75,
+  orv_op_aggregate = 76,
+  orv_op_probability = 77,
+  orv_op_variance = 78,
+  orv_op_quantile = 79,
+  orv_op_min = 80,
+  orv_op_max = 81,
+  orv_op_log = 82,
+  orv_op_log2 = 83,
+  orv_op_log10 = 84,
+  orv_op_exp = 85,
+  orv_op_sin = 86,
+  orv_op_cos = 87,
+  orv_op_tan = 88,
+  orv_op_sinh = 89,
+  orv_op_cosh = 90,
+  orv_op_tanh = 91,
+  orv_op_sqrt = 92,
+  orv_op_abs = 93,
+  orv_op_floor = 94,
+  orv_op_ceil = 95,
+  orv_op_mod = 96,
+  orv_op_if = 97,
+  orv_op_and = 98,
+  orv_op_or = 99,
+  orv_op_not = 100,
+  orv_op_add = 101,
+  orv_op_subtract = 102,
+  orv_op_multiply = 103,
+  orv_op_divide = 104,
+  orv_op_power = 105,
+  orv_op_negate = 106,
+  orv_op_state_index = 107,
+  orv_op_equals = 108,
+  orv_op_less_than = 109,
+  orv_op_greater_than = 110,
+  orv_op_not_equals = 111,
+  orv_op_less_than_or_equals = 112,
+  orv_op_greater_than_or_equals = 113,
+  orv_op_number = 114,
+  orv_op_label = 115,
+  orv_op_node = 116,
+  orv_op_boolean = 117,
+  orv_op_error = 118
+} orv_operator_t;
+
+/* ======================================================================
+ * Error status
+ * ====================================================================== */
+/* The calling thread's error code from its most recent API call. */
+ORV_API orv_error_t orv_error_code(void);
+/* Short name of a code ("usage"), or "no_such_error". Static text. */
+ORV_API const char *orv_error_name(orv_error_t code);
+/* Description of a code, or "No such error.". Static text. */
+ORV_API const char *orv_error_description(orv_error_t code);
+
+/* ======================================================================
+ * Domain
+ * ====================================================================== */
+/* Creates an empty domain; the caller deletes it with orv_domain_delete. */
+ORV_API orv_domain_t orv_new_domain(void);
+/* Frees the domain and everything it owns. Errors: usage. */
+ORV_API orv_status_t orv_domain_delete(orv_domain_t domain);
+/* Sets (or clears with NULL) the log stream; the caller owns the stream. */
+ORV_API orv_status_t orv_domain_set_log_file(orv_domain_t domain, FILE *log_file);
+/* Newest node of the chain, or NULL (error 0) for an empty domain. */
+ORV_API orv_node_t orv_domain_get_first_node(orv_domain_t domain);
+/* The node named name, or NULL (error 0 when absent). */
+ORV_API orv_node_t orv_domain_get_node_by_name(orv_domain_t domain, const char *name);
+/* Default node size for layout. Getter refuses NULL or identical outputs. */
+ORV_API orv_status_t orv_domain_set_node_size(orv_domain_t domain, size_t width, size_t height);
+ORV_API orv_status_t orv_domain_get_node_size(orv_domain_t domain, size_t *width, size_t *height);
+
+/* ======================================================================
+ * Node
+ * ====================================================================== */
+/* New node of the given category and kind. Errors: usage,
+ * cg_limids_not_supported, cyclic_functional_dependency, no_memory. */
+ORV_API orv_node_t orv_domain_new_node(orv_domain_t domain, orv_category_t category, orv_kind_t kind);
+/* Copy of a node (no name) with the same parents. Errors: usage, no_memory. */
+ORV_API orv_node_t orv_node_clone(orv_node_t node);
+/* Deletes the node; later nodes are renumbered. Errors: usage. */
+ORV_API orv_status_t orv_node_delete(orv_node_t node);
+ORV_API orv_category_t orv_node_get_category(orv_node_t node);
+ORV_API orv_kind_t orv_node_get_kind(orv_node_t node);
+ORV_API orv_subtype_t orv_node_get_subtype(orv_node_t node);
+/* The domain (or class record) that owns the node. */
+ORV_API orv_domain_t orv_node_get_domain(orv_node_t node);
+/* The owning domain, or NULL (error 0) for a node of a class. */
+ORV_API orv_domain_t orv_node_get_home_domain(orv_node_t node);
+/* The owning class, or NULL (error 0) for a node of a domain. */
+ORV_API orv_class_t orv_node_get_home_class(orv_node_t node);
+/* Chance <-> decision for discrete nodes. Errors: usage,
+ * cg_limids_not_supported, cyclic_functional_dependency. */
+ORV_API orv_status_t orv_node_set_category(orv_node_t node, orv_category_t category);
+ORV_API orv_status_t orv_node_set_subtype(orv_node_t node, orv_subtype_t subtype);
+/* The next (older) node of the domain's chain, or NULL. */
+ORV_API orv_node_t orv_node_get_next(orv_node_t node);
+/* Names: a C identifier (dotted segments allowed in domains). Errors:
+ * usage, twice, invalid_name, no_memory. */
+ORV_API orv_status_t orv_node_set_name(orv_node_t node, const char *name);
+/* The node's name; generated ("C4", ...) on first request. Owned by the node. */
+ORV_API const char *orv_node_get_name(orv_node_t node);
+ORV_API orv_status_t orv_node_set_label(orv_node_t node, const char *label);
+/* The label, or "" when none is set. Owned by the node. */
+ORV_API const char *orv_node_get_label(orv_node_t node);
+ORV_API orv_status_t orv_node_set_position(orv_node_t node, int x, int y);
+ORV_API orv_status_t orv_node_get_position(orv_node_t node, int *x, int *y);
+/* Parents (discrete first) and children: owned by the node, valid until
+ * the links of the node change. */
+ORV_API orv_node_t *orv_node_get_parents(orv_node_t node);
+ORV_API orv_node_t *orv_node_get_children(orv_node_t node);
+/* The node, then its ancestors (descendants) breadth-first. Owned by the
+ * node and overwritten by the next such call on it. */
+ORV_API orv_node_t *orv_node_get_ancestors(orv_node_t node);
+ORV_API orv_node_t *orv_node_get_descendants(orv_node_t node);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ORVEL_H */

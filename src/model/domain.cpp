@@ -1,0 +1,80 @@
+// Domain lifecycle and the domain-level entry points of the node model.
+#include "model/domain.h"
+
+#include "model/node.h"
+#include "runtime/error.h"
+#include "runtime/files.h"
+#include "tables/table.h"
+
+orv_domain_s::~orv_domain_s() {
+  orv::uncompile(this);
+  orv::discard_node_set_cache(this);
+  while (first_node) orv::free_node(first_node);
+  while (first_table) orv::_orv_free_table(first_table);
+}
+
+namespace orv {
+
+bool is_domain(const orv_domain_s *d) {
+  return d && (d->tag == Tag::domain || d->tag == Tag::class_record);
+}
+
+void uncompile(orv_domain_s *d) noexcept { d->compiled.reset(); }
+
+void discard_node_set_cache(orv_domain_s *d) noexcept { d->node_set_cache.reset(); }
+
+orv_status_t _orv_domain_flush_log_file(orv_domain_s *d) { return flush_log(d->log); }
+
+}  // namespace orv
+
+using orv::guarded;
+using orv::guarded_status;
+using orv::is_domain;
+
+extern "C" {
+
+orv_domain_t orv_new_domain(void) {
+  return guarded<orv_domain_t>(nullptr, [] { return orv::make<orv_domain_s>(); });
+}
+
+orv_status_t orv_domain_delete(orv_domain_t domain) {
+  if (!is_domain(domain) || domain->is_class()) return orv::usage(orv_error_usage);
+  return guarded_status([&] { orv::destroy(domain); });
+}
+
+orv_status_t orv_domain_set_log_file(orv_domain_t domain, FILE *log_file) {
+  if (!is_domain(domain)) return orv::usage(orv_error_usage);
+  return guarded_status([&] { domain->log = log_file; });
+}
+
+orv_node_t orv_domain_get_first_node(orv_domain_t domain) {
+  if (!is_domain(domain)) return orv::usage<orv_node_t>(nullptr);
+  return guarded<orv_node_t>(nullptr, [&] { return domain->first_node; });
+}
+
+orv_node_t orv_domain_get_node_by_name(orv_domain_t domain, const char *name) {
+  if (!is_domain(domain) || !name) return orv::usage<orv_node_t>(nullptr);
+  return guarded<orv_node_t>(nullptr, [&] {
+    orv_node_t found = domain->names.find(domain->first_node, domain->node_count, name);
+    orv::set_error(orv_error_none);
+    return found;
+  });
+}
+
+orv_status_t orv_domain_set_node_size(orv_domain_t domain, size_t width, size_t height) {
+  if (!is_domain(domain)) return orv::usage(orv_error_usage);
+  return guarded_status([&] {
+    domain->node_width = width;
+    domain->node_height = height;
+  });
+}
+
+orv_status_t orv_domain_get_node_size(orv_domain_t domain, size_t *width, size_t *height) {
+  if (!is_domain(domain) || !width || !height || width == height) return orv::usage(orv_error_usage);
+  return guarded_status([&] {
+    *width = domain->node_width;
+    *height = domain->node_height;
+  });
+}
+
+}  // extern "C"

@@ -1,0 +1,78 @@
+// The domain record: a network with its node chain, counts, name index, log
+// stream and settings. A class shares this record head.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <random>
+
+#include "model/name_index.h"
+#include "model/records.h"
+#include "orvel.h"
+#include "runtime/allocate.h"
+#include "runtime/print_size.h"
+
+struct orv_domain_s : orv::Tagged {
+  explicit orv_domain_s(orv::Tag t = orv::Tag::domain) : Tagged(t) {}
+  ~orv_domain_s();
+
+  orv::PrintRing print_ring;  // sizes in log lines (_orv_print_size)
+
+  // Layout defaults.
+  std::size_t node_width = 0;
+  std::size_t node_height = 0;
+
+  std::FILE *log = nullptr;  // owned by the caller
+
+  // Nodes: the chain runs newest first; counts are kept exact.
+  orv_node_s *first_node = nullptr;
+  std::size_t node_count = 0;
+  std::size_t discrete_count = 0;
+  std::size_t continuous_count = 0;
+  std::size_t chance_count = 0;
+  std::size_t decision_count = 0;
+  std::size_t utility_count = 0;
+  std::size_t function_count = 0;
+  std::size_t instance_count = 0;
+
+  orv::NameIndex names;
+
+  // Parallel table operations.
+  std::size_t grain_size = 10000;
+  std::size_t concurrency_level = 1;
+  std::size_t em_concurrency_level = 1;
+
+  std::mt19937 random{310952u};
+
+  // The table chain (newest first, numbered 1..table_count).
+  orv_table_s *first_table = nullptr;
+  std::size_t table_count = 0;
+
+  // Compiled structure and node-set-dependent caches; owned by the
+  // compilation layers, discarded by uncompile.
+  orv::Owned<orv::Attachment> compiled;
+  orv::Owned<orv::Attachment> node_set_cache;
+
+  orv::String file_name;
+  void *user_data = nullptr;
+
+  bool is_class() const { return tag == orv::Tag::class_record; }
+};
+
+namespace orv {
+
+bool is_domain(const orv_domain_s *d);
+// Drops the compiled structure (cliques, junction trees, evidence state).
+void uncompile(orv_domain_s *d) noexcept;
+// Drops caches that depend on the set of discrete and continuous nodes.
+void discard_node_set_cache(orv_domain_s *d) noexcept;
+
+// Decimal text of a size in the domain's print ring, "HUGE" for the sentinel.
+inline const char *_orv_print_size(orv_domain_s *d, std::size_t n) {
+  return print_size(d->print_ring, n);
+}
+
+// Sets io when a log stream is set and flushing it fails.
+orv_status_t _orv_domain_flush_log_file(orv_domain_s *d);
+
+}  // namespace orv

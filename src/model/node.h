@@ -1,0 +1,96 @@
+// The node record: identity, graph, presentation, quantitative part, the
+// kind-specific fields and the link to the next node of the domain's chain.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "model/domain.h"
+#include "model/node_list.h"
+#include "model/records.h"
+#include "orvel.h"
+#include "runtime/allocate.h"
+
+struct orv_node_s : orv::Tagged {
+  orv_node_s(orv_domain_s *owner_, orv_category_t category_, orv_kind_t kind_)
+      : Tagged(orv::Tag::node), owner(owner_), category(category_), kind(kind_) {}
+
+  // Identity.
+  orv_domain_s *owner;
+  orv_category_t category;
+  orv_kind_t kind;
+  std::size_t number = 0;
+  orv::String name;  // empty until assigned or generated
+
+  // Graph: discrete parents come first.
+  orv::NodeList parents;
+  orv::NodeList children;
+  void *chain_block = nullptr;  // undirected-link block, or null
+  std::uint64_t mark = 0;       // scratch flag of graph searches
+  orv::NodeArray relatives;     // result of ancestors/descendants
+
+  // Presentation.
+  orv::String label;
+  std::int32_t x = 0;
+  std::int32_t y = 0;
+
+  // Quantitative part.
+  orv_table_s *table = nullptr;
+  orv_model_s *model = nullptr;
+  orv_table_s *experience = nullptr;
+  orv_table_s *fading = nullptr;
+
+  // Inference fields start with these fixed values.
+  double evidence_weight = 1.0;
+  double value = -1.0;
+  long selected_state = -1;
+  long clique_index = -1;
+  unsigned char flags = 0xff;
+
+  // Class structure.
+  orv_node_s *class_node = nullptr;     // the class node this one copies
+  orv_node_s *instance_node = nullptr;  // the instance it was copied for
+  bool temporal_clone = false;
+  orv_node_s *temporal_link = nullptr;
+
+  void *user_data = nullptr;
+
+  // Discrete part.
+  std::size_t state_count = 1;
+  orv::Vector<orv::String> state_labels;  // empty entries: no label
+  orv::Vector<double> state_values;
+  orv_subtype_t subtype = orv_subtype_label;
+
+  orv_node_s *next = nullptr;
+
+  bool is_discrete() const { return kind == orv_kind_discrete; }
+  bool is_continuous() const { return kind > 0; }
+  bool counts_as_variable() const { return kind == orv_kind_discrete || kind == orv_kind_continuous; }
+};
+
+namespace orv {
+
+bool is_node(const orv_node_s *n);
+
+// Creation shared with parsers and class unfolding. Throws Failure.
+orv_node_s *_orv_domain_new_node(orv_domain_s *d, orv_category_t category, orv_kind_t kind,
+                                 orv_subtype_t subtype, bool uncounted);
+// Unlinks and frees a node; renumbers so numbers stay dense. Never fails.
+void free_node(orv_node_s *node) noexcept;
+
+// True when the name rule holds (dots only when dots_allowed).
+bool is_valid_name(const char *name, bool dots_allowed);
+// Checks a name under the C locale; throws invalid_name or locale.
+void _orv_check_name(const char *name, bool dots_allowed);
+
+// Makes every named node's name valid in place (older file formats).
+void _orv_convert_node_names(orv_domain_s *d);
+
+// Puts the chain into file order after reading and renumbers nodes and tables.
+void _orv_reverse_node_and_table_lists(orv_domain_s *d);
+
+// Hook for the graph checks: whether the domain's function nodes satisfy the
+// LIMID constraints (needed before the first decision or utility arrives).
+bool function_nodes_satisfy_limid_constraints(orv_domain_s *d);
+
+}  // namespace orv

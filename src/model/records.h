@@ -1,0 +1,36 @@
+// Record tags: every handle's first field, checked at entry so that a wrong
+// kind of handle is a usage error instead of a crash.
+#pragma once
+
+#include <cstdint>
+
+namespace orv {
+
+enum class Tag : std::uint32_t {
+  dead = 0,
+  domain = 0x4f44304du,  // the same record head serves classes
+  class_record = 0x4f43304du,
+  node = 0x4f4e304du,
+  table = 0x4f54304du,
+  clique = 0x4f51304du,
+  junction_tree = 0x4f4a304du,
+  expression = 0x4f45304du,
+  model = 0x4f4d304du,
+};
+
+// Base of every record that crosses the API.
+struct Tagged {
+  explicit Tagged(Tag t) : tag(t) {}
+  Tagged(const Tagged &) = delete;
+  Tagged &operator=(const Tagged &) = delete;
+  ~Tagged() { tag = Tag::dead; }
+  Tag tag;
+};
+
+// Owned state that lower layers hold but higher layers define (compiled
+// structures, caches). Destroying it is the whole of "discard".
+struct Attachment {
+  virtual ~Attachment() = default;
+};
+
+}  // namespace orv

@@ -1,0 +1,227 @@
+// Domains and nodes through the public API: creation rules, numbering,
+// names and the name index, deletion, cloning, types and graph lists.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "model/node.h"
+#include "orvel.h"
+#include "support/domain_fixture.h"
+#include "support/fault_injection.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::chain_names;
+using test::names_of;
+using test::new_domain;
+
+TEST(NodeCreation, FollowsTheCategoryKindTable) {
+  auto d = new_domain();
+  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete), nullptr);
+  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_other), nullptr);
+  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_discrete), nullptr);
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_function, orv_kind_continuous), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_other), nullptr);
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_instance, orv_kind_other), nullptr);
+  EXPECT_EQ(orv_domain_new_node(d.get(), static_cast<orv_category_t>(3), orv_kind_discrete), nullptr);
+  EXPECT_EQ(orv_domain_new_node(nullptr, orv_category_chance, orv_kind_discrete), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+
+  orv_node_t u = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_discrete);
+  ASSERT_NE(u, nullptr);
+  EXPECT_EQ(orv_node_get_kind(u), orv_kind_other);
+  EXPECT_EQ(d->utility_count, 1u);
+  EXPECT_EQ(d->discrete_count, 2u);  // the chance node and the discrete function node
+  EXPECT_EQ(d->node_count, 4u);
+}
+
+TEST(NodeCreation, KeepsContinuousNodesAndLimidNodesApart) {
+  auto d = new_domain();
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_decision, orv_kind_continuous), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
+  ASSERT_NE(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_continuous), nullptr);
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_decision, orv_kind_discrete), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
+  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_other), nullptr);
+
+  auto limid = new_domain();
+  ASSERT_NE(orv_domain_new_node(limid.get(), orv_category_decision, orv_kind_discrete), nullptr);
+  EXPECT_EQ(orv_domain_new_node(limid.get(), orv_category_chance, orv_kind_continuous), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
+  EXPECT_NE(orv_domain_new_node(limid.get(), orv_category_chance, orv_kind_discrete), nullptr);
+  EXPECT_EQ(limid->node_count, 2u);
+}
+
+TEST(NodeNumbering, NewestFirstAndDenseAfterDeletion) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  orv_node_t b = add_node(d.get(), "B");
+  orv_node_t c = add_node(d.get(), "C");
+  EXPECT_EQ(chain_names(d.get()), (std::vector<std::string>{"C", "B", "A"}));
+  EXPECT_EQ(c->number, 3u);
+  EXPECT_EQ(orv_node_delete(b), orv_error_none);
+  EXPECT_EQ(chain_names(d.get()), (std::vector<std::string>{"C", "A"}));
+  EXPECT_EQ(c->number, 2u);
+  EXPECT_EQ(a->number, 1u);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "B"), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_EQ(orv_node_delete(nullptr), orv_error_usage);
+}
+
+TEST(NodeNames, ValidityRuleDependsOnTheOwner) {
+  auto d = new_domain();
+  orv_node_t n = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete);
+  for (const char *good : {"a.b", "_", "a_1", "x.y.z", "A9"}) {
+    EXPECT_EQ(orv_node_set_name(n, good), orv_error_none) << good;
+    EXPECT_STREQ(orv_node_get_name(n), good);
+  }
+  for (const char *bad : {"1a", "a-b", "a.", "", ".a", "a..b", "é"}) {
+    EXPECT_EQ(orv_node_set_name(n, bad), orv_error_invalid_name) << bad;
+    EXPECT_STREQ(orv_node_get_name(n), "A9");  // the old name stays
+  }
+  EXPECT_FALSE(is_valid_name("a.b", false));  // nodes of classes: no dots
+  EXPECT_TRUE(is_valid_name("a_b", false));
+  orv_node_t m = add_node(d.get(), "M");
+  EXPECT_EQ(orv_node_set_name(m, "A9"), orv_error_twice);
+  EXPECT_EQ(orv_node_set_name(m, "M"), orv_error_none);  // its own name again
+  EXPECT_EQ(orv_node_set_name(m, nullptr), orv_error_usage);
+}
+
+TEST(NodeNames, GeneratedFromCategoryAndNumberSkippingTakenNames) {
+  auto d = new_domain();
+  std::vector<orv_node_t> nodes;
+  for (int i = 0; i < 9; ++i) nodes.push_back(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete));
+  ASSERT_EQ(orv_node_set_name(nodes[0], "C4"), orv_error_none);
+  ASSERT_EQ(orv_node_set_name(nodes[1], "C10"), orv_error_none);
+  EXPECT_STREQ(orv_node_get_name(nodes[3]), "C11");  // number 4: C4 and C10 are taken
+  orv_node_t dec = orv_domain_new_node(d.get(), orv_category_decision, orv_kind_discrete);
+  EXPECT_STREQ(orv_node_get_name(dec), "D10");
+  orv_node_t util = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other);
+  EXPECT_STREQ(orv_node_get_name(util), "U11");
+  orv_node_t fn = orv_domain_new_node(d.get(), orv_category_function, orv_kind_other);
+  EXPECT_STREQ(orv_node_get_name(fn), "F12");
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "C11"), nodes[3]);
+}
+
+TEST(NameIndex, BuiltAtElevenNodesAndRebuiltPastTwiceItsSize) {
+  auto d = new_domain();
+  std::vector<orv_node_t> nodes;
+  for (int i = 0; i < 11; ++i)
+    nodes.push_back(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete));
+  EXPECT_EQ(d->names.bucket_count(), 0u);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "C5"), nullptr);  // the first lookup builds
+  EXPECT_EQ(d->names.bucket_count(), 11u);
+  for (int i = 0; i < 11; ++i) ASSERT_EQ(orv_node_set_name(nodes[i], ("N" + std::to_string(i)).c_str()), 0);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N5"), nodes[5]);
+  // Naming looks names up, so the index follows the growth from here on.
+  for (int i = 11; i < 22; ++i) nodes.push_back(add_node(d.get(), ("N" + std::to_string(i)).c_str()));
+  EXPECT_EQ(d->names.bucket_count(), 11u);  // 22 nodes is not more than twice 11
+  nodes.push_back(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete));
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N21"), nodes[21]);
+  EXPECT_EQ(d->names.bucket_count(), 23u);
+  ASSERT_EQ(orv_node_set_name(nodes[22], "N22"), orv_error_none);
+  // Renames and deletions keep the index exact.
+  ASSERT_EQ(orv_node_set_name(nodes[3], "Renamed"), orv_error_none);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N3"), nullptr);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "Renamed"), nodes[3]);
+  ASSERT_EQ(orv_node_delete(nodes[7]), orv_error_none);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N7"), nullptr);
+  for (int i = 0; i < 23; ++i)
+    if (i != 3 && i != 7) EXPECT_EQ(orv_domain_get_node_by_name(d.get(), ("N" + std::to_string(i)).c_str()), nodes[i]);
+  EXPECT_EQ(NameIndex::hash("ab", 11), (('a' * 2) + 'b') % 11);
+  EXPECT_EQ(NameIndex::smallest_prime_at_least(24), 29u);
+  EXPECT_EQ(NameIndex::smallest_prime_at_least(2), 2u);
+}
+
+TEST(NameIndex, LookupNeverFailsForLackOfMemory) {
+  auto d = new_domain();
+  std::vector<orv_node_t> nodes;
+  for (int i = 0; i < 30; ++i) nodes.push_back(add_node(d.get(), ("N" + std::to_string(i)).c_str()));
+  for (std::size_t n = 0; n < 40; ++n) {
+    d->names.clear();
+    test::FailNthAllocation guard(n);
+    EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N17"), nodes[17]) << n;
+    EXPECT_EQ(orv_error_code(), orv_error_none) << n;
+    EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N29"), nodes[29]) << n;
+  }
+}
+
+TEST(NodeTypes, CategoryAndSubtypeChanges) {
+  auto d = new_domain();
+  orv_node_t n = add_node(d.get(), "N");
+  EXPECT_EQ(orv_node_set_subtype(n, orv_subtype_boolean), orv_error_usage);  // one state
+  n->state_count = 3;
+  EXPECT_EQ(orv_node_set_subtype(n, orv_subtype_boolean), orv_error_usage);
+  n->state_count = 2;
+  EXPECT_EQ(orv_node_set_subtype(n, orv_subtype_boolean), orv_error_none);
+  EXPECT_EQ(orv_node_get_subtype(n), orv_subtype_boolean);
+  EXPECT_EQ(orv_node_set_subtype(n, static_cast<orv_subtype_t>(34)), orv_error_usage);
+  EXPECT_EQ(orv_node_set_category(n, orv_category_decision), orv_error_none);
+  EXPECT_EQ(d->decision_count, 1u);
+  EXPECT_EQ(d->chance_count, 0u);
+  EXPECT_EQ(orv_node_set_category(n, orv_category_utility), orv_error_usage);
+  EXPECT_EQ(orv_node_set_category(n, orv_category_chance), orv_error_none);
+  EXPECT_EQ(d->chance_count, 1u);
+
+  orv_node_t fn = orv_domain_new_node(d.get(), orv_category_function, orv_kind_discrete);
+  EXPECT_EQ(orv_node_set_category(fn, orv_category_chance), orv_error_usage);
+  orv_node_t u = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other);
+  EXPECT_EQ(orv_node_set_subtype(u, orv_subtype_number), orv_error_usage);
+
+  auto cg = new_domain();
+  orv_node_t x = add_node(cg.get(), "X");
+  ASSERT_NE(orv_domain_new_node(cg.get(), orv_category_chance, orv_kind_continuous), nullptr);
+  EXPECT_EQ(orv_node_set_category(x, orv_category_decision), orv_error_cg_limids_not_supported);
+  EXPECT_EQ(orv_node_get_category(x), orv_category_chance);
+}
+
+TEST(NodePresentation, LabelsPositionsAndNodeSize) {
+  auto d = new_domain();
+  orv_node_t n = add_node(d.get(), "N");
+  EXPECT_STREQ(orv_node_get_label(n), "");
+  EXPECT_EQ(orv_node_set_label(n, "Smoker?"), orv_error_none);
+  EXPECT_STREQ(orv_node_get_label(n), "Smoker?");
+  int x = 0, y = 0;
+  EXPECT_EQ(orv_node_set_position(n, -5, 70000), orv_error_none);
+  EXPECT_EQ(orv_node_get_position(n, &x, &y), orv_error_none);
+  EXPECT_EQ(x, -5);
+  EXPECT_EQ(y, 70000);
+  EXPECT_EQ(orv_node_get_position(n, &x, &x), orv_error_usage);
+  EXPECT_EQ(orv_node_get_position(n, nullptr, &y), orv_error_usage);
+  std::size_t w = 1, h = 1;
+  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &h), orv_error_none);
+  EXPECT_EQ(w, 0u);
+  EXPECT_EQ(orv_domain_set_node_size(d.get(), 80, 40), orv_error_none);
+  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &h), orv_error_none);
+  EXPECT_EQ(w * 1000 + h, 80040u);
+  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &w), orv_error_usage);
+}
+
+TEST(NodeHandles, WrongKindsAndNullsAreUsageErrors) {
+  auto d = new_domain();
+  orv_node_t n = add_node(d.get(), "N");
+  auto *as_node = reinterpret_cast<orv_node_t>(d.get());
+  auto *as_domain = reinterpret_cast<orv_domain_t>(n);
+  EXPECT_EQ(orv_node_get_category(as_node), orv_category_error);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_domain_get_first_node(as_domain), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_name(nullptr), nullptr);
+  EXPECT_EQ(orv_node_get_parents(nullptr), nullptr);
+  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_domain(n), d.get());  // the next good call reads 0
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_EQ(orv_node_get_home_domain(n), d.get());
+  EXPECT_EQ(orv_node_get_home_class(n), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+}
+
+}  // namespace
+}  // namespace orv

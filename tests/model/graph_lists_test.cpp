@@ -1,0 +1,172 @@
+// Node lists: services on raw arrays, parents and children, ancestors and
+// descendants, and deletion and cloning with their links and failure paths.
+#include <gtest/gtest.h>
+
+#include "model/node.h"
+#include "model/node_list.h"
+#include "orvel.h"
+#include "support/domain_fixture.h"
+#include "support/fault_injection.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::names_of;
+using test::new_domain;
+using Names = std::vector<std::string>;
+
+// Links a parent directly (the graph half of adding a link).
+void link(orv_node_t parent, orv_node_t child) {
+  child->parents.insert_discrete_first(parent);
+  parent->children.insert_discrete_first(child);
+}
+
+TEST(NodeListServices, RawArrayOperations) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t abc[] = {a, b, c, nullptr}, ca[] = {c, a, nullptr}, ac[] = {a, c, nullptr};
+  orv_node_t none[] = {nullptr};
+  EXPECT_EQ(_orv_node_list_length(abc), 3u);
+  EXPECT_EQ(_orv_node_list_length(nullptr), 0u);
+  EXPECT_EQ(_orv_get_last_node(abc), c);
+  EXPECT_EQ(_orv_get_last_node(none), nullptr);
+  EXPECT_EQ(_orv_node_index(abc, c), 2);
+  EXPECT_EQ(_orv_node_index(ca, b), -1);
+  EXPECT_TRUE(_orv_subset_of_node_list(ca, abc));
+  EXPECT_FALSE(_orv_sublist_of_node_list(ca, abc));
+  EXPECT_TRUE(_orv_sublist_of_node_list(ac, abc));
+  EXPECT_TRUE(_orv_sublist_of_node_list(none, abc));
+  EXPECT_FALSE(_orv_node_lists_are_equal(ac, ca));
+
+  orv_node_t *list = _orv_copy_nodes(nullptr);
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(list[0], nullptr);
+  for (orv_node_t n : {a, x, b}) {
+    orv_node_t *grown = _orv_node_list_extend(list);
+    ASSERT_NE(grown, nullptr);
+    list = grown;
+    _orv_node_list_insert(list, n);
+  }
+  EXPECT_EQ(names_of(list), (Names{"B", "A", "X"}));  // discrete first
+  EXPECT_EQ(_orv_count_discrete_nodes(list), 2u);
+  EXPECT_EQ(_orv_count_cg_nodes(list), 1u);
+  _orv_node_list_remove(list, a);
+  EXPECT_EQ(names_of(list), (Names{"B", "X"}));
+  {
+    test::FailNthAllocation fail(0);
+    EXPECT_EQ(_orv_node_list_extend(list), nullptr);  // the old list stays ours
+  }
+  EXPECT_EQ(names_of(list), (Names{"B", "X"}));
+  _orv_free(list);
+
+  NodeArray array;
+  EXPECT_EQ(_orv_allocate_node_array(&array, 4), orv_error_none);
+  EXPECT_EQ(array.capacity, 4u);
+  {
+    test::FailNthAllocation fail(0);
+    EXPECT_EQ(_orv_allocate_node_array(&array, 9), orv_error_no_memory);
+  }
+  EXPECT_EQ(array.capacity, 4u);
+  EXPECT_EQ(_orv_allocate_node_array(&array, 2), orv_error_none);  // enough room already
+  _orv_free(array.items);
+}
+
+TEST(GraphLists, AncestorsAndDescendantsBreadthFirst) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t e = add_node(d.get(), "E"), f = add_node(d.get(), "F");
+  link(a, b), link(a, c), link(b, e), link(c, e), link(e, f);
+  EXPECT_EQ(names_of(orv_node_get_ancestors(a)), (Names{"A"}));
+  EXPECT_EQ(names_of(orv_node_get_ancestors(f)), (Names{"F", "E", "C", "B", "A"}));
+  EXPECT_EQ(names_of(orv_node_get_descendants(a)), (Names{"A", "C", "B", "E", "F"}));
+  EXPECT_EQ(names_of(orv_node_get_parents(e)), (Names{"C", "B"}));
+  for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n)) EXPECT_EQ(n->mark, 0u);
+}
+
+TEST(NodeDeletion, RemovesLinksAndRefusesClassCopies) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  link(a, b), link(b, c);
+  EXPECT_EQ(orv_node_delete(b), orv_error_none);
+  EXPECT_EQ(names_of(orv_node_get_children(a)), Names{});
+  EXPECT_EQ(names_of(orv_node_get_parents(c)), Names{});
+  c->class_node = a;  // pretend c was copied from a class node
+  EXPECT_EQ(orv_node_delete(c), orv_error_usage);
+  c->class_node = nullptr;
+  EXPECT_EQ(d->node_count, 2u);
+}
+
+TEST(NodeCloning, CopiesStatesLabelAndParentsButNotTheName) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  link(a, b);
+  b->state_count = 2;
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_boolean), orv_error_none);
+  ASSERT_EQ(orv_node_set_label(b, "the b"), orv_error_none);
+  orv_node_t clone = orv_node_clone(b);
+  ASSERT_NE(clone, nullptr);
+  EXPECT_EQ(clone->number, 3u);
+  EXPECT_EQ(orv_domain_get_first_node(d.get()), clone);
+  EXPECT_EQ(orv_node_get_subtype(clone), orv_subtype_boolean);
+  EXPECT_STREQ(orv_node_get_label(clone), "the b");
+  EXPECT_STREQ(orv_node_get_name(clone), "C3");
+  EXPECT_EQ(names_of(orv_node_get_parents(clone)), (Names{"A"}));
+  EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C3", "B"}));
+}
+
+// Every allocation of creation, naming and cloning can fail: the operation
+// reports no_memory, leaks nothing and leaves the domain as it was. A failure
+// inside the name index only drops the index, and the operation succeeds.
+TEST(NodeFailurePaths, NoMemoryAtEveryAllocationLeavesTheDomainUnchanged) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  for (int i = 0; i < 12; ++i) add_node(d.get(), ("P" + std::to_string(i)).c_str());
+  link(a, b);
+  ASSERT_EQ(orv_node_set_label(b, "a label long enough to need the heap"), orv_error_none);
+  const auto snapshot = [&] {
+    Names s = test::chain_names(d.get());
+    s.push_back(std::to_string(d->node_count) + "/" + std::to_string(d->chance_count));
+    for (const auto &n : names_of(orv_node_get_children(a))) s.push_back("child " + n);
+    return s;
+  };
+  const Names before = snapshot();
+  const auto sweep = [&](const char *what, auto operation, auto undo) {
+    for (std::size_t n = 0;; ++n) {
+      test::LiveBlocks live;
+      bool ok;
+      std::size_t failures;
+      {
+        test::FailNthAllocation guard(n);
+        ok = operation();
+        failures = guard.failures();
+      }
+      if (failures == 0) {
+        ASSERT_TRUE(ok) << what;
+        undo();
+        break;
+      }
+      if (ok) {  // absorbed: the lookups still work without the index
+        EXPECT_EQ(d->names.bucket_count(), 0u) << what << " allocation " << n;
+        undo();
+        continue;
+      }
+      EXPECT_EQ(orv_error_code(), orv_error_no_memory) << what << " allocation " << n;
+      EXPECT_EQ(snapshot(), before) << what << " allocation " << n;
+      EXPECT_LE(live.delta(), 0) << what << " allocation " << n;  // the index may go
+    }
+    EXPECT_EQ(snapshot(), before) << what;
+  };
+  orv_node_t made = nullptr;
+  sweep("create", [&] { return (made = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete)) != nullptr; },
+        [&] { orv_node_delete(made); });
+  sweep("clone", [&] { return (made = orv_node_clone(b)) != nullptr; }, [&] { orv_node_delete(made); });
+  sweep("rename", [&] { return orv_node_set_name(b, "a_name_that_is_long_enough_for_the_heap") == orv_error_none; },
+        [&] { orv_node_set_name(b, "B"); });
+  orv_node_t unnamed = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete);
+  orv_node_delete(unnamed);
+}
+
+}  // namespace
+}  // namespace orv

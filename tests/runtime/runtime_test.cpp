@@ -1,0 +1,162 @@
+// Error table, size arithmetic, the allocation funnel, the print ring, files
+// and the locale switch.
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include "model/domain.h"
+#include "runtime/allocate.h"
+#include "runtime/error.h"
+#include "runtime/files.h"
+#include "runtime/print_size.h"
+#include "support/fault_injection.h"
+
+namespace orv {
+namespace {
+
+TEST(ErrorTable, NamesAndDescriptionsCoverEveryCodeAndNothingElse) {
+  EXPECT_STREQ(orv_error_name(orv_error_none), "none");
+  EXPECT_STREQ(orv_error_name(orv_error_usage), "usage");
+  EXPECT_STREQ(orv_error_name(orv_error_locale), "locale");
+  EXPECT_STREQ(orv_error_name(orv_error_error), "error");
+  EXPECT_STREQ(orv_error_name(static_cast<orv_error_t>(49)), "no_such_error");
+  EXPECT_STREQ(orv_error_name(static_cast<orv_error_t>(-1)), "no_such_error");
+  EXPECT_STREQ(orv_error_description(static_cast<orv_error_t>(49)), "No such error.");
+  EXPECT_STREQ(orv_error_description(orv_error_no_memory),
+               "Orvel ran out of memory while carrying out some operation.");
+  EXPECT_STREQ(orv_error_description(orv_error_invalid_evidence),
+               "The specified evidence violates the \"free will\" condition, or evidence on a "
+               "decision node is not an instantiation.");
+  EXPECT_STREQ(orv_error_description(orv_error_size_too_large),
+               "The true size is too large to represent within the `size_t' type.");
+  for (int code = 0; code <= 48; ++code) {
+    const auto c = static_cast<orv_error_t>(code);
+    EXPECT_STRNE(orv_error_name(c), "no_such_error") << code;
+    EXPECT_GT(std::strlen(orv_error_description(c)), 10u) << code;
+  }
+}
+
+TEST(ErrorStatus, IsPerThreadAndResetBySuccessfulCalls) {
+  orv_domain_delete(nullptr);
+  ASSERT_EQ(orv_error_code(), orv_error_usage);
+  orv_error_t seen_by_other = orv_error_error;
+  std::thread([&] { seen_by_other = orv_error_code(); }).join();
+  EXPECT_EQ(seen_by_other, orv_error_none);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  orv_domain_t d = orv_new_domain();
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  orv_domain_delete(d);
+}
+
+TEST(SizeArithmetic, SaturatesToTheSentinel) {
+  EXPECT_EQ(size_multiply(std::size_t{1} << 32, std::size_t{1} << 32), kSizeSentinel);
+  EXPECT_EQ(size_multiply(std::size_t{1} << 31, std::size_t{1} << 32), std::size_t{1} << 63);
+  EXPECT_EQ(size_multiply(0, kSizeSentinel), 0u);
+  EXPECT_EQ(size_add(kSizeSentinel - 1, 2), kSizeSentinel);
+  EXPECT_EQ(size_add(kSizeSentinel - 1, 1), kSizeSentinel);  // the sentinel itself
+  EXPECT_EQ(size_add(3, 4), 7u);
+}
+
+TEST(Allocator, RefusesTheSentinelWithoutCallingTheHeap) {
+  const std::size_t before = testing::allocations();
+  set_error(orv_error_none);
+  EXPECT_EQ(_orv_allocate(size_multiply(std::size_t{1} << 32, std::size_t{1} << 32)), nullptr);
+  EXPECT_EQ(error_code(), orv_error_no_memory);
+  void *block = _orv_allocate(16);
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(error_code(), orv_error_none);
+  EXPECT_EQ(_orv_reallocate(block, kSizeSentinel), nullptr);
+  EXPECT_EQ(error_code(), orv_error_no_memory);
+  _orv_free(block);  // the failed resize left it valid and ours
+  EXPECT_GE(testing::allocations(), before + 1);
+}
+
+TEST(Allocator, ReallocateShrinkAndStringsFollowTheirContracts) {
+  test::LiveBlocks live;
+  void *block = _orv_reallocate(nullptr, 8);  // null block allocates
+  ASSERT_NE(block, nullptr);
+  set_error(orv_error_twice);
+  EXPECT_EQ(_orv_shrink(block, 0), nullptr);  // frees, never touches the code
+  EXPECT_EQ(error_code(), orv_error_twice);
+  EXPECT_EQ(_orv_shrink(nullptr, 8), nullptr);
+  char *copy = _orv_allocate_string("orvel");
+  ASSERT_NE(copy, nullptr);
+  EXPECT_STREQ(copy, "orvel");
+  _orv_free(copy);
+  EXPECT_EQ(live.delta(), 0);
+}
+
+TEST(Allocator, FaultInjectionFailsExactlyTheNthAllocation) {
+  test::FailNthAllocation guard(2);
+  void *a = _orv_allocate(1), *b = _orv_allocate(1), *c = _orv_allocate(1);
+  EXPECT_EQ(error_code(), orv_error_no_memory);
+  void *d = _orv_allocate(1);
+  EXPECT_NE(a, nullptr);
+  EXPECT_NE(b, nullptr);
+  EXPECT_EQ(c, nullptr);
+  EXPECT_NE(d, nullptr);
+  EXPECT_EQ(guard.failures(), 1u);
+  _orv_free(a), _orv_free(b), _orv_free(d);
+  // Containers over the funnel throw bad_alloc, which entry points map.
+  test::FailNthAllocation again(0);
+  EXPECT_THROW(Vector<int>(4), std::bad_alloc);
+}
+
+TEST(PrintRing, PrintsDigitsIntoEightRotatingBuffers) {
+  PrintRing ring;
+  EXPECT_STREQ(print_size(ring, 0), "0");
+  EXPECT_STREQ(print_size(ring, 18446744073709551614ull), "18446744073709551614");
+  EXPECT_STREQ(print_size(ring, kSizeSentinel), "HUGE");
+  PrintRing fresh;
+  const char *first = print_size(fresh, 1);
+  for (int i = 2; i <= 8; ++i) print_size(fresh, i);
+  EXPECT_STREQ(first, "1");  // seven later calls leave it intact
+  const char *ninth = print_size(fresh, 9);
+  EXPECT_EQ(ninth, first);  // the ninth call reuses the first buffer
+  EXPECT_STREQ(first, "9");
+  char buffer[8];
+  EXPECT_EQ(print(buffer, 305) - buffer, 3);
+  EXPECT_EQ(std::string(buffer, 3), "305");
+}
+
+TEST(Files, OpenFailureIsIoAndLogFlushChecksTheStream) {
+  EXPECT_EQ(_orv_open_file("/nonexistent/dir/file", "r"), nullptr);
+  EXPECT_EQ(error_code(), orv_error_io);
+  std::FILE *f = _orv_open_file("/dev/null", "w");
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(error_code(), orv_error_none);
+  orv_domain_t d = orv_new_domain();
+  EXPECT_EQ(orv_domain_set_log_file(nullptr, f), orv_error_usage);
+  EXPECT_EQ(orv_domain_set_log_file(d, f), orv_error_none);
+  EXPECT_EQ(_orv_domain_flush_log_file(d), orv_error_none);
+  std::fclose(f);
+  std::FILE *full = std::fopen("/dev/full", "w");
+  if (full) {
+    orv_domain_set_log_file(d, full);
+    std::fputs("text that cannot be written", full);
+    EXPECT_EQ(_orv_domain_flush_log_file(d), orv_error_io);
+    std::fclose(full);
+  }
+  orv_domain_set_log_file(d, nullptr);
+  EXPECT_EQ(_orv_domain_flush_log_file(d), orv_error_none);
+  orv_domain_delete(d);
+}
+
+TEST(Locale, SelectsCAndRestoresTheCallersLocale) {
+  const std::string before = std::setlocale(LC_ALL, nullptr);
+  char *saved = _orv_select_C_locale();
+  ASSERT_NE(saved, nullptr);
+  EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+  _orv_restore_locale(saved);
+  EXPECT_EQ(before, std::setlocale(LC_ALL, nullptr));
+  test::FailNthAllocation guard(0);
+  EXPECT_EQ(_orv_select_C_locale(), nullptr);
+  EXPECT_EQ(error_code(), orv_error_no_memory);
+  EXPECT_EQ(before, std::setlocale(LC_ALL, nullptr));
+}
+
+}  // namespace
+}  // namespace orv

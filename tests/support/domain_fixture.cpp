@@ -1,0 +1,27 @@
+#include "support/domain_fixture.h"
+
+#include <stdexcept>
+
+namespace orv::test {
+
+orv_node_t add_node(orv_domain_t d, const char *name, orv_category_t category, orv_kind_t kind) {
+  orv_node_t n = orv_domain_new_node(d, category, kind);
+  if (!n || orv_node_set_name(n, name) != orv_error_none)
+    throw std::runtime_error(std::string("cannot create node ") + name);
+  return n;
+}
+
+std::vector<std::string> names_of(orv_node_t const *list) {
+  std::vector<std::string> names;
+  for (; list && *list; ++list) names.emplace_back(orv_node_get_name(*list));
+  return names;
+}
+
+std::vector<std::string> chain_names(orv_domain_t d) {
+  std::vector<std::string> names;
+  for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
+    names.emplace_back(orv_node_get_name(n));
+  return names;
+}
+
+}  // namespace orv::test

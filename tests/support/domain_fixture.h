@@ -1,0 +1,28 @@
+// Small helpers for building domains through the public API in tests.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvel.h"
+
+namespace orv::test {
+
+struct DomainDeleter {
+  void operator()(orv_domain_t d) const { orv_domain_delete(d); }
+};
+using DomainPtr = std::unique_ptr<orv_domain_s, DomainDeleter>;
+
+inline DomainPtr new_domain() { return DomainPtr(orv_new_domain()); }
+
+// A named node of the given category and kind.
+orv_node_t add_node(orv_domain_t d, const char *name, orv_category_t category = orv_category_chance,
+                    orv_kind_t kind = orv_kind_discrete);
+
+// Names of a null-terminated node list, in order.
+std::vector<std::string> names_of(orv_node_t const *list);
+// Names along the domain's node chain, first node first.
+std::vector<std::string> chain_names(orv_domain_t d);
+
+}  // namespace orv::test
