@@ -55,6 +55,13 @@ struct orv_domain_s : orv::Tagged {
 
   orv::String file_name;
   void *user_data = nullptr;
+  // Attributes.
+
+  // Links: chain blocks and graph caches.
+
+  // Compilation settings and state.
+
+  // Evidence and propagation state.
 
   bool is_class() const { return tag == orv::Tag::class_record; }
 };

@@ -54,6 +54,9 @@ struct orv_node_s : orv::Tagged {
   orv_node_s *temporal_link = nullptr;
 
   void *user_data = nullptr;
+  // Attributes.
+
+  // Evidence and inference state.
 
   // Discrete part.
   std::size_t state_count = 1;
