@@ -327,10 +327,82 @@ ORV_API orv_node_t *orv_node_get_descendants(orv_node_t node);
 /* ======================================================================
  * Junction forest: cliques and junction trees
  * ====================================================================== */
+/* Cliques of a triangulated domain, newest first; NULL at the end or when
+ * the domain is not triangulated. Owned by the domain. Errors: usage. */
+ORV_API orv_clique_t orv_domain_get_first_clique(orv_domain_t domain);
+ORV_API orv_clique_t orv_clique_get_next(orv_clique_t clique);
+/* Number of cliques (0 when not triangulated); (size_t)-1 with usage. */
+ORV_API size_t orv_domain_get_number_of_cliques(orv_domain_t domain);
+/* The junction tree holding the clique. Errors: usage. */
+ORV_API orv_junction_tree_t orv_clique_get_junction_tree(orv_clique_t clique);
+/* Members (discrete first), owned by the clique. Errors: usage. */
+ORV_API orv_node_list_t orv_clique_get_members(orv_clique_t clique);
+ORV_API size_t orv_clique_get_number_of_members(orv_clique_t clique);
+/* Null-terminated neighbour cliques, owned by the clique. Errors: usage. */
+ORV_API orv_clique_t *orv_clique_get_neighbors(orv_clique_t clique);
+ORV_API size_t orv_clique_get_number_of_neighbors(orv_clique_t clique);
+/* The clique's tables (utility: NULL without utility nodes); owned by the
+ * clique. Errors: usage, not_compiled. */
+ORV_API orv_table_t orv_clique_get_probability_table(orv_clique_t clique);
+ORV_API orv_table_t orv_clique_get_utility_table(orv_clique_t clique);
+/* Junction trees in creation order; NULL at the end. Errors: usage. */
+ORV_API orv_junction_tree_t orv_domain_get_first_junction_tree(orv_domain_t domain);
+ORV_API orv_junction_tree_t orv_jt_get_next(orv_junction_tree_t tree);
+/* Root clique; null-terminated member cliques owned by the tree. Errors: usage. */
+ORV_API orv_clique_t orv_jt_get_root(orv_junction_tree_t tree);
+ORV_API orv_clique_t *orv_jt_get_cliques(orv_junction_tree_t tree);
+/* The tree holding the node. Errors: usage, not_compiled (not triangulated). */
+ORV_API orv_junction_tree_t orv_node_get_junction_tree(orv_node_t node);
+/* Sum of the clique and separator table sizes (doubled with utility tables),
+ * and the same over CG sizes. Errors: usage, size_too_large. */
+ORV_API size_t orv_jt_get_total_size(orv_junction_tree_t tree);
+ORV_API size_t orv_jt_get_total_cg_size(orv_junction_tree_t tree);
+
 
 /* ======================================================================
  * Evidence
  * ====================================================================== */
+/* Hard evidence on a state of a discrete node. Errors: usage. */
+ORV_API orv_status_t orv_node_select_state(orv_node_t node, size_t state);
+/* Sets one entry (0 <= value < DBL_MAX) of the node's finding vector; the
+ * state code is reclassified (-1 none, k hard, -2 vector). Errors: usage,
+ * no_memory. */
+ORV_API orv_status_t orv_node_enter_finding(orv_node_t node, size_t state, double value);
+/* A value: observed for a continuous node; for a numbered or interval node
+ * it selects the matching state. Errors: usage (no matching state). */
+ORV_API orv_status_t orv_node_enter_value(orv_node_t node, double value);
+/* Removes the evidence of a node, or of every node. Errors: usage. */
+ORV_API orv_status_t orv_node_retract_findings(orv_node_t node);
+ORV_API orv_status_t orv_domain_retract_findings(orv_domain_t domain);
+/* The entered state code: -1 no evidence, -2 a finding vector, else the
+ * state. -1 with usage on error. */
+ORV_API long orv_node_get_selected_state(orv_node_t node);
+/* The weight of a state under the entered evidence; -1.0 with usage. */
+ORV_API double orv_node_get_entered_finding(orv_node_t node, size_t state);
+/* Propagated counterparts. Errors: usage, not_compiled, no_equilibrium. */
+ORV_API double orv_node_get_propagated_finding(orv_node_t node, size_t state);
+ORV_API long orv_node_get_propagated_state(orv_node_t node);
+/* The value given by orv_node_enter_value; -1.0 with usage when none. */
+ORV_API double orv_node_get_entered_value(orv_node_t node);
+/* The propagated value. Errors: usage, not_compiled, no_equilibrium. */
+ORV_API double orv_node_get_propagated_value(orv_node_t node);
+/* Predicates: 1/0, or -1 with the error set (usage; not_compiled and
+ * no_equilibrium for the propagated ones). */
+ORV_API int orv_node_evidence_is_entered(orv_node_t node);
+ORV_API int orv_node_likelihood_is_entered(orv_node_t node);
+ORV_API int orv_node_evidence_is_propagated(orv_node_t node);
+ORV_API int orv_node_likelihood_is_propagated(orv_node_t node);
+ORV_API int orv_node_evidence_to_propagate(orv_node_t node);
+/* Tree and domain predicates (not_compiled when not compiled). */
+ORV_API int orv_domain_evidence_to_propagate(orv_domain_t domain);
+ORV_API int orv_jt_evidence_to_propagate(orv_junction_tree_t tree);
+ORV_API int orv_domain_evidence_is_propagated(orv_domain_t domain);
+ORV_API int orv_jt_evidence_is_propagated(orv_junction_tree_t tree);
+ORV_API int orv_domain_likelihood_is_propagated(orv_domain_t domain);
+ORV_API int orv_jt_likelihood_is_propagated(orv_junction_tree_t tree);
+ORV_API int orv_domain_cg_evidence_is_propagated(orv_domain_t domain);
+ORV_API int orv_jt_cg_evidence_is_propagated(orv_junction_tree_t tree);
+
 
 /* ======================================================================
  * Propagation

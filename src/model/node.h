@@ -11,6 +11,10 @@
 #include "orvel.h"
 #include "runtime/allocate.h"
 
+namespace orv {
+struct NodeResults;
+}
+
 struct orv_node_s : orv::Tagged {
   orv_node_s(orv_domain_s *owner_, orv_category_t category_, orv_kind_t kind_)
       : Tagged(orv::Tag::node), owner(owner_), category(category_), kind(kind_) {}
@@ -56,7 +60,20 @@ struct orv_node_s : orv::Tagged {
   void *user_data = nullptr;
   // Attributes.
 
-  // Evidence and inference state.
+  // Evidence and inference state. selected_state above is the entered
+  // state code: -1 no evidence, k hard evidence on state k, -2 the vector.
+  orv::Vector<double> entered_finding;  // authoritative while the code is -2
+  long propagated_state = -1;
+  bool value_evidence = false;  // the evidence came from a numeric value
+  double entered_value = 0.0;
+  bool cg_entered = false;  // continuous evidence
+  double cg_value = 0.0;
+  bool cg_propagated = false;
+  double cg_propagated_value = 0.0;
+  // Set by the junction forest while the domain is triangulated.
+  orv_junction_tree_s *junction_tree = nullptr;
+  orv_clique_s *assigned_clique = nullptr;
+  orv::NodeResults *results = nullptr;
 
   // Discrete part.
   std::size_t state_count = 1;

@@ -1,0 +1,45 @@
+// Lifecycle of the junction forest records and the lookups the other layers
+// use to reach them from a domain or a node.
+#include "compile/junction_forest.h"
+
+namespace orv {
+
+Separator::~Separator() {
+  _orv_free_table(utility);
+  _orv_free_table(table);
+}
+
+JunctionForest::~JunctionForest() {
+  for (orv_node_s *n = domain->first_node; n; n = n->next) {
+    n->junction_tree = nullptr;
+    n->assigned_clique = nullptr;
+    n->results = nullptr;
+    n->propagated_state = -1;
+    n->cg_propagated = false;
+  }
+  separators.clear();
+  // Newest first, so that table numbers stay dense while freeing.
+  while (!clique_store.empty()) clique_store.pop_back();
+  tree_store.clear();
+}
+
+JunctionForest *junction_forest(const orv_domain_s *d) {
+  return static_cast<JunctionForest *>(d->compiled.get());
+}
+
+bool domain_is_compiled(const orv_domain_s *d) {
+  const JunctionForest *f = junction_forest(d);
+  return f && f->compiled;
+}
+
+bool is_clique(const orv_clique_s *c) { return c && c->tag == Tag::clique; }
+bool is_junction_tree(const orv_junction_tree_s *t) { return t && t->tag == Tag::junction_tree; }
+
+NodeResults *node_results(const orv_node_s *n) { return n->results; }
+
+}  // namespace orv
+
+orv_clique_s::~orv_clique_s() {
+  orv::_orv_free_table(utility);
+  orv::_orv_free_table(table);
+}

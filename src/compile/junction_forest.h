@@ -1,0 +1,140 @@
+// The junction forest of a compiled domain: cliques, separators, links and
+// junction trees, and the attachment that owns them all for the domain.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "model/domain.h"
+#include "model/node.h"
+#include "model/records.h"
+#include "orvel.h"
+#include "runtime/allocate.h"
+#include "tables/table.h"
+
+namespace orv {
+
+struct Separator;
+
+// One direction of a link between two cliques.
+struct CliqueLink {
+  orv_clique_s *neighbor = nullptr;
+  Separator *separator = nullptr;  // shared by both directions
+};
+
+// The potential on the intersection of two linked cliques. `table` holds the
+// current message product; `scratch` receives the new one during absorption.
+struct Separator {
+  orv_table_s *table = nullptr;    // chained, structure flag set
+  orv_table_s *utility = nullptr;  // present when the cliques have utility tables
+  orv_clique_s *child = nullptr;   // the clique farther from the tree's root
+  orv_clique_s *parent = nullptr;
+  ~Separator();
+};
+
+}  // namespace orv
+
+struct orv_clique_s : orv::Tagged {
+  explicit orv_clique_s(orv_domain_s *d) : Tagged(orv::Tag::clique), domain(d) {}
+  ~orv_clique_s();
+
+  std::size_t number = 0;  // from 1 per domain, in creation order
+  orv_domain_s *domain;
+  orv_junction_tree_s *tree = nullptr;
+  orv::Vector<orv::CliqueLink> links;  // newest first
+  orv_table_s *table = nullptr;        // probability table over the members
+  orv_table_s *utility = nullptr;      // utility table, when the domain has utilities
+  std::int32_t status = 0;
+  orv_clique_s *way_to_strong_root = nullptr;
+  double scale = 1.0;  // conflict/scale factor of propagation
+  orv_clique_s *parent = nullptr;
+  orv_clique_s *next = nullptr;  // the domain's list runs newest first
+
+  std::int32_t mark = 0;                     // takes part in the current propagation
+  orv::Vector<orv_node_t> assigned;          // nodes whose potential is multiplied in here
+  orv::Vector<orv_clique_s *> neighbor_list; // null-terminated, built with the links
+
+  std::size_t member_count() const { return table->nodes.size(); }
+};
+
+struct orv_junction_tree_s : orv::Tagged {
+  explicit orv_junction_tree_s(orv_domain_s *d) : Tagged(orv::Tag::junction_tree), domain(d) {}
+
+  std::size_t number = 0;
+  orv_domain_s *domain;
+  orv_junction_tree_s *next = nullptr;
+  orv_clique_s *root = nullptr;
+  orv::Vector<orv_clique_s *> cliques;  // null-terminated
+  orv::NodeList nodes;                  // members of kind >= 0, domain node order
+
+  orv_equilibrium_t equilibrium = orv_equilibrium_none;
+  orv_evidence_mode_t mode = orv_mode_normal;
+  double constant = 1.0;  // normalization constant of the last propagation
+  double log_constant = 0.0;
+  double accumulated_constant = 1.0;  // over successive incremental propagations
+  double accumulated_log = 0.0;
+  double conflict = 1.0;
+
+  std::size_t evidence_to_propagate = 0;  // nodes whose entered evidence is unpropagated
+  bool discrete_evidence = false;         // incorporated evidence flags
+  bool likelihood_evidence = false;
+  bool cg_evidence = false;
+  bool tables_changed = false;  // a node table was touched since the last propagation
+  bool initialize_tables = true;
+  bool visited = false;
+  bool has_utility = false;
+  bool has_continuous = false;
+  bool refuses_max = false;
+
+  std::size_t clique_count() const { return cliques.empty() ? 0 : cliques.size() - 1; }
+};
+
+namespace orv {
+
+// Per-node results of inference, kept in one block owned by the forest.
+struct NodeResults {
+  orv_node_t node = nullptr;
+  double *belief = nullptr;              // one entry per state
+  double *expected_utility = nullptr;    // one per state when the domain has utilities
+  double *propagated_finding = nullptr;  // authoritative while propagated_state == -2
+  double node_utility = 0.0;             // expected utility of a utility node
+};
+
+// Everything compilation attaches to a domain.
+struct JunctionForest : Attachment {
+  explicit JunctionForest(orv_domain_s *d) : domain(d) {}
+  ~JunctionForest() override;
+
+  orv_domain_s *domain;
+  bool compiled = false;  // the quantitative phase has completed
+  orv_clique_s *first_clique = nullptr;
+  std::size_t clique_count = 0;
+  orv_junction_tree_s *first_tree = nullptr;
+  std::size_t tree_count = 0;
+
+  Vector<Owned<orv_clique_s>> clique_store;  // creation order
+  Vector<Owned<orv_junction_tree_s>> tree_store;
+  Vector<Owned<Separator>> separators;
+  Vector<NodeResults> results;  // one per participating or utility node
+  Vector<double> result_data;
+
+  // Scratch for propagation, sized at compilation so that propagation never allocates.
+  Vector<double> scratch;
+
+  bool has_utility = false;
+  bool has_continuous = false;
+  bool user_order = false;  // ranks come from a user-given elimination order
+};
+
+// The domain's forest, or null when it is not triangulated.
+JunctionForest *junction_forest(const orv_domain_s *d);
+// True when the domain has a forest and has completed the quantitative phase.
+bool domain_is_compiled(const orv_domain_s *d);
+
+bool is_clique(const orv_clique_s *c);
+bool is_junction_tree(const orv_junction_tree_s *t);
+
+// The results record of a node in a triangulated domain, or null.
+NodeResults *node_results(const orv_node_s *n);
+
+}  // namespace orv
