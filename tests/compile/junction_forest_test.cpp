@@ -1,0 +1,223 @@
+// Junction forest construction from given cliques: search order, links and
+// separators, trees, strong roots, potential assignment, the log and the
+// failure paths.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "compile/junction_forest.h"
+#include "model/node.h"
+#include "support/fault_injection.h"
+#include "support/network_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::build_forest;
+using test::family;
+using test::names_of;
+using test::new_domain;
+using test::variable;
+using Names = std::vector<std::string>;
+
+std::string read_all(std::FILE *f) {
+  std::rewind(f);
+  std::string text;
+  for (int ch; (ch = std::fgetc(f)) != EOF;) text.push_back(static_cast<char>(ch));
+  return text;
+}
+
+std::vector<orv_clique_t> cliques_of(orv_domain_t d) {
+  std::vector<orv_clique_t> list;
+  for (orv_clique_t c = orv_domain_get_first_clique(d); c; c = orv_clique_get_next(c)) list.push_back(c);
+  return list;
+}
+
+TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3), c = variable(d.get(), "C", 2);
+  family(a, {}, {});
+  family(b, {a}, {});
+  family(c, {b}, {});
+  std::FILE *log = std::tmpfile();
+  orv_domain_set_log_file(d.get(), log);
+  ASSERT_EQ(build_forest(d.get(), {{a, b}, {b, c}}), orv_error_none);
+
+  EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 2u);
+  const auto cliques = cliques_of(d.get());
+  ASSERT_EQ(cliques.size(), 2u);
+  orv_clique_t ab = cliques[0], bc = cliques[1];  // newest first: the root was created last
+  EXPECT_EQ(ab->number, 2u);
+  EXPECT_EQ(names_of(orv_clique_get_members(ab)), (Names{"B", "A"}));  // by search number
+  EXPECT_EQ(names_of(orv_clique_get_members(bc)), (Names{"B", "C"}));
+  EXPECT_EQ(orv_clique_get_number_of_members(bc), 2u);
+  EXPECT_EQ(orv_clique_get_number_of_neighbors(ab), 1u);
+  EXPECT_EQ(orv_clique_get_neighbors(ab)[0], bc);
+  EXPECT_EQ(orv_clique_get_neighbors(ab)[1], nullptr);
+
+  orv_junction_tree_t tree = orv_domain_get_first_junction_tree(d.get());
+  ASSERT_NE(tree, nullptr);
+  EXPECT_EQ(orv_jt_get_next(tree), nullptr);
+  EXPECT_EQ(orv_jt_get_root(tree), ab);
+  EXPECT_EQ(orv_clique_get_junction_tree(bc), tree);
+  EXPECT_EQ(orv_jt_get_cliques(tree)[0], ab);
+  EXPECT_EQ(orv_jt_get_cliques(tree)[2], nullptr);
+  for (orv_node_t n : {a, b, c}) EXPECT_EQ(orv_node_get_junction_tree(n), tree);
+  EXPECT_EQ(orv_jt_get_total_size(tree), 6u + 6u + 3u);
+  EXPECT_EQ(orv_jt_get_total_cg_size(tree), 0u);
+  EXPECT_EQ(a->assigned_clique, ab);
+  EXPECT_EQ(b->assigned_clique, ab);
+  EXPECT_EQ(c->assigned_clique, bc);
+  // Tables need a compiled domain.
+  EXPECT_EQ(orv_clique_get_probability_table(ab), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+
+  const std::string text = read_all(log);
+  EXPECT_NE(text.find("\n\nCliques:\n\nClique 1, 2 members, table size = 6:\n    A, B\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\nTotal clique table size: 12\n"), std::string::npos);
+  EXPECT_NE(text.find("\n\nThe junction forest:\n\nCreating junction tree with clique 2 as root ...\n"
+                      "\nCliques 1 and 2 linked, separator has 1 member and table size = 3:\n    B\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\n\nChecking tables for all nodes:\n\n\n\nAssignment of potentials to cliques:\n\n"
+                      "    Node C assigned to clique 1\n    Node B assigned to clique 2\n"
+                      "    Node A assigned to clique 2\n"),
+            std::string::npos)
+      << text;
+  std::fclose(log);
+}
+
+TEST(JunctionForest, UnconnectedNodesMakeTwoTreesUnlessUtilitiesJoinThem) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
+  ASSERT_EQ(build_forest(d.get(), {{a}, {b}}), orv_error_none);
+  orv_junction_tree_t first = orv_domain_get_first_junction_tree(d.get());
+  ASSERT_NE(orv_jt_get_next(first), nullptr);
+  EXPECT_EQ(orv_jt_get_next(orv_jt_get_next(first)), nullptr);
+  EXPECT_NE(orv_node_get_junction_tree(a), orv_node_get_junction_tree(b));
+
+  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);  // uncompiles
+  EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+  family(u, {a}, {1.0, 2.0});
+  std::FILE *log = std::tmpfile();
+  orv_domain_set_log_file(d.get(), log);
+  ASSERT_EQ(build_forest(d.get(), {{a}, {b}}), orv_error_none);
+  first = orv_domain_get_first_junction_tree(d.get());
+  EXPECT_EQ(orv_jt_get_next(first), nullptr);
+  EXPECT_EQ(orv_node_get_junction_tree(u), first);
+  EXPECT_EQ(u->assigned_clique->table->nodes[0], a);
+  EXPECT_EQ(orv_jt_get_total_size(first), 2u * (2 + 2 + 1));  // doubled for the utility tables
+  EXPECT_NE(read_all(log).find("separator has 0 members and table size = 1\n"), std::string::npos);
+  std::fclose(log);
+}
+
+TEST(JunctionForest, EqualSizedHoldersGoToTheFirstInTheList) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2), c = variable(d.get(), "C", 2);
+  family(a, {}, {});
+  family(b, {a}, {});
+  family(c, {a}, {});
+  ASSERT_EQ(build_forest(d.get(), {{a, b}, {a, c}}), orv_error_none);
+  EXPECT_EQ(a->assigned_clique, orv_domain_get_first_clique(d.get()));
+  // A node without a table still gets a clique for its beliefs.
+  orv_node_t e = variable(d.get(), "E", 2);
+  ASSERT_EQ(build_forest(d.get(), {{a, b}, {a, c}, {e}}), orv_error_none);
+  EXPECT_EQ(e->assigned_clique->table->nodes[0], e);
+}
+
+TEST(JunctionForest, StrongRootAndWaysInCgNetworks) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3);
+  orv_node_t x = test::add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t y = test::add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  family(b, {a}, {});
+  family(x, {b}, {});
+  family(y, {x}, {});
+  // The continuous clique comes first in the input; the root must still be discrete.
+  ASSERT_EQ(build_forest(d.get(), {{x, y}, {b, x}, {a, b}}), orv_error_none);
+  orv_junction_tree_t tree = orv_domain_get_first_junction_tree(d.get());
+  orv_clique_t root = orv_jt_get_root(tree);
+  EXPECT_EQ(root->table->continuous_count, 0u);
+  for (orv_clique_t c = orv_domain_get_first_clique(d.get()); c; c = c->next) {
+    if (c->table->continuous_count == 0) continue;
+    // Following the ways reaches the root.
+    orv_clique_t walk = c;
+    int steps = 0;
+    while (walk != root && walk && steps < 10) walk = walk->way_to_strong_root, ++steps;
+    EXPECT_EQ(walk, root);
+  }
+  // Discrete members are listed first in every clique.
+  for (orv_clique_t c = orv_domain_get_first_clique(d.get()); c; c = c->next)
+    for (std::size_t i = 1; i < c->table->nodes.size(); ++i)
+      EXPECT_LE(c->table->nodes[i - 1]->kind, c->table->nodes[i]->kind);
+  EXPECT_EQ(x->assigned_clique->table->nodes.contains(b), true);
+}
+
+TEST(JunctionForest, MissingVertexOrForeignMemberIsImpossible) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
+  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
+  EXPECT_EQ(build_forest(d.get(), {{a}}), orv_error_error);
+  EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+  EXPECT_EQ(a->junction_tree, nullptr);
+  EXPECT_EQ(build_forest(d.get(), {{a, u}, {b}}), orv_error_error);
+  EXPECT_EQ(build_forest(d.get(), {{a}, {b}}), orv_error_none);
+}
+
+TEST(JunctionForest, AllocationFailuresLeaveNothingBehind) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2), c = variable(d.get(), "C", 2);
+  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
+  family(a, {}, {});
+  family(b, {a}, {});
+  family(c, {a, b}, {});
+  family(u, {c}, {1.0, 0.0});
+  const std::size_t tables = d->table_count;
+  for (std::size_t n = 0;; ++n) {
+    test::LiveBlocks live;
+    orv_status_t rc;
+    std::size_t failures;
+    {
+      test::FailNthAllocation fail(n);
+      rc = build_forest(d.get(), {{a, b, c}});
+      failures = fail.failures();
+    }
+    if (failures == 0) {
+      ASSERT_EQ(rc, orv_error_none);
+      break;
+    }
+    EXPECT_EQ(rc, orv_error_no_memory) << "allocation " << n;
+    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
+    EXPECT_EQ(d->table_count, tables);
+    EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+    EXPECT_EQ(a->junction_tree, nullptr);
+    EXPECT_EQ(u->assigned_clique, nullptr);
+  }
+  EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 1u);
+}
+
+TEST(JunctionForest, AccessorsRefuseBadHandles) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2);
+  const auto bad_clique = reinterpret_cast<orv_clique_t>(a);
+  const auto bad_tree = reinterpret_cast<orv_junction_tree_t>(a);
+  EXPECT_EQ(orv_domain_get_first_clique(nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_clique_get_next(bad_clique), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_domain_get_number_of_cliques(nullptr), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_clique_get_members(nullptr), nullptr);
+  EXPECT_EQ(orv_clique_get_number_of_neighbors(bad_clique), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_jt_get_root(bad_tree), nullptr);
+  EXPECT_EQ(orv_jt_get_cliques(nullptr), nullptr);
+  EXPECT_EQ(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_junction_tree(a), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 0u);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+}
+
+}  // namespace
+}  // namespace orv
