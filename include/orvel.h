@@ -411,6 +411,23 @@ ORV_API int orv_jt_cg_evidence_is_propagated(orv_junction_tree_t tree);
 /* ======================================================================
  * Beliefs and query results
  * ====================================================================== */
+/* The belief of a state of a discrete node (exactly 1/0 for hard evidence
+ * propagated in normal mode). Errors: usage, not_compiled, no_equilibrium. */
+ORV_API double orv_node_get_belief(orv_node_t node, size_t state);
+/* Expected utility of a state of a discrete node, or of a utility node (the
+ * state is then ignored). Errors: usage, not_compiled, no_equilibrium. */
+ORV_API double orv_node_get_expected_utility(orv_node_t node, size_t state);
+/* Sum of the utility nodes' expected utilities. Errors: usage (not sum/normal),
+ * not_compiled, no_equilibrium. */
+ORV_API double orv_domain_get_expected_utility(orv_domain_t domain);
+/* -sum p ln p over the beliefs. Errors: usage (not sum/normal), not_compiled,
+ * no_equilibrium. */
+ORV_API double orv_node_get_entropy(orv_node_t node);
+/* Mean and variance of a continuous node. Errors: usage, not_compiled,
+ * no_equilibrium. */
+ORV_API double orv_node_get_mean(orv_node_t node);
+ORV_API double orv_node_get_variance(orv_node_t node);
+
 
 #ifdef __cplusplus
 }

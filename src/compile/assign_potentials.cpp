@@ -86,6 +86,7 @@ void assign_potentials(JunctionForest &forest) {
     if (!n->counts_as_variable() && n->category != orv_category_utility) continue;
     orv_clique_s *c = n->assigned_clique;
     if (!c) fail(orv_error_error);
+    if (n->counts_as_variable()) c->belief_nodes.push_back(n);
     if (!node_potential(n)) continue;
     c->assigned.push_back(n);
     log_printf(d, "    Node %s assigned to clique %s\n", node_name(n), _orv_print_size(d, c->number));

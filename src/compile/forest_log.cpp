@@ -47,6 +47,19 @@ void log_node_names(orv_domain_s *d, orv_node_t const *nodes, std::size_t count)
   log_printf(d, "\n");
 }
 
+void log_state(orv_domain_s *d, orv_node_t node, std::size_t state) {
+  const bool labelled = state < node->state_labels.size() && !node->state_labels[state].empty();
+  if (node->subtype == orv_subtype_label && labelled) {
+    log_printf(d, "\"%s\"", node->state_labels[state].c_str());
+  } else if (node->subtype == orv_subtype_boolean && state < 2) {
+    log_printf(d, "%s", state == 0 ? "false" : "true");
+  } else if (node->subtype == orv_subtype_number && state < node->state_values.size()) {
+    log_printf(d, "%.8G", node->state_values[state]);
+  } else {
+    log_printf(d, "#%zu", state);
+  }
+}
+
 void log_flush(orv_domain_s *d) {
   if (d->log && std::fflush(d->log) != 0) fail(orv_error_io);
 }

@@ -14,6 +14,10 @@ void log_printf(orv_domain_s *d, const char *format, ...) __attribute__((format(
 // A wrapped comma-separated list of node names: lines start with four spaces,
 // a line breaks before a name that would pass column 75; ends with "\n".
 void log_node_names(orv_domain_s *d, orv_node_t const *nodes, std::size_t count);
+// A state in the form used for simple evidence: the quoted label of a
+// labelled node, false/true for a boolean node, the value of a numbered node,
+// otherwise "#" and the index.
+void log_state(orv_domain_s *d, orv_node_t node, std::size_t state);
 // Flushes the log; throws io on failure.
 void log_flush(orv_domain_s *d);
 

@@ -17,10 +17,20 @@ JunctionForest::~JunctionForest() {
     n->propagated_state = -1;
     n->cg_propagated = false;
   }
+  release_buffers();
+  for (orv_table_s *t : node_tables) _orv_free_table(t);
   separators.clear();
   // Newest first, so that table numbers stay dense while freeing.
   while (!clique_store.empty()) clique_store.pop_back();
   tree_store.clear();
+}
+
+void JunctionForest::release_buffers() noexcept {
+  for (double **buffer : {&separator_buffer, &separator_utility_buffer, &check_buffer, &clique_buffer,
+                          &family_buffer}) {
+    _orv_free(*buffer);
+    *buffer = nullptr;
+  }
 }
 
 JunctionForest *junction_forest(const orv_domain_s *d) {

@@ -12,6 +12,8 @@
 #include "runtime/allocate.h"
 #include "tables/table.h"
 
+struct orv_control_s;
+
 namespace orv {
 
 struct Separator;
@@ -19,7 +21,8 @@ struct Separator;
 // One direction of a link between two cliques.
 struct CliqueLink {
   orv_clique_s *neighbor = nullptr;
-  Separator *separator = nullptr;  // shared by both directions
+  Separator *separator = nullptr;   // shared by both directions
+  orv_control_s *control = nullptr; // this clique's tables onto the separator's
 };
 
 // The potential on the intersection of two linked cliques. `table` holds the
@@ -52,6 +55,7 @@ struct orv_clique_s : orv::Tagged {
 
   std::int32_t mark = 0;                     // takes part in the current propagation
   orv::Vector<orv_node_t> assigned;          // nodes whose potential is multiplied in here
+  orv::Vector<orv_node_t> belief_nodes;      // nodes whose beliefs and evidence live here
   orv::Vector<orv_clique_s *> neighbor_list; // null-terminated, built with the links
 
   std::size_t member_count() const { return table->nodes.size(); }
@@ -98,6 +102,20 @@ struct NodeResults {
   double *expected_utility = nullptr;    // one per state when the domain has utilities
   double *propagated_finding = nullptr;  // authoritative while propagated_state == -2
   double node_utility = 0.0;             // expected utility of a utility node
+  // Controls from the assigned clique: the node's potential into the clique,
+  // the evidence table into the clique, the clique onto the node's beliefs,
+  // and the clique onto a utility node's family.
+  orv_control_s *potential_control = nullptr;
+  orv_control_s *evidence_control = nullptr;
+  orv_control_s *belief_control = nullptr;
+  orv_control_s *family_control = nullptr;
+  orv_table_s *evidence_table = nullptr;  // over the node alone; data = evidence factor
+};
+
+// Tables of the junction forest saved by orv_domain_save_to_memory.
+struct SavedTables {
+  Vector<double> data;  // clique and separator data in forest order
+  Vector<double> constants;  // per tree: the constant the saved tables were divided by
 };
 
 // Everything compilation attaches to a domain.
@@ -118,8 +136,20 @@ struct JunctionForest : Attachment {
   Vector<NodeResults> results;  // one per participating or utility node
   Vector<double> result_data;
 
-  // Scratch for propagation, sized at compilation so that propagation never allocates.
-  Vector<double> scratch;
+  // Controls and node tables built once per compilation.
+  Vector<orv_control_s *> controls;
+  Vector<orv_table_s *> node_tables;
+
+  // Buffers for propagation, allocated by the quantitative phase so that
+  // propagation never allocates. The separator buffers trade places with
+  // separator data during absorption.
+  double *separator_buffer = nullptr;
+  double *separator_utility_buffer = nullptr;
+  double *check_buffer = nullptr;    // separator-sized, fast retraction checks
+  double *clique_buffer = nullptr;   // clique-sized, fast retraction messages
+  double *family_buffer = nullptr;   // utility-node family marginals
+  Owned<SavedTables> saved;
+  void release_buffers() noexcept;
 
   bool has_utility = false;
   bool has_continuous = false;
