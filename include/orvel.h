@@ -380,8 +380,29 @@ ORV_API orv_status_t orv_node_reorder_states(orv_node_t node, const char *const 
 /* User data: one pointer per object that the library stores and returns but
  * never interprets or frees. Setters: usage for a null object. Getters:
  * NULL with usage for a null object. */
+ORV_API orv_status_t orv_domain_set_user_data(orv_domain_t domain, void *data);
+ORV_API void *orv_domain_get_user_data(orv_domain_t domain);
+ORV_API orv_status_t orv_node_set_user_data(orv_node_t node, void *data);
+ORV_API void *orv_node_get_user_data(orv_node_t node);
 ORV_API orv_status_t orv_table_set_user_data(orv_table_t table, void *data);
 ORV_API void *orv_table_get_user_data(orv_table_t table);
+/* Attributes: the key must be a name without dots (invalid_name); value is
+ * copied, replacing the value of an existing key in place; a new key goes to
+ * the front of the list; a NULL value deletes the key (no error if absent).
+ * Errors: usage, invalid_name, no_memory (list unchanged). */
+ORV_API orv_status_t orv_domain_set_attribute(orv_domain_t domain, const char *key, const char *value);
+ORV_API orv_status_t orv_node_set_attribute(orv_node_t node, const char *key, const char *value);
+/* The value of key, or NULL (error 0) when absent. Owned by the attribute and
+ * valid until it changes. Errors: usage. */
+ORV_API const char *orv_domain_get_attribute(orv_domain_t domain, const char *key);
+ORV_API const char *orv_node_get_attribute(orv_node_t node, const char *key);
+/* Iteration, most recently added key first; NULL (error 0) at the end. */
+ORV_API orv_attribute_t orv_domain_get_first_attribute(orv_domain_t domain);
+ORV_API orv_attribute_t orv_node_get_first_attribute(orv_node_t node);
+ORV_API orv_attribute_t orv_attribute_get_next(orv_attribute_t attribute);
+/* Key and value, owned by the attribute. Errors: usage. */
+ORV_API const char *orv_attribute_get_key(orv_attribute_t attribute);
+ORV_API const char *orv_attribute_get_value(orv_attribute_t attribute);
 
 /* ======================================================================
  * Links and graph checks

@@ -55,7 +55,7 @@ struct orv_node_s : orv::Tagged {
   orv_node_s *temporal_link = nullptr;
 
   void *user_data = nullptr;
-  // Attributes.
+  orv_attribute_s *attributes = nullptr;  // owned list, newest key first
 
   // Evidence and inference state.
 

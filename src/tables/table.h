@@ -67,6 +67,11 @@ std::size_t _orv_table_list_length(orv_table_s *const *list);
 // that is not a discrete node of the table is ignored.
 void _orv_table_instantiate(orv_table_s *t, orv_node_s *node, std::size_t state) noexcept;
 
+// Removes continuous `node` with its mean, row and column from every CG
+// block and its role byte. Shrinks in place, so it never fails; a node that
+// is not a continuous node of the table is ignored.
+void remove_continuous_node(orv_table_s *t, orv_node_s *node) noexcept;
+
 // Row-major index of a configuration of the discrete nodes (last node
 // fastest); kSizeSentinel when a state is out of range or the size overflowed.
 std::size_t _orv_table_get_index_from_configuration(const orv_table_s *t,

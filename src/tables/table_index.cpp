@@ -73,4 +73,36 @@ void _orv_table_instantiate(orv_table_s *t, orv_node_s *node, std::size_t state)
   --t->discrete_count;
 }
 
+void remove_continuous_node(orv_table_s *t, orv_node_s *node) noexcept {
+  const long found = t->nodes.index_of(node);
+  if (found < 0 || static_cast<std::size_t>(found) < t->discrete_count) return;
+  const std::size_t removed = static_cast<std::size_t>(found) - t->discrete_count;
+  const std::size_t n = t->continuous_count, old_bs = t->block_size;
+  const std::size_t new_bs = (n - 1) * (n + 2) / 2;
+  if (t->cg_data && t->size != kSizeSentinel) {
+    // Compact every block forward: each entry moves to a position at or below
+    // its own, and later sources lie above every destination written so far.
+    double *cg = t->cg_data;
+    for (std::size_t b = 0; b < t->size; ++b) {
+      const double *from = cg + b * old_bs;
+      double *to = cg + b * new_bs;
+      for (std::size_t k = 0, nk = 0; k < n; ++k) {
+        if (k == removed) continue;
+        to[cg_vector_index(nk)] = from[cg_vector_index(k)];
+        for (std::size_t l = 0, nl = 0; l <= k; ++l) {
+          if (l == removed) continue;
+          to[cg_matrix_index(nk, nl)] = from[cg_matrix_index(k, l)];
+          ++nl;
+        }
+        ++nk;
+      }
+    }
+    t->cg_data = static_cast<double *>(_orv_shrink(cg, t->size * new_bs * sizeof(double)));
+  }
+  if (removed < t->roles.size()) t->roles.erase(t->roles.begin() + static_cast<std::ptrdiff_t>(removed));
+  t->nodes.remove_at(static_cast<std::size_t>(found));
+  --t->continuous_count;
+  t->block_size = new_bs;
+}
+
 }  // namespace orv
