@@ -167,7 +167,8 @@ void _orv_copy_table_data(orv_table_s *target, const orv_table_s *source) {
   if (source->data && target->data) std::memcpy(target->data, source->data, source->size * sizeof(double));
   if (source->cg_data && target->cg_data)
     std::memcpy(target->cg_data, source->cg_data, source->size * source->block_size * sizeof(double));
-  std::copy(source->roles.begin(), source->roles.end(), target->roles.begin());
+  if (target->roles.size() == source->roles.size())
+    std::copy(source->roles.begin(), source->roles.end(), target->roles.begin());
 }
 
 void _orv_free_table(orv_table_s *t) noexcept {

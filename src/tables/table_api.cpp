@@ -21,14 +21,21 @@ long continuous_position(const orv_table_s *t, orv_node_t node) {
   return i - static_cast<long>(t->discrete_count);
 }
 
+// The role of continuous node i; a table without data arrays has the roles
+// its initialisation will give it.
+unsigned char role_of(const orv_table_s *t, std::size_t i) {
+  if (i < t->roles.size()) return t->roles[i];
+  return t->type == orv_table_probability ? orv::kRoleAbsent : orv::kRoleHead;
+}
+
 // Reads a mean or covariance entry of a head-only CG table; -1.0 with usage
 // when the index, the table or a node is not acceptable.
 double cg_entry(orv_table_t table, size_t index, orv_node_t node1, orv_node_t node2, bool mean) {
   if (!is_table(table) || index >= table->size || orv::cg_tail_count(table) > 0) return usage(-1.0);
   const long i = continuous_position(table, node1), j = continuous_position(table, node2);
   if (i < 0 || j < 0) return usage(-1.0);
-  if (table->roles[static_cast<std::size_t>(i)] != orv::kRoleHead ||
-      table->roles[static_cast<std::size_t>(j)] != orv::kRoleHead)
+  if (role_of(table, static_cast<std::size_t>(i)) != orv::kRoleHead ||
+      role_of(table, static_cast<std::size_t>(j)) != orv::kRoleHead)
     return usage(-1.0);
   return guarded<double>(-1.0, [&] {
     orv::_orv_allocate_data_arrays(table);

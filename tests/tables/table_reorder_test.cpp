@@ -3,6 +3,8 @@
 // experience and fading tables, and failure paths.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
 #include <vector>
 
 #include "model/node.h"
@@ -150,6 +152,45 @@ TEST(TableReorder, ExperienceAndFadingTablesFollowTheNodeTable) {
     EXPECT_EQ(entry(c->experience, experience[i]), old_experience.data[i]);
     EXPECT_EQ(entry(c->fading, experience[i]), old_fading.data[i]);
   }
+}
+
+// The joint P(A) P(B) P(C | A, B), keyed by state labels.
+std::map<std::string, double> joint(orv_node_t a, orv_node_t b, orv_node_t c) {
+  std::map<std::string, double> j;
+  for (size_t sa = 0; sa < 3; ++sa)
+    for (size_t sb = 0; sb < 2; ++sb)
+      for (size_t sc = 0; sc < 2; ++sc) {
+        const std::string key = std::string(orv_node_get_state_label(a, sa)) + orv_node_get_state_label(b, sb) +
+                                orv_node_get_state_label(c, sc);
+        j[key] = entry(orv_node_get_table(a), {{a, sa}}) * entry(orv_node_get_table(b), {{b, sb}}) *
+                 entry(orv_node_get_table(c), {{a, sa}, {b, sb}, {c, sc}});
+      }
+  return j;
+}
+
+TEST(TableReorder, JointDistributionIsUnchangedByReorderingNodesAndStates) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  set_states(a, 3), set_states(b, 2), set_states(c, 2);
+  const char *labels[] = {"a0", "a1", "a2", "b0", "b1", "c0", "c1"};
+  for (size_t s = 0; s < 3; ++s) orv_node_set_state_label(a, s, labels[s]);
+  for (size_t s = 0; s < 2; ++s) orv_node_set_state_label(b, s, labels[3 + s]), orv_node_set_state_label(c, s, labels[5 + s]);
+  link(a, c), link(b, c);
+  const double pa[] = {0.2, 0.3, 0.5}, pb[] = {0.6, 0.4};
+  for (size_t s = 0; s < 3; ++s) orv_table_get_data(orv_node_get_table(a))[s] = pa[s];
+  for (size_t s = 0; s < 2; ++s) orv_table_get_data(orv_node_get_table(b))[s] = pb[s];
+  double *pc = orv_table_get_data(orv_node_get_table(c));
+  for (size_t i = 0; i < 6; ++i) pc[2 * i] = 0.1 + 0.1 * i, pc[2 * i + 1] = 0.9 - 0.1 * i;
+  const auto before = joint(a, b, c);
+
+  orv_node_t order[] = {a, b, c, nullptr};  // C's table was (B, A, C)
+  ASSERT_EQ(orv_table_reorder_nodes(orv_node_get_table(c), order), orv_error_none);
+  const char *states[] = {"a2", "a0", "a1", nullptr};
+  ASSERT_EQ(orv_node_reorder_states(a, states), orv_error_none);
+  const char *flipped[] = {"c1", "c0", nullptr};
+  ASSERT_EQ(orv_node_reorder_states(c, flipped), orv_error_none);
+  EXPECT_EQ(joint(a, b, c), before);
+  EXPECT_NE(orv_table_get_data(orv_node_get_table(a))[0], pa[0]);  // the layout did change
 }
 
 }  // namespace
