@@ -20,7 +20,7 @@ namespace {
 using test::add_node;
 using test::link;
 using test::new_domain;
-using test::set_states;
+using test::set_state_count;
 using test::snapshot;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
@@ -123,7 +123,7 @@ TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
-  set_states(a, 2), set_states(b, 3);
+  set_state_count(a, 2), set_state_count(b, 3);
   link(a, b), link(a, x), link(y, x);
   ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_number), orv_error_none);
   for (size_t s = 0; s < 3; ++s) ASSERT_EQ(orv_node_set_state_value(b, s, 10.0 * s), orv_error_none);
@@ -170,7 +170,7 @@ TEST(NodeCloneAndDelete, CloneFailureLeavesNothingBehind) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
   link(a, b);
-  set_states(b, 3);
+  set_state_count(b, 3);
   ASSERT_EQ(orv_node_set_state_label(b, 0, "a label long enough to need the heap"), orv_error_none);
   ASSERT_EQ(orv_node_set_attribute(b, "key", "a value long enough to need the heap"), orv_error_none);
   ASSERT_EQ(orv_node_set_attribute(b, "other", "another value long enough to need the heap"), orv_error_none);

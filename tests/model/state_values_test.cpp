@@ -19,13 +19,13 @@ namespace {
 using test::add_node;
 using test::link;
 using test::new_domain;
-using test::set_states;
+using test::set_state_count;
 using test::snapshot;
 
 orv_node_t valued(orv_domain_t d, const char *name, orv_subtype_t subtype, std::vector<double> values) {
   orv_node_t n = add_node(d, name);
   const size_t count = subtype == orv_subtype_interval ? values.size() - 1 : values.size();
-  set_states(n, count);
+  set_state_count(n, count);
   EXPECT_EQ(orv_node_set_subtype(n, subtype), orv_error_none);
   for (size_t i = 0; i < values.size(); ++i) EXPECT_EQ(orv_node_set_state_value(n, i, values[i]), orv_error_none);
   return n;
@@ -34,7 +34,7 @@ orv_node_t valued(orv_domain_t d, const char *name, orv_subtype_t subtype, std::
 TEST(StateValues, StorageAndDefaults) {
   auto d = new_domain();
   orv_node_t n = add_node(d.get(), "N");
-  set_states(n, 3);
+  set_state_count(n, 3);
   ASSERT_EQ(orv_node_set_subtype(n, orv_subtype_interval), orv_error_none);
   EXPECT_EQ(orv_node_get_state_value(n, 0), -DBL_MAX);  // nothing stored yet
   EXPECT_EQ(orv_node_get_state_value(n, 1), -1.0);
@@ -45,7 +45,7 @@ TEST(StateValues, StorageAndDefaults) {
   EXPECT_EQ(orv_error_code(), orv_error_usage);
 
   orv_node_t m = add_node(d.get(), "M");
-  set_states(m, 2);
+  set_state_count(m, 2);
   EXPECT_EQ(orv_node_set_state_value(m, 0, 1.0), orv_error_usage);  // label node
   ASSERT_EQ(orv_node_set_subtype(m, orv_subtype_number), orv_error_none);
   EXPECT_EQ(orv_node_get_state_value(m, 1), -1.0);
@@ -60,9 +60,9 @@ TEST(StateValues, StorageAndDefaults) {
   ASSERT_EQ(orv_node_set_state_value(n, 0, 0.0), orv_error_none);
   ASSERT_EQ(orv_node_set_state_value(n, 2, 2.0), orv_error_none);
   ASSERT_EQ(orv_node_set_state_value(n, 3, 3.0), orv_error_none);
-  set_states(n, 2);
+  set_state_count(n, 2);
   EXPECT_EQ(n->state_values, (Vector<double>{0.0, 0.5, 3.0}));
-  set_states(n, 4);
+  set_state_count(n, 4);
   EXPECT_EQ(n->state_values, (Vector<double>{0.0, 0.5, -1.0, -1.0, 3.0}));
 }
 
@@ -144,7 +144,7 @@ struct Labelled {
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   orv_table_t ta, tb, tx;
   Labelled() {
-    set_states(a, 3), set_states(b, 2);
+    set_state_count(a, 3), set_state_count(b, 2);
     orv_node_set_state_label(a, 0, "lo"), orv_node_set_state_label(a, 1, "mid"), orv_node_set_state_label(a, 2, "hi");
     link(a, b), link(a, x);
     ta = orv_node_get_table(a), tb = orv_node_get_table(b), tx = orv_node_get_table(x);

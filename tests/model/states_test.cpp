@@ -18,7 +18,7 @@ namespace {
 using test::add_node;
 using test::link;
 using test::new_domain;
-using test::set_states;
+using test::set_state_count;
 using test::snapshot;
 using test::TableSnapshot;
 constexpr size_t kNone = static_cast<size_t>(-1);
@@ -28,7 +28,7 @@ TEST(StateLabels, DefaultsAndLookup) {
   orv_node_t a = add_node(d.get(), "A");
   EXPECT_EQ(orv_node_get_number_of_states(a), 1u);
   EXPECT_EQ(orv_node_get_state_index_from_label(a, ""), 0);
-  set_states(a, 3);
+  set_state_count(a, 3);
   EXPECT_STREQ(orv_node_get_state_label(a, 2), "");
   EXPECT_EQ(orv_node_get_state_index_from_label(a, ""), -1);  // every state has it
   ASSERT_EQ(orv_node_set_state_label(a, 1, "mid"), orv_error_none);
@@ -42,7 +42,7 @@ TEST(StateLabels, DefaultsAndLookup) {
   EXPECT_EQ(orv_node_get_state_index_from_label(a, "high"), 2);
 
   orv_node_t b = add_node(d.get(), "B");
-  set_states(b, 2);
+  set_state_count(b, 2);
   ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_boolean), orv_error_none);
   EXPECT_STREQ(orv_node_get_state_label(b, 0), "false");
   EXPECT_STREQ(orv_node_get_state_label(b, 1), "true");
@@ -57,7 +57,7 @@ TEST(StateLabels, RefuseBadArguments) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  set_states(a, 2);
+  set_state_count(a, 2);
   EXPECT_EQ(orv_node_get_state_label(a, 2), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_usage);
   EXPECT_EQ(orv_node_get_state_label(x, 0), nullptr);
@@ -95,7 +95,7 @@ struct Family {
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   orv_table_t ta, tb, tx, eb;
   Family() {
-    set_states(a, 3), set_states(b, 2);
+    set_state_count(a, 3), set_state_count(b, 2);
     link(a, b), link(a, x);
     ta = orv_node_get_table(a), tb = orv_node_get_table(b), tx = orv_node_get_table(x);
     orv_node_t parents[] = {a, nullptr};
@@ -186,8 +186,8 @@ TEST(NumberOfStates, TablesWithoutDataOnlyChangeShape) {
   b->table = _orv_create_table(d.get(), ab, orv_table_probability, 0, false, true);
   b->table->node = b;
   link(a, b);
-  set_states(a, 4);
-  set_states(b, 3);
+  set_state_count(a, 4);
+  set_state_count(b, 3);
   EXPECT_EQ(orv_table_get_size(b->table), 12u);
   EXPECT_EQ(b->table->data, nullptr);
   EXPECT_EQ(orv_table_get_data(b->table)[11], 1.0);

@@ -12,7 +12,7 @@ void link(orv_node_t parent, orv_node_t child) {
   parent->children.insert_discrete_first(child);
 }
 
-void set_states(orv_node_t node, size_t count) {
+void set_state_count(orv_node_t node, size_t count) {
   if (orv_node_set_number_of_states(node, count) != orv_error_none)
     throw std::runtime_error("cannot set the number of states");
 }

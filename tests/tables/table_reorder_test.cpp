@@ -21,7 +21,7 @@ using test::add_node;
 using test::entry;
 using test::link;
 using test::new_domain;
-using test::set_states;
+using test::set_state_count;
 using test::snapshot;
 
 // Means and covariances of a CG block addressed by node, not by position.
@@ -36,7 +36,7 @@ TEST(TableReorder, KeepsEveryEntryAndCgBlockWithItsConfiguration) {
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
   orv_node_t z = add_node(d.get(), "Z", orv_category_chance, orv_kind_continuous);
-  set_states(a, 2), set_states(b, 3), set_states(c, 4);
+  set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 4);
   orv_node_t nodes[] = {a, b, c, x, y, z, nullptr};
   orv_table_s *t = _orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true);
   test::fill_distinct(t);
@@ -81,7 +81,7 @@ TEST(TableReorder, RefusesOrdersThatDoNotFitTheTable) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  set_states(a, 2), set_states(b, 3);
+  set_state_count(a, 2), set_state_count(b, 3);
   link(a, c), link(b, c), link(a, x);
   orv_table_t tc = orv_node_get_table(c);  // B, A, C
   test::fill_distinct(tc);
@@ -115,7 +115,7 @@ TEST(TableReorder, RefusesOrdersThatDoNotFitTheTable) {
 TEST(TableReorder, ExperienceAndFadingTablesFollowTheNodeTable) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_states(a, 2), set_states(b, 3), set_states(c, 2);
+  set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
   link(a, c), link(b, c);
   orv_table_t tc = orv_node_get_table(c);
   orv_node_t parents[] = {b, a, nullptr};
@@ -171,7 +171,7 @@ std::map<std::string, double> joint(orv_node_t a, orv_node_t b, orv_node_t c) {
 TEST(TableReorder, JointDistributionIsUnchangedByReorderingNodesAndStates) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_states(a, 3), set_states(b, 2), set_states(c, 2);
+  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
   const char *labels[] = {"a0", "a1", "a2", "b0", "b1", "c0", "c1"};
   for (size_t s = 0; s < 3; ++s) orv_node_set_state_label(a, s, labels[s]);
   for (size_t s = 0; s < 2; ++s) orv_node_set_state_label(b, s, labels[3 + s]), orv_node_set_state_label(c, s, labels[5 + s]);

@@ -17,7 +17,7 @@ namespace {
 using test::add_node;
 using test::link;
 using test::new_domain;
-using test::set_states;
+using test::set_state_count;
 constexpr size_t kNone = static_cast<size_t>(-1);
 
 orv_node_t continuous(orv_domain_t d, const char *name) {
@@ -34,7 +34,7 @@ TEST(TableIndex, EmptyTableAndTheRowMajorRule) {
   EXPECT_EQ(empty->cg_data, nullptr);
 
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  set_states(a, 2), set_states(b, 3);
+  set_state_count(a, 2), set_state_count(b, 3);
   orv_node_t ab[] = {a, b, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), ab, orv_table_utility, 0, false, false));
   const size_t config[] = {1, 2};
@@ -59,7 +59,7 @@ TEST(TableIndex, RoundTripsOnMixedTables) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
-  set_states(a, 3), set_states(b, 1), set_states(c, 4);
+  set_state_count(a, 3), set_state_count(b, 1), set_state_count(c, 4);
   orv_node_t nodes[] = {a, b, c, x, y, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
   ASSERT_EQ(orv_table_get_size(t.get()), 12u);
@@ -125,7 +125,7 @@ TEST(CgBlocks, PositionsOfMeansAndCovariances) {
 TEST(NodeTables, AreBuiltOverTheFamily) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_states(a, 2), set_states(b, 3), set_states(c, 2);
+  set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
   link(a, c), link(b, c);
   orv_table_t tc = orv_node_get_table(c);
   ASSERT_NE(tc, nullptr);
@@ -161,7 +161,7 @@ TEST(NodeTables, AreBuiltOverTheFamily) {
 TEST(NodeTables, ContinuousNodesGetHeadTailRolesAndUnitVariance) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
-  set_states(a, 3);
+  set_state_count(a, 3);
   orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
   link(a, x), link(y, x);
   orv_table_t tx = orv_node_get_table(x);
@@ -233,7 +233,7 @@ TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t one = add_node(d.get(), "One"), x = continuous(d.get(), "X");
-  set_states(a, 2), set_states(b, 3), set_states(c, 2);
+  set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
   orv_node_t nodes[] = {a, b, one, c, x, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
   test::fill_distinct(t.get());
@@ -264,7 +264,7 @@ TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
 TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
-  set_states(a, 2);
+  set_state_count(a, 2);
   orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y"), z = continuous(d.get(), "Z");
   orv_node_t nodes[] = {a, x, y, z, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_utility, 0, true, false));
@@ -294,7 +294,7 @@ TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
 TEST(TableClones, DiscreteAndContinuousParts) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
-  set_states(a, 3);
+  set_state_count(a, 3);
   orv_node_t nodes[] = {a, x, y, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true));
   test::fill_distinct(t.get());
