@@ -9,7 +9,6 @@
 #include "model/domain.h"
 #include "orvel.h"
 #include "runtime/allocate.h"
-#include "runtime/parallel.h"
 #include "tables/table.h"
 
 namespace orv {
@@ -78,6 +77,8 @@ namespace orv {
 // The argument block a kernel receives for one slice: the dimension list with
 // the outermost count replaced by the slice's outer count, and the slice's
 // data positions (already advanced by the start offset and slice start).
+// Kernels walk their slice in the larger table's row-major order, write only
+// inside it, and neither allocate nor touch the error code.
 struct KernelArgs {
   const orv_control_s *control;
   const Dimension *dimensions;

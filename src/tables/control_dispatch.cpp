@@ -1,6 +1,7 @@
 // `_orv_do_table_operation`: turns a prepared control into a fan-out request
 // (data positions, outer dimension, work per outer index) and runs a kernel.
 #include "runtime/error.h"
+#include "runtime/parallel.h"
 #include "tables/control.h"
 
 namespace orv {

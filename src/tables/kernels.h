@@ -37,7 +37,13 @@ inline void load_loops(const KernelArgs &args, Loops &out) {
     const std::size_t count = k == 0 ? args.outer_count : d.count;
     const bool in_first = k < args.first_section;
     if (count == 0) (in_first ? out.first_empty : out.second_empty) = true;
-    if (count == 1) continue;
+    if (count <= 1) continue;
+    // More loops than fit means more than 2^64 entries: only possible with
+    // a zero count elsewhere, i.e. nothing to visit.
+    if (out.first + out.second == kMaxLoops) {
+      out.first_empty = true;
+      continue;
+    }
     out.loop[out.first + out.second] = Loop{count, d.larger_stride, d.stride};
     ++(in_first ? out.first : out.second);
   }
@@ -110,6 +116,94 @@ inline void binary_row(double *target, const double *source, const Loop &row) {
     for (std::size_t i = 0; i < n; ++i)
       target[i * row.larger] = Op::apply(target[i * row.larger], source[i * row.smaller]);
   }
+}
+
+// Puts a slice's loops into the larger table's row-major order (descending
+// larger stride) and merges loops that became adjacent in both tables. The
+// loops describe a set of entries, so reordering them only changes the order
+// of the visit. Returns the new number of loops.
+inline std::size_t order_row_major(Loop *loops, std::size_t n) {
+  for (std::size_t k = 1; k < n; ++k) {
+    const Loop moving = loops[k];
+    std::size_t j = k;
+    for (; j > 0 && loops[j - 1].larger < moving.larger; --j) loops[j] = loops[j - 1];
+    loops[j] = moving;
+  }
+  if (n == 0) return 0;
+  std::size_t out = 0;
+  for (std::size_t k = 1; k < n; ++k) {
+    Loop &outer = loops[out];
+    const Loop &inner = loops[k];
+    if (outer.larger == inner.larger * inner.count && outer.smaller == inner.smaller * inner.count)
+      outer = Loop{outer.count * inner.count, inner.larger, inner.smaller};
+    else
+      loops[++out] = inner;
+  }
+  return out + 1;
+}
+
+// target = op(target, source) for every entry of a row-ordered walk, where
+// a row may fold many source entries into one target entry (stride 0).
+template <class Op>
+inline void accumulate_row(double *target, const double *source, const Loop &row) {
+  const std::size_t n = row.count;
+  if (row.smaller == 0) {
+    double acc = *target;
+    if (row.larger == 1)
+      for (std::size_t i = 0; i < n; ++i) acc = Op::apply(acc, source[i]);
+    else
+      for (std::size_t i = 0; i < n; ++i) acc = Op::apply(acc, source[i * row.larger]);
+    *target = acc;
+  } else if (row.larger == 1 && row.smaller == 1) {
+    for (std::size_t i = 0; i < n; ++i) target[i] = Op::apply(target[i], source[i]);
+  } else {
+    for (std::size_t i = 0; i < n; ++i)
+      target[i * row.smaller] = Op::apply(target[i * row.smaller], source[i * row.larger]);
+  }
+}
+
+// Folds rows into eight different target entries at once, so that their
+// dependency chains overlap; each entry still receives its source entries in
+// row-major order.
+template <class Op>
+inline void accumulate_block(double *target, const double *source, const Loop &middle,
+                             const Loop &row) {
+  constexpr std::size_t kChains = 8;
+  const std::size_t ts = middle.smaller, xs = middle.larger, step = row.larger;
+  std::size_t j = 0;
+  for (; j + kChains <= middle.count; j += kChains) {
+    double *const t = target + j * ts;
+    const double *const x = source + j * xs;
+    double a[kChains];
+    for (std::size_t c = 0; c < kChains; ++c) a[c] = t[c * ts];
+    for (std::size_t i = 0; i < row.count; ++i)
+      for (std::size_t c = 0; c < kChains; ++c) a[c] = Op::apply(a[c], x[c * xs + i * step]);
+    for (std::size_t c = 0; c < kChains; ++c) t[c * ts] = a[c];
+  }
+  for (; j < middle.count; ++j)
+    accumulate_row<Op>(target + j * ts, source + j * xs, row);
+}
+
+// Folds the whole walk of a row-ordered loop list into the target.
+template <class Op>
+inline void accumulate_rows(double *target, const double *source, const Loop *loops, std::size_t n) {
+  if (n >= 2 && loops[n - 1].smaller == 0 && loops[n - 2].smaller != 0) {
+    const Loop middle = loops[n - 2], row = loops[n - 1];
+    odometer(loops, n - 2, [&](std::size_t l, std::size_t s) {
+      accumulate_block<Op>(target + s, source + l, middle, row);
+    });
+    return;
+  }
+  for_each_row(loops, n, [&](std::size_t l, std::size_t s, const Loop &row) {
+    accumulate_row<Op>(target + s, source + l, row);
+  });
+}
+
+// Sets every target entry of the slice (the first-section loops) to value.
+inline void fill_targets(double *target, const Loop *first, std::size_t n, double value) {
+  for_each_row(first, n, [&](std::size_t, std::size_t s, const Loop &row) {
+    for (std::size_t i = 0; i < row.count; ++i) target[s + i * row.smaller] = value;
+  });
 }
 
 // Reductions over the second section for every entry of the first section.

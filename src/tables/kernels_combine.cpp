@@ -30,7 +30,10 @@ void binary_kernel(const KernelArgs &args) {
   if (loops.first_empty || loops.second_empty) return;
   double *const larger = args.positions[L];
   const double *const smaller = args.positions[S];
-  kernels::for_each_row(loops.loop, loops.size(),
+  // Each entry is visited once, so any order gives the same result: walk the
+  // larger table in row-major order.
+  const std::size_t n = kernels::order_row_major(loops.loop, loops.size());
+  kernels::for_each_row(loops.loop, n,
                         [&](std::size_t l, std::size_t s, const Loop &row) {
                           kernels::binary_row<Op>(larger + l, smaller + s, row);
                         });

@@ -14,24 +14,6 @@ namespace {
 
 using kernels::Loops;
 
-struct SumAccumulator {
-  const double *source;
-  double *target;
-  double total;
-  void start() { total = 0.0; }
-  void add(std::size_t l) { total += source[l]; }
-  void store(std::size_t s) { target[s] = total; }
-};
-
-struct MaxAccumulator {
-  const double *source;
-  double *target;
-  double best;
-  void start() { best = -HUGE_VAL; }
-  void add(std::size_t l) { best = source[l] > best ? source[l] : best; }
-  void store(std::size_t s) { target[s] = best; }
-};
-
 // Probabilities summed; utilities averaged with the probabilities as weights.
 struct PairAccumulator {
   const double *probability;
@@ -68,14 +50,28 @@ void run_reduction(const KernelArgs &args, Accumulator acc) {
   kernels::reduce_rows(loops, acc);
 }
 
-template <std::size_t Source, std::size_t Target>
-void sum_kernel(const KernelArgs &args) {
-  run_reduction(args, SumAccumulator{args.positions[Source], args.positions[Target], 0.0});
-}
+struct Sum {
+  static constexpr double kStart = 0.0;
+  static double apply(double a, double b) { return a + b; }
+};
+struct Max {
+  static constexpr double kStart = -HUGE_VAL;
+  static double apply(double a, double b) { return b > a ? b : a; }
+};
 
-template <std::size_t Source, std::size_t Target>
-void max_kernel(const KernelArgs &args) {
-  run_reduction(args, MaxAccumulator{args.positions[Source], args.positions[Target], 0.0});
+// Sum and max: the slice's targets start at the operation's neutral value,
+// then the larger table is walked in row-major order and folded into them,
+// so every target receives its entries in ascending index order.
+template <class Op, std::size_t Source, std::size_t Target>
+void fold_kernel(const KernelArgs &args) {
+  Loops loops;
+  kernels::load_loops(args, loops);
+  if (loops.first_empty) return;
+  double *const target = args.positions[Target];
+  kernels::fill_targets(target, loops.loop, loops.first, Op::kStart);
+  if (loops.second_empty) return;
+  const std::size_t n = kernels::order_row_major(loops.loop, loops.size());
+  kernels::accumulate_rows<Op>(target, args.positions[Source], loops.loop, n);
 }
 
 template <std::size_t TargetProbability, std::size_t TargetUtility>
@@ -96,8 +92,8 @@ void contraction_kernel(const KernelArgs &args) {
 // Kernels by (source, destination) slots; each writes the smaller layout.
 template <std::size_t Source, std::size_t Target>
 TableKernel reduction_kernel(int operation) {
-  return operation == orv_equilibrium_sum ? TableKernel{sum_kernel<Source, Target>, true}
-                                          : TableKernel{max_kernel<Source, Target>, true};
+  return operation == orv_equilibrium_sum ? TableKernel{fold_kernel<Sum, Source, Target>, true}
+                                          : TableKernel{fold_kernel<Max, Source, Target>, true};
 }
 
 // The pair's probability accumulations and the weighted utilities: two
