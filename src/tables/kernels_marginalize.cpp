@@ -100,9 +100,13 @@ TableKernel reduction_kernel(int operation) {
 // operations per entry.
 constexpr std::size_t kPairWork = 2;
 
-void refuse_cg(const orv_control_s *c) {
+// Refuses CG tables (combined by the CG table operations, not here) and a
+// target that shares data with the source.
+void refuse_operands(const orv_control_s *c) {
   for (const orv_table_s *t : {c->larger_probability, c->smaller_probability})
     if (t && t->continuous_count > 0) fail(orv_error_error);
+  for (const orv_table_s *t : {c->smaller_probability, c->smaller_utility})
+    if (t && (t == c->larger_probability || t == c->larger_utility)) fail(orv_error_usage);
 }
 
 bool has_data(const orv_table_s *t) { return t && t->data; }
@@ -111,7 +115,7 @@ bool has_data(const orv_table_s *t) { return t && t->data; }
 
 void _orv_marginalize(const orv_control_s *c, int operation, int mode, double *out,
                       double *out_utility) {
-  refuse_cg(c);
+  refuse_operands(c);
   const bool into = mode != kMarginalizeOut;
   const bool pair = has_data(c->larger_probability) && has_data(c->larger_utility);
   if (pair) {
@@ -140,7 +144,7 @@ void _orv_marginalize(const orv_control_s *c, int operation, int mode, double *o
 }
 
 void _orv_marginalize_contraction(const orv_control_s *c) {
-  refuse_cg(c);
+  refuse_operands(c);
   if (!has_data(c->larger_probability) || !has_data(c->larger_utility) ||
       !has_data(c->target()))
     fail(orv_error_usage);
@@ -151,8 +155,8 @@ void _orv_marginalize_contraction(const orv_control_s *c) {
 }
 
 void _orv_marginalize_tables(orv_table_s *source, orv_table_s *target, int operation, int mode) {
-  if (!is_table(source) || !is_table(target) || source->domain != target->domain ||
-      mode == kMarginalizeOut)
+  if (!is_table(source) || !is_table(target) || source == target ||
+      source->domain != target->domain || mode == kMarginalizeOut)
     fail(orv_error_usage);
   if (source->continuous_count > 0 || target->continuous_count > 0) fail(orv_error_error);
   _orv_allocate_data_arrays(source);

@@ -113,5 +113,47 @@ TEST(TableKernels, RefusalsChangeNothing) {
   EXPECT_EQ(code_of([&] { _orv_combine_tables(ab.get(), foreign.get()); }), orv_error_usage);
 }
 
+// A long-lived control is prepared again before each use: different selected
+// states, a different concurrency level, and no allocation on one thread.
+TEST(TableKernels, ReusedControlFollowsEachSetupWithoutAllocating) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 3), b = node_with_states(d.get(), 4);
+  orv_node_t c = node_with_states(d.get(), 2), e = node_with_states(d.get(), 5);
+  TablePtr clique(table_over(d.get(), {a, b, c, e})), separator(table_over(d.get(), {e, a}));
+  std::mt19937 random(11);
+  test::fill_random(clique.get(), random);
+  const auto data = data_of(clique.get());
+  test::ControlOwner control(clique.get(), nullptr, separator.get(), nullptr, true);
+  for (long state : {-1L, 3L, 0L, -1L}) {
+    b->selected_state = state;
+    c->selected_state = state >= 0 ? 1 : -1;
+    const std::size_t before = testing::allocations();
+    _orv_setup_control_normal(control.control);
+    _orv_marginalize(control.control, orv_equilibrium_sum, orv_mode_normal);
+    EXPECT_EQ(testing::allocations(), before) << "state " << state;
+    const auto map = test::naive_map(clique.get(), separator.get(), true);
+    EXPECT_EQ(data_of(separator.get()), test::naive_sum(data, separator->size, map)) << state;
+  }
+  b->selected_state = c->selected_state = -1;
+  orv_domain_set_concurrency_level(d.get(), 3);
+  _orv_setup_control_normal(control.control);
+  _orv_marginalize(control.control, orv_equilibrium_max, orv_mode_normal);
+  const auto map = test::naive_map(clique.get(), separator.get(), true);
+  EXPECT_EQ(data_of(separator.get()), test::naive_max(data, separator->size, map));
+}
+
+// The source and the target of a marginalization must not share data.
+TEST(TableKernels, MarginalizingATableOntoItselfIsRefused) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 3);
+  TablePtr t(table_over(d.get(), {a}));
+  put(t.get(), {1, 2, 3});
+  EXPECT_EQ(guarded_status([&] {
+              _orv_marginalize_tables(t.get(), t.get(), orv_equilibrium_sum, orv_mode_normal);
+            }),
+            orv_error_usage);
+  EXPECT_EQ(data_of(t.get()), (V{1, 2, 3}));
+}
+
 }  // namespace
 }  // namespace orv
