@@ -11,9 +11,10 @@
 
 namespace orv {
 
-// Data arrays a slice can address: discrete data of the two tables of a
-// control (probability and utility each) and two caller-supplied arrays.
-constexpr std::size_t kSliceArrays = 6;
+// Data arrays a slice can address: the discrete data of the tables of a
+// control (probability and utility of each side), the CG data of its two
+// probability tables and two caller-supplied arrays.
+constexpr std::size_t kSliceArrays = 8;
 
 // One slice of work: its start positions (null arrays stay null), the number
 // of outer indices it covers, and its own scratch area (or null).

@@ -26,8 +26,9 @@ struct Dimension {
 };
 
 // Slots of the data positions a kernel receives.
-// The larger tables' positions start at the control's start offset; the
-// caller-supplied arrays are laid out like the smaller table.
+// The larger tables' positions start at the control's start offset (CG data
+// at offset x block size); the caller-supplied arrays are laid out like the
+// smaller table.
 enum SliceArray : std::size_t {
   kLargerProbability = 0,
   kLargerUtility = 1,
@@ -35,6 +36,8 @@ enum SliceArray : std::size_t {
   kSmallerUtility = 3,
   kFirstCallerArray = 4,
   kSecondCallerArray = 5,
+  kLargerCg = 6,
+  kSmallerCg = 7,
 };
 
 }  // namespace orv

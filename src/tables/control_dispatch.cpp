@@ -44,6 +44,12 @@ void _orv_do_table_operation(const orv_control_s *c, TableKernel kernel, double 
   request.positions[kSmallerUtility] = data_of(c->smaller_utility);
   request.positions[kFirstCallerArray] = first_array;
   request.positions[kSecondCallerArray] = second_array;
+  const orv_table_s *larger_cg = c->larger_probability, *smaller_cg = c->smaller_probability;
+  const std::size_t larger_block = larger_cg ? larger_cg->block_size : 0;
+  const std::size_t smaller_block = smaller_cg ? smaller_cg->block_size : 0;
+  if (larger_cg && larger_cg->cg_data)
+    request.positions[kLargerCg] = larger_cg->cg_data + c->start_offset * larger_block;
+  if (smaller_cg && smaller_cg->cg_data) request.positions[kSmallerCg] = smaller_cg->cg_data;
 
   const std::size_t count = c->dimension_count();
   if (count == 0) {
@@ -57,6 +63,8 @@ void _orv_do_table_operation(const orv_control_s *c, TableKernel kernel, double 
     request.splittable = !kernel.writes_smaller || c->first_section > 0;
     for (std::size_t a = 0; a < kSliceArrays; ++a)
       request.steps[a] = a <= kLargerUtility ? outer.larger_stride : outer.stride;
+    request.steps[kLargerCg] = outer.larger_stride * larger_block;
+    request.steps[kSmallerCg] = outer.stride * smaller_block;
   }
   request.scratch_size = scratch_size;
   const OperationContext context{c, kernel.run};

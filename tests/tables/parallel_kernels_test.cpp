@@ -129,6 +129,38 @@ TEST(ParallelKernels, SlicesFollowTheThreadRule) {
   EXPECT_EQ(slices.size(), 5u);  // 50000 entries at one operation each: 5 chunks of 10000
 }
 
+// CG positions advance by block size per entry, from the start offset on.
+std::vector<std::pair<std::size_t, std::size_t>> cg_slices;  // (entry offset, CG offset)
+double *cg_base = nullptr;
+
+void recording_cg_kernel(const KernelArgs &args) {
+  std::lock_guard<std::mutex> lock(slices_mutex);
+  cg_slices.emplace_back(args.positions[kLargerProbability] - slice_base,
+                         args.positions[kLargerCg] - cg_base);
+}
+
+TEST(ParallelKernels, CgPositionsFollowTheSlices) {
+  auto d = test::new_domain();
+  orv_node_t outer = node_with_states(d.get(), 4), inner = node_with_states(d.get(), 3);
+  orv_node_t chosen = node_with_states(d.get(), 2);
+  orv_node_t x = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_continuous);
+  orv_node_t y = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_continuous);
+  TablePtr big(table_over(d.get(), {outer, inner, chosen, x, y})), small(table_over(d.get(), {outer}));
+  ASSERT_EQ(big->block_size, 5u);
+  orv_domain_set_concurrency_level(d.get(), 2);
+  orv_domain_set_grain_size(d.get(), 1);
+  chosen->selected_state = 1;
+  test::ControlOwner c(big.get(), nullptr, small.get(), nullptr, true);
+  chosen->selected_state = -1;
+  EXPECT_EQ(c.control->start_offset, 1u);
+  slice_base = big->data, cg_base = big->cg_data;
+  cg_slices.clear();
+  _orv_do_table_operation(c.control, TableKernel{recording_cg_kernel, true}, nullptr, nullptr, 0, 0);
+  std::sort(cg_slices.begin(), cg_slices.end());
+  using Slices = std::vector<std::pair<std::size_t, std::size_t>>;
+  EXPECT_EQ(cg_slices, (Slices{{1, 5}, {13, 65}}));
+}
+
 TEST(ParallelKernels, ThreadThatCannotStartIsRunByTheCaller) {
   auto d = test::new_domain();
   orv_domain_set_concurrency_level(d.get(), 2);
