@@ -2,8 +2,6 @@
 // arrangement into sections, the domain's control chain, freeing.
 #include "tables/control.h"
 
-#include <algorithm>
-
 #include "model/node.h"
 #include "runtime/error.h"
 
@@ -34,10 +32,6 @@ void compute_cg_positions(orv_control_s *c, const orv_table_s *larger, const orv
   c->cg_positions.swap(positions);
 }
 
-// The saved copy: the larger table's dimensions whose nodes the smaller
-// table has (first section) followed by the others (second section), each
-// in the larger table's order, so that the outermost dimension can be split
-// among threads writing disjoint parts of either table.
 bool has_discrete_node(const orv_table_s *t, orv_node_t node) {
   for (std::size_t i = 0; i < t->discrete_count; ++i)
     if (t->nodes[i] == node) return true;

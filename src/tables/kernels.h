@@ -142,117 +142,87 @@ inline std::size_t order_row_major(Loop *loops, std::size_t n) {
   return out + 1;
 }
 
-// target = op(target, source) for every entry of a row-ordered walk, where
-// a row may fold many source entries into one target entry (stride 0).
-template <class Op>
-inline void accumulate_row(double *target, const double *source, const Loop &row) {
+// Folding a walk of the larger table into smaller-table entries. A source
+// gives the value of a larger-table offset (an entry, or a product of two
+// tables' entries); Op combines it into the target entry.
+
+// One row: target entries advance by the row's smaller stride, which is 0
+// when the whole row folds into one entry.
+template <class Op, class Source>
+inline void accumulate_row(double *target, const Source &source, std::size_t base,
+                           const Loop &row) {
   const std::size_t n = row.count;
   if (row.smaller == 0) {
     double acc = *target;
     if (row.larger == 1)
-      for (std::size_t i = 0; i < n; ++i) acc = Op::apply(acc, source[i]);
+      for (std::size_t i = 0; i < n; ++i) acc = Op::apply(acc, source(base + i));
     else
-      for (std::size_t i = 0; i < n; ++i) acc = Op::apply(acc, source[i * row.larger]);
+      for (std::size_t i = 0; i < n; ++i) acc = Op::apply(acc, source(base + i * row.larger));
     *target = acc;
   } else if (row.larger == 1 && row.smaller == 1) {
-    for (std::size_t i = 0; i < n; ++i) target[i] = Op::apply(target[i], source[i]);
+    for (std::size_t i = 0; i < n; ++i) target[i] = Op::apply(target[i], source(base + i));
   } else {
     for (std::size_t i = 0; i < n; ++i)
-      target[i * row.smaller] = Op::apply(target[i * row.smaller], source[i * row.larger]);
+      target[i * row.smaller] = Op::apply(target[i * row.smaller], source(base + i * row.larger));
   }
 }
 
 // Folds rows into eight different target entries at once, so that their
 // dependency chains overlap; each entry still receives its source entries in
 // row-major order.
-template <class Op>
-inline void accumulate_block(double *target, const double *source, const Loop &middle,
-                             const Loop &row) {
+template <class Op, class Source>
+inline void accumulate_block(double *target, const Source &source, std::size_t base,
+                             const Loop &middle, const Loop &row) {
   constexpr std::size_t kChains = 8;
   const std::size_t ts = middle.smaller, xs = middle.larger, step = row.larger;
   std::size_t j = 0;
   for (; j + kChains <= middle.count; j += kChains) {
     double *const t = target + j * ts;
-    const double *const x = source + j * xs;
+    const std::size_t x = base + j * xs;
     double a[kChains];
     for (std::size_t c = 0; c < kChains; ++c) a[c] = t[c * ts];
     for (std::size_t i = 0; i < row.count; ++i)
-      for (std::size_t c = 0; c < kChains; ++c) a[c] = Op::apply(a[c], x[c * xs + i * step]);
+      for (std::size_t c = 0; c < kChains; ++c) a[c] = Op::apply(a[c], source(x + c * xs + i * step));
     for (std::size_t c = 0; c < kChains; ++c) t[c * ts] = a[c];
   }
   for (; j < middle.count; ++j)
-    accumulate_row<Op>(target + j * ts, source + j * xs, row);
+    accumulate_row<Op>(target + j * ts, source, base + j * xs, row);
 }
 
 // Folds the whole walk of a row-ordered loop list into the target.
-template <class Op>
-inline void accumulate_rows(double *target, const double *source, const Loop *loops, std::size_t n) {
+template <class Op, class Source>
+inline void accumulate_rows(double *target, const Source &source, const Loop *loops,
+                            std::size_t n) {
   if (n >= 2 && loops[n - 1].smaller == 0 && loops[n - 2].smaller != 0) {
     const Loop middle = loops[n - 2], row = loops[n - 1];
     odometer(loops, n - 2, [&](std::size_t l, std::size_t s) {
-      accumulate_block<Op>(target + s, source + l, middle, row);
+      accumulate_block<Op>(target + s, source, l, middle, row);
     });
     return;
   }
   for_each_row(loops, n, [&](std::size_t l, std::size_t s, const Loop &row) {
-    accumulate_row<Op>(target + s, source + l, row);
+    accumulate_row<Op>(target + s, source, l, row);
   });
 }
 
-// Sets every target entry of the slice (the first-section loops) to value.
-inline void fill_targets(double *target, const Loop *first, std::size_t n, double value) {
+// Calls visit(s) for every target entry of the slice (the first-section loops).
+template <class Visit>
+inline void for_each_target(const Loop *first, std::size_t n, Visit &&visit) {
   for_each_row(first, n, [&](std::size_t, std::size_t s, const Loop &row) {
-    for (std::size_t i = 0; i < row.count; ++i) target[s + i * row.smaller] = value;
+    for (std::size_t i = 0; i < row.count; ++i) visit(s + i * row.smaller);
   });
 }
 
-// Reductions over the second section for every entry of the first section.
-// An accumulator provides start(), add(l) for a larger-table offset, and
-// store(s) for a smaller-table offset; entries reach add() in row-major order.
-template <class Accumulator>
-inline void reduce_rows(const Loops &loops, Accumulator &acc) {
+// The fold of a slice: its targets start at Op's neutral value, then the
+// slice is walked in the larger table's row-major order, so every target
+// receives its entries in ascending index order whatever the slicing.
+template <class Op, class Source>
+inline void fold_slice(Loops &loops, double *target, const Source &source) {
   if (loops.first_empty) return;
-  const Loop *first = loops.loop;
-  const Loop *second = loops.loop + loops.first;
-  const std::size_t m = loops.second;
-
-  auto per_target = [&](auto &&reduce_at) {
-    for_each_row(first, loops.first, [&](std::size_t l, std::size_t s, const Loop &row) {
-      for (std::size_t i = 0; i < row.count; ++i) {
-        acc.start();
-        reduce_at(l + i * row.larger);
-        acc.store(s + i * row.smaller);
-      }
-    });
-  };
-
-  if (loops.second_empty) {
-    per_target([](std::size_t) {});
-  } else if (m == 0) {
-    per_target([&](std::size_t l) { acc.add(l); });
-  } else if (m == 1) {
-    const Loop d = second[0];
-    if (d.larger == 1) {
-      per_target([&](std::size_t l) {
-        for (std::size_t j = 0; j < d.count; ++j) acc.add(l + j);
-      });
-    } else {
-      per_target([&](std::size_t l) {
-        for (std::size_t j = 0; j < d.count; ++j) acc.add(l + j * d.larger);
-      });
-    }
-  } else {
-    per_target([&](std::size_t base) {
-      for_each_row(second, m, [&](std::size_t l, std::size_t, const Loop &row) {
-        const std::size_t start = base + l;
-        if (row.larger == 1) {
-          for (std::size_t j = 0; j < row.count; ++j) acc.add(start + j);
-        } else {
-          for (std::size_t j = 0; j < row.count; ++j) acc.add(start + j * row.larger);
-        }
-      });
-    });
-  }
+  for_each_target(loops.loop, loops.first, [&](std::size_t s) { target[s] = Op::kStart; });
+  if (loops.second_empty) return;
+  const std::size_t n = order_row_major(loops.loop, loops.size());
+  accumulate_rows<Op>(target, source, loops.loop, n);
 }
 
 }  // namespace orv::kernels

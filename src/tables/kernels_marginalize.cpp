@@ -1,7 +1,8 @@
 // Marginalizing a larger table onto a smaller one through a control: sum,
 // max, the probability/utility pair, and contraction (expected utilities).
-// Every smaller-table entry is written once by the thread owning its slice,
-// from the larger table's entries in row-major order.
+// Every smaller-table entry is written only by the thread owning its slice
+// and receives its larger-table entries in ascending index order, so results
+// do not depend on the number of threads.
 #include <cmath>
 
 #include "runtime/error.h"
@@ -14,42 +15,6 @@ namespace {
 
 using kernels::Loops;
 
-// Probabilities summed; utilities averaged with the probabilities as weights.
-struct PairAccumulator {
-  const double *probability;
-  const double *utility;
-  double *target_probability;
-  double *target_utility;
-  double weight, weighted;
-  void start() { weight = weighted = 0.0; }
-  void add(std::size_t l) {
-    weight += probability[l];
-    weighted += probability[l] * utility[l];
-  }
-  void store(std::size_t s) {
-    target_probability[s] = weight;
-    target_utility[s] = weight == 0.0 ? 0.0 : weighted / weight;
-  }
-};
-
-// Sum of probability x utility: the expected utility, unnormalized.
-struct ContractionAccumulator {
-  const double *probability;
-  const double *utility;
-  double *target;
-  double total;
-  void start() { total = 0.0; }
-  void add(std::size_t l) { total += probability[l] * utility[l]; }
-  void store(std::size_t s) { target[s] = total; }
-};
-
-template <class Accumulator>
-void run_reduction(const KernelArgs &args, Accumulator acc) {
-  Loops loops;
-  kernels::load_loops(args, loops);
-  kernels::reduce_rows(loops, acc);
-}
-
 struct Sum {
   static constexpr double kStart = 0.0;
   static double apply(double a, double b) { return a + b; }
@@ -59,34 +24,52 @@ struct Max {
   static double apply(double a, double b) { return b > a ? b : a; }
 };
 
-// Sum and max: the slice's targets start at the operation's neutral value,
-// then the larger table is walked in row-major order and folded into them,
-// so every target receives its entries in ascending index order.
+struct Entries {
+  const double *data;
+  double operator()(std::size_t l) const { return data[l]; }
+};
+struct Products {
+  const double *probability;
+  const double *utility;
+  double operator()(std::size_t l) const { return probability[l] * utility[l]; }
+};
+
 template <class Op, std::size_t Source, std::size_t Target>
 void fold_kernel(const KernelArgs &args) {
   Loops loops;
   kernels::load_loops(args, loops);
-  if (loops.first_empty) return;
-  double *const target = args.positions[Target];
-  kernels::fill_targets(target, loops.loop, loops.first, Op::kStart);
-  if (loops.second_empty) return;
-  const std::size_t n = kernels::order_row_major(loops.loop, loops.size());
-  kernels::accumulate_rows<Op>(target, args.positions[Source], loops.loop, n);
+  kernels::fold_slice<Op>(loops, args.positions[Target], Entries{args.positions[Source]});
 }
 
-template <std::size_t TargetProbability, std::size_t TargetUtility>
-void pair_kernel(const KernelArgs &args) {
-  run_reduction(args, PairAccumulator{args.positions[kLargerProbability],
-                                      args.positions[kLargerUtility],
-                                      args.positions[TargetProbability],
-                                      args.positions[TargetUtility], 0.0, 0.0});
-}
-
+// Sum of probability x utility: the expected utility, unnormalized.
 template <std::size_t Target>
 void contraction_kernel(const KernelArgs &args) {
-  run_reduction(args, ContractionAccumulator{args.positions[kLargerProbability],
-                                             args.positions[kLargerUtility],
-                                             args.positions[Target], 0.0});
+  Loops loops;
+  kernels::load_loops(args, loops);
+  kernels::fold_slice<Sum>(
+      loops, args.positions[Target],
+      Products{args.positions[kLargerProbability], args.positions[kLargerUtility]});
+}
+
+// Probabilities summed; utilities averaged with the probabilities as weights
+// (0 where the weight is 0): the weighted sums are folded into the utility
+// target and divided at the end.
+template <std::size_t TargetProbability, std::size_t TargetUtility>
+void pair_kernel(const KernelArgs &args) {
+  const double *probability = args.positions[kLargerProbability];
+  double *const weights = args.positions[TargetProbability];
+  double *const utilities = args.positions[TargetUtility];
+  Loops loops;
+  kernels::load_loops(args, loops);
+  Loops folded = loops;  // folding reorders its loops
+  kernels::fold_slice<Sum>(folded, weights, Entries{probability});
+  folded = loops;
+  kernels::fold_slice<Sum>(folded, utilities,
+                           Products{probability, args.positions[kLargerUtility]});
+  if (loops.first_empty) return;
+  kernels::for_each_target(loops.loop, loops.first, [&](std::size_t s) {
+    utilities[s] = weights[s] == 0.0 ? 0.0 : utilities[s] / weights[s];
+  });
 }
 
 // Kernels by (source, destination) slots; each writes the smaller layout.
