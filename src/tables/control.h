@@ -137,6 +137,26 @@ void simplify_control(orv_control_s *c) noexcept;
 // Removes void dimensions and merges adjacent ones (concurrency rule for the
 // outermost dimension of the first section).
 void compress_control(orv_control_s *c) noexcept;
+// The control of a whole-table operation between a larger and a smaller
+// table, in the probability or the utility slots by the larger table's type,
+// prepared without evidence slicing. Tables over the same discrete nodes in
+// the same order get a flat control on the stack (one dimension over every
+// entry: nothing allocated); others a temporary control. Data are allocated
+// on demand. Throws usage for tables of different domains.
+class TableOperationControl {
+ public:
+  TableOperationControl(orv_table_s *larger, orv_table_s *smaller);
+  ~TableOperationControl();
+  TableOperationControl(const TableOperationControl &) = delete;
+  TableOperationControl &operator=(const TableOperationControl &) = delete;
+  const orv_control_s *get() const { return temporary_ ? temporary_ : &flat_; }
+
+ private:
+  orv_control_s flat_;
+  Dimension flat_dimensions_[2];
+  orv_control_s *temporary_ = nullptr;
+};
+
 // Reset, simplify by evidence, compress: the preparation for normal mode.
 void _orv_setup_control_normal(orv_control_s *c) noexcept;
 // Reset and compress without evidence slicing (fast-retraction mode).

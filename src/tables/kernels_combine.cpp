@@ -53,27 +53,6 @@ void refuse_cg(const orv_table_s *a, const orv_table_s *b) {
   if ((a && a->continuous_count > 0) || (b && b->continuous_count > 0)) fail(orv_error_error);
 }
 
-// A temporary control over (target, source) placed in the probability or the
-// utility slots by the target's type; data are allocated on demand.
-struct TemporaryControl {
-  orv_control_s *control;
-  TemporaryControl(orv_table_s *target, orv_table_s *source) {
-    if (!is_table(target) || !is_table(source) || target->domain != source->domain)
-      fail(orv_error_usage);
-    refuse_cg(target, source);
-    _orv_allocate_data_arrays(target);
-    _orv_allocate_data_arrays(source);
-    if (target->type == orv_table_utility)
-      control = _orv_create_temporary_control(nullptr, target, nullptr, source);
-    else
-      control = _orv_create_temporary_control(target, nullptr, source, nullptr);
-    _orv_setup_control_fast_retraction(control);
-  }
-  ~TemporaryControl() { _orv_free_temporary_control(control); }
-  TemporaryControl(const TemporaryControl &) = delete;
-  TemporaryControl &operator=(const TemporaryControl &) = delete;
-};
-
 }  // namespace
 
 void _orv_combine(const orv_control_s *c) {
@@ -85,8 +64,9 @@ void _orv_combine(const orv_control_s *c) {
 }
 
 void _orv_combine_tables(orv_table_s *target, orv_table_s *source) {
-  TemporaryControl temporary(target, source);
-  _orv_combine(temporary.control);
+  if (is_table(target) && is_table(source)) refuse_cg(target, source);
+  const TableOperationControl control(target, source);
+  _orv_combine(control.get());
 }
 
 void control_divide(const orv_control_s *c) {
@@ -97,8 +77,9 @@ void control_divide(const orv_control_s *c) {
 
 void _orv_divide_tables(orv_table_s *target, orv_table_s *source) {
   if (is_table(target) && target->type == orv_table_utility) fail(orv_error_usage);
-  TemporaryControl temporary(target, source);
-  control_divide(temporary.control);
+  if (is_table(target) && is_table(source)) refuse_cg(target, source);
+  const TableOperationControl control(target, source);
+  control_divide(control.get());
 }
 
 }  // namespace orv

@@ -142,19 +142,8 @@ void _orv_marginalize_tables(orv_table_s *source, orv_table_s *target, int opera
       source->domain != target->domain || mode == kMarginalizeOut)
     fail(orv_error_usage);
   if (source->continuous_count > 0 || target->continuous_count > 0) fail(orv_error_error);
-  _orv_allocate_data_arrays(source);
-  _orv_allocate_data_arrays(target);
-  const bool utility = source->type == orv_table_utility;
-  orv_control_s *c = utility ? _orv_create_temporary_control(nullptr, source, nullptr, target)
-                             : _orv_create_temporary_control(source, nullptr, target, nullptr);
-  try {
-    _orv_setup_control_fast_retraction(c);
-    _orv_marginalize(c, operation, kMarginalizeInto);
-  } catch (...) {
-    _orv_free_temporary_control(c);
-    throw;
-  }
-  _orv_free_temporary_control(c);
+  const TableOperationControl control(source, target);
+  _orv_marginalize(control.get(), operation, kMarginalizeInto);
 }
 
 orv_table_s *_orv_table_get_marginal(orv_table_s *table, orv_node_t const *nodes) {

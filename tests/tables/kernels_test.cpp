@@ -142,6 +142,24 @@ TEST(TableKernels, ReusedControlFollowsEachSetupWithoutAllocating) {
   EXPECT_EQ(data_of(separator.get()), test::naive_max(data, separator->size, map));
 }
 
+// Separator updates divide and combine tables of one layout: no allocation.
+TEST(TableKernels, SameLayoutOperationsAllocateNothing) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 3), b = node_with_states(d.get(), 2);
+  TablePtr fresh(table_over(d.get(), {a, b})), old(table_over(d.get(), {a, b}));
+  TablePtr copy(table_over(d.get(), {a, b}));
+  put(fresh.get(), {1, 0, 4, 6, 0, 2});
+  put(old.get(), {2, 0, 8, 3, 5, 0});
+  const std::size_t before = testing::allocations();
+  _orv_divide_tables(fresh.get(), old.get());
+  EXPECT_EQ(data_of(fresh.get()), (V{0.5, 0, 0.5, 2, 0, 0}));
+  _orv_combine_tables(fresh.get(), old.get());
+  EXPECT_EQ(data_of(fresh.get()), (V{1, 0, 4, 6, 0, 0}));
+  _orv_marginalize_tables(fresh.get(), copy.get(), orv_equilibrium_sum, orv_mode_normal);
+  EXPECT_EQ(data_of(copy.get()), data_of(fresh.get()));
+  EXPECT_EQ(testing::allocations(), before);
+}
+
 // The source and the target of a marginalization must not share data.
 TEST(TableKernels, MarginalizingATableOntoItselfIsRefused) {
   auto d = test::new_domain();
