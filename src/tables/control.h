@@ -25,10 +25,9 @@ struct Dimension {
   std::size_t position;  // index of the node in the larger table's list
 };
 
-// Slots of the data positions a kernel receives.
-// The larger tables' positions start at the control's start offset (CG data
-// at offset x block size); the caller-supplied arrays are laid out like the
-// smaller table.
+// Slots of the data positions a kernel receives. The larger tables'
+// positions start at the control's start offset (CG data at offset x block
+// size); the caller-supplied arrays are laid out like the smaller table.
 enum SliceArray : std::size_t {
   kLargerProbability = 0,
   kLargerUtility = 1,
