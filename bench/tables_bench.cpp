@@ -1,6 +1,6 @@
 // Table kernels against a plain streaming pass: multiplying a separator into
 // a clique and sum-marginalizing the clique onto the separator, at 1e3..1e8
-// entries and concurrency levels 1 and 2. The counter `vs_stream` is each
+// entries and concurrency levels 1 and 2, and a naive marginalization. The counter `vs_stream` is each
 // operation's time over that of an in-place read-and-write pass over the
 // clique's entries, interleaved with it in the same run.
 #include <benchmark/benchmark.h>
@@ -114,6 +114,36 @@ void BM_SumMarginalize(benchmark::State &state) {
   });
 }
 
+// The naive kernel: per entry, the smaller index recomputed from the full
+// configuration of the larger table.
+void naive_sum_marginalize(const orv_table_s *clique, orv_table_s *separator) {
+  const std::size_t k = clique->discrete_count;
+  std::vector<std::size_t> config(k, 0), stride(k, 0), count(k);
+  std::size_t product = 1;
+  for (std::size_t j = separator->discrete_count; j-- > 0;) {
+    stride[static_cast<std::size_t>(clique->nodes.index_of(separator->nodes[j]))] = product;
+    product *= separator->nodes[j]->state_count;
+  }
+  for (std::size_t j = 0; j < k; ++j) count[j] = clique->nodes[j]->state_count;
+  std::fill(separator->data, separator->data + separator->size, 0.0);
+  for (std::size_t i = 0; i < clique->size; ++i) {
+    std::size_t index = 0;
+    for (std::size_t j = 0; j < k; ++j) index += config[j] * stride[j];
+    separator->data[index] += clique->data[i];
+    for (std::size_t j = k; j-- > 0;) {
+      if (++config[j] < count[j]) break;
+      config[j] = 0;
+    }
+  }
+}
+
+void BM_NaiveSumMarginalize(benchmark::State &state) {
+  run(state, [](CliqueAndSeparator &t) {
+    naive_sum_marginalize(t.clique, t.separator);
+    benchmark::DoNotOptimize(t.separator->data[0]);
+  });
+}
+
 // (exponent, concurrency level, shape): both levels everywhere; the
 // interleaved shape from 1e6 on; 1e8 once per level.
 void sizes(benchmark::internal::Benchmark *b) {
@@ -127,6 +157,12 @@ void sizes(benchmark::internal::Benchmark *b) {
 BENCHMARK(BM_Stream)->DenseRange(3, 8)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Multiply)->Apply(sizes)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SumMarginalize)->Apply(sizes)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_NaiveSumMarginalize)
+    ->Args({6, 1, 0})
+    ->Args({6, 1, 1})
+    ->Args({7, 1, 0})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
