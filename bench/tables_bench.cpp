@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "model/node.h"
@@ -103,6 +104,19 @@ void BM_Stream(benchmark::State &state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(2 * n * sizeof(double)));
 }
 
+// The same pass split over two threads: the speed-up the machine allows.
+void BM_StreamTwoThreads(benchmark::State &state) {
+  const std::size_t n = entries(static_cast<int>(state.range(0)));
+  std::vector<double> data(n, 1.0);
+  for (auto _ : state) {
+    std::thread helper([&] { stream_pass(data.data(), n / 2); });
+    stream_pass(data.data() + n / 2, n - n / 2);
+    helper.join();
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(2 * n * sizeof(double)));
+}
+
 void BM_Multiply(benchmark::State &state) {
   run(state, [](CliqueAndSeparator &t) { orv::_orv_combine(t.control); });
 }
@@ -155,6 +169,7 @@ void sizes(benchmark::internal::Benchmark *b) {
 }
 
 BENCHMARK(BM_Stream)->DenseRange(3, 8)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StreamTwoThreads)->DenseRange(6, 8)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Multiply)->Apply(sizes)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SumMarginalize)->Apply(sizes)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NaiveSumMarginalize)
