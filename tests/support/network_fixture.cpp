@@ -62,10 +62,10 @@ std::vector<std::vector<orv_node_t>> eliminate(orv_domain_t d, const std::vector
     done.insert(v);
     std::set<orv_node_t> members(clique.begin(), clique.end());
     bool contained = false;
-    for (const auto &c : cliques)
-      contained = contained || std::includes(std::set<orv_node_t>(c.begin(), c.end()).begin(),
-                                             std::set<orv_node_t>(c.begin(), c.end()).end(),
-                                             members.begin(), members.end());
+    for (const auto &c : cliques) {
+      const std::set<orv_node_t> other(c.begin(), c.end());
+      contained = contained || std::includes(other.begin(), other.end(), members.begin(), members.end());
+    }
     if (!contained) cliques.push_back(clique);
   }
   return cliques;
