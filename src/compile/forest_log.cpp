@@ -48,9 +48,9 @@ void log_node_names(orv_domain_s *d, orv_node_t const *nodes, std::size_t count)
 }
 
 void log_state(orv_domain_s *d, orv_node_t node, std::size_t state) {
-  const bool labelled = state < node->state_labels.size() && !node->state_labels[state].empty();
+  const bool labelled = state < node->state_labels.size() && node->state_labels[state].has_value();
   if (node->subtype == orv_subtype_label && labelled) {
-    log_printf(d, "\"%s\"", node->state_labels[state].c_str());
+    log_printf(d, "\"%s\"", node->state_labels[state]->c_str());
   } else if (node->subtype == orv_subtype_boolean && state < 2) {
     log_printf(d, "%s", state == 0 ? "false" : "true");
   } else if (node->subtype == orv_subtype_number && state < node->state_values.size()) {

@@ -22,8 +22,8 @@ void report_discrete(orv_domain_s *d, orv_node_t n, bool utilities) {
   }
   log_printf(d, "\n    %s:\n", node_name(n));
   for (std::size_t s = 0; s < n->state_count; ++s) {
-    if (s < n->state_labels.size() && !n->state_labels[s].empty())
-      log_printf(d, "\t%-10s %g", n->state_labels[s].c_str(), belief_of(n, s));
+    if (s < n->state_labels.size() && n->state_labels[s].has_value())
+      log_printf(d, "\t%-10s %g", n->state_labels[s]->c_str(), belief_of(n, s));
     else
       log_printf(d, "\tstate%s   %g", _orv_print_size(d, s), belief_of(n, s));
     if (utilities) log_printf(d, " (%g)\n", expected_utility_of(n, s));

@@ -5,6 +5,7 @@
 
 #include "inference/numeric.h"
 #include "inference/queries.h"
+#include "model/states.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -37,7 +38,7 @@ double numeric_state_value(const orv_node_s *n, std::size_t s) {
 
 double numeric_mean(const orv_node_s *n) {
   if (n->subtype != orv_subtype_number && n->subtype != orv_subtype_interval) fail(orv_error_usage);
-  if (n->state_values.size() < n->state_count + 1) fail(orv_error_invalid_state_values);
+  if (_orv_node_check_status_of_state_values(n) != 0) fail(orv_error_invalid_state_values);
   require_results(n);
   require_sum_normal(n);
   if (n->subtype == orv_subtype_number) {

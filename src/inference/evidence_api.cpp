@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "inference/evidence.h"
+#include "model/states.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -24,22 +25,6 @@ void require_propagated(const orv_node_s *n) {
 
 void require_compiled(const orv_domain_s *d) {
   if (!domain_is_compiled(d)) fail(orv_error_not_compiled);
-}
-
-// State of a numbered or interval node that a value selects, or -1.
-long state_for_value(const orv_node_s *n, double value) {
-  const std::size_t count = n->state_count;
-  const auto &v = n->state_values;
-  if (v.size() < count + (n->subtype == orv_subtype_interval ? 1 : 0)) fail(orv_error_usage);
-  if (n->subtype == orv_subtype_number) {
-    for (std::size_t i = 0; i < count; ++i)
-      if (v[i] == value) return static_cast<long>(i);
-    return -1;
-  }
-  if ((v[0] != -kLargest && value < v[0]) || (v[count] != kLargest && value > v[count])) return -1;
-  for (std::size_t i = 1; i < count; ++i)
-    if (v[i - 1] == value || value < v[i]) return static_cast<long>(i - 1);
-  return static_cast<long>(count) - 1;
 }
 
 bool any_tree(const orv_domain_s *d, bool (*test)(const orv_junction_tree_s *)) {
@@ -97,7 +82,8 @@ orv_status_t orv_node_enter_value(orv_node_t node, double value) {
     }
     if (node->subtype != orv_subtype_number && node->subtype != orv_subtype_interval)
       orv::fail(orv_error_usage);
-    const long state = orv::state_for_value(node, value);
+    if (orv::_orv_node_check_status_of_state_values(node) != 0) orv::fail(orv_error_usage);
+    const long state = orv::_orv_node_state_value_to_state_index(node, value);
     if (state < 0) orv::fail(orv_error_usage);
     orv::EvidenceCountUpdate update(node);
     node->selected_state = state;
