@@ -583,6 +583,14 @@ ORV_API double orv_node_get_entropy(orv_node_t node);
  * no_equilibrium. */
 ORV_API double orv_node_get_mean(orv_node_t node);
 ORV_API double orv_node_get_variance(orv_node_t node);
+/* The joint marginal of distinct discrete nodes (in the given order), as a
+ * new table that the caller frees with orv_table_delete. Errors: usage (also
+ * for max equilibrium or fast retraction with evidence), not_compiled,
+ * no_equilibrium, no_memory. */
+ORV_API orv_table_t orv_domain_get_marginal(orv_domain_t domain, orv_node_t *nodes);
+/* Mutual information (natural logarithm) of two discrete nodes from their
+ * joint marginal. Errors: as orv_domain_get_marginal. */
+ORV_API double orv_node_get_mutual_information(orv_node_t node, orv_node_t other);
 
 
 #ifdef __cplusplus

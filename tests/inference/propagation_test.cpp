@@ -157,3 +157,45 @@ TEST(Propagation, ImpossibleEvidenceFailsAndResets) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+TEST(Marginals, JointOfAnyNodesMatchesBruteForce) {
+  std::mt19937 rng(3);
+  for (int round = 0; round < 20; ++round) {
+    auto d = test::new_domain();
+    const auto nodes = test::random_network(d.get(), 4 + rng() % 5, 2, 3, rng);
+    ASSERT_EQ(test::compile_simply(d.get()), orv_error_none);
+    orv_node_select_state(nodes[rng() % nodes.size()], 0);
+    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+    std::vector<orv_node_t> pick(nodes);
+    std::shuffle(pick.begin(), pick.end(), rng);
+    pick.resize(2 + rng() % 2);
+    std::vector<orv_node_t> list(pick);
+    list.push_back(nullptr);
+    orv_table_t marginal = orv_domain_get_marginal(d.get(), list.data());
+    ASSERT_NE(marginal, nullptr) << orv_error_code();
+    const std::vector<double> expected = test::brute_force_joint(d.get(), pick);
+    ASSERT_EQ(marginal->size, expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(marginal->data[i], expected[i], 1e-10) << round;
+    EXPECT_EQ(orv_table_delete(marginal), orv_error_none);
+
+    const std::vector<double> pair = test::brute_force_joint(d.get(), {pick[0], pick[1]});
+    const std::size_t nb = pick[1]->state_count;
+    double information = 0.0;
+    for (std::size_t i = 0; i < pick[0]->state_count; ++i)
+      for (std::size_t j = 0; j < nb; ++j) {
+        double pa = 0.0, pb = 0.0;
+        for (std::size_t k = 0; k < nb; ++k) pa += pair[i * nb + k];
+        for (std::size_t k = 0; k < pick[0]->state_count; ++k) pb += pair[k * nb + j];
+        if (pair[i * nb + j] > 0) information += pair[i * nb + j] * std::log(pair[i * nb + j] / (pa * pb));
+      }
+    EXPECT_NEAR(orv_node_get_mutual_information(pick[0], pick[1]), information, 1e-10);
+  }
+  EXPECT_EQ(orv_domain_get_marginal(nullptr, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+}  // namespace
+}  // namespace orv
