@@ -522,6 +522,47 @@ ORV_API int orv_jt_cg_evidence_is_propagated(orv_junction_tree_t tree);
 /* ======================================================================
  * Propagation
  * ====================================================================== */
+/* Brings every junction tree into sum or max equilibrium with the entered
+ * evidence, in normal or fast-retraction mode. On failure every tree is
+ * reset. Errors: usage, not_compiled, invalid_evidence,
+ * inconsistency_or_underflow, overflow, fast_retraction, no_memory. */
+ORV_API orv_status_t orv_domain_propagate(orv_domain_t domain, orv_equilibrium_t equilibrium,
+                                          orv_evidence_mode_t mode);
+/* The same for one tree; the clique variant makes the clique the root. */
+ORV_API orv_status_t orv_jt_propagate(orv_junction_tree_t tree, orv_equilibrium_t equilibrium,
+                                      orv_evidence_mode_t mode);
+ORV_API orv_status_t orv_clique_propagate(orv_clique_t clique, orv_equilibrium_t equilibrium,
+                                          orv_evidence_mode_t mode);
+/* Predicates on the stored equilibrium and mode: 1/0, -1 on error
+ * (usage, not_compiled). */
+ORV_API int orv_domain_equilibrium_is(orv_domain_t domain, orv_equilibrium_t equilibrium);
+ORV_API int orv_jt_equilibrium_is(orv_junction_tree_t tree, orv_equilibrium_t equilibrium);
+ORV_API int orv_domain_evidence_mode_is(orv_domain_t domain, orv_evidence_mode_t mode);
+ORV_API int orv_jt_evidence_mode_is(orv_junction_tree_t tree, orv_evidence_mode_t mode);
+/* The probability of the evidence (product over the trees of the constants
+ * accumulated over incremental propagations) and its logarithm (the log
+ * form returns 1.0 on error). Errors: usage, not_compiled, no_equilibrium. */
+ORV_API double orv_domain_get_normalization_constant(orv_domain_t domain);
+ORV_API double orv_domain_get_log_normalization_constant(orv_domain_t domain);
+/* Reloads every tree from the node potentials: no evidence incorporated.
+ * Errors: usage, not_compiled, no_memory. */
+ORV_API orv_status_t orv_domain_reset_inference_engine(orv_domain_t domain);
+/* Reset, then retract all findings. Errors: usage, not_compiled, no_memory. */
+ORV_API orv_status_t orv_domain_initialize(orv_domain_t domain);
+/* Conflict measures (-1.0 on error). Errors: usage (decision nodes, max
+ * equilibrium), not_compiled, no_equilibrium, cg_evidence_incorporated. */
+ORV_API double orv_domain_get_conflict(orv_domain_t domain);
+ORV_API double orv_jt_get_conflict(orv_junction_tree_t tree);
+ORV_API double orv_clique_get_conflict(orv_clique_t clique);
+/* 1 when a node table changed since the last propagation, else 0; -1 on
+ * error (usage, not_compiled). */
+ORV_API int orv_domain_tables_to_propagate(orv_domain_t domain);
+ORV_API int orv_jt_tables_to_propagate(orv_junction_tree_t tree);
+/* Keeps a copy of the initial sum/normal equilibrium so that resets reload
+ * from memory. Errors: usage (decision nodes, evidence propagated, other
+ * equilibrium), not_compiled, no_memory. */
+ORV_API orv_status_t orv_domain_save_to_memory(orv_domain_t domain);
+
 
 /* ======================================================================
  * Beliefs and query results
@@ -542,6 +583,14 @@ ORV_API double orv_node_get_entropy(orv_node_t node);
  * no_equilibrium. */
 ORV_API double orv_node_get_mean(orv_node_t node);
 ORV_API double orv_node_get_variance(orv_node_t node);
+/* The joint marginal of distinct discrete nodes (in the given order), as a
+ * new table that the caller frees with orv_table_delete. Errors: usage (also
+ * for max equilibrium or fast retraction with evidence), not_compiled,
+ * no_equilibrium, no_memory. */
+ORV_API orv_table_t orv_domain_get_marginal(orv_domain_t domain, orv_node_t *nodes);
+/* Mutual information (natural logarithm) of two discrete nodes from their
+ * joint marginal. Errors: as orv_domain_get_marginal. */
+ORV_API double orv_node_get_mutual_information(orv_node_t node, orv_node_t other);
 
 
 #ifdef __cplusplus

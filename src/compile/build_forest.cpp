@@ -274,6 +274,7 @@ void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const 
     build_junction_forest(*f, cliques, user_rank);
     create_node_results(*f);
     assign_potentials(*f);
+    create_forest_controls(*f);
     log_flush(d);
   } catch (...) {
     d->compiled.reset();

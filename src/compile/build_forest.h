@@ -26,6 +26,10 @@ void build_junction_forest(JunctionForest &forest, orv_node_t const *const *cliq
 void create_node_results(JunctionForest &forest);
 void assign_potentials(JunctionForest &forest);
 
+// Controls of links and node potentials, built once per compilation.
+void create_forest_controls(JunctionForest &forest);
+void free_forest_controls(JunctionForest &forest) noexcept;
+
 // The potential whose nodes decide a node's clique: its table, or null.
 orv_table_s *node_potential(orv_node_t node);
 

@@ -2,6 +2,8 @@
 // use to reach them from a domain or a node.
 #include "compile/junction_forest.h"
 
+#include "compile/build_forest.h"
+
 namespace orv {
 
 Separator::~Separator() {
@@ -17,6 +19,7 @@ JunctionForest::~JunctionForest() {
     n->propagated_state = -1;
     n->cg_propagated = false;
   }
+  free_forest_controls(*this);
   release_buffers();
   for (orv_table_s *t : node_tables) _orv_free_table(t);
   separators.clear();

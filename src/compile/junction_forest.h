@@ -56,6 +56,7 @@ struct orv_clique_s : orv::Tagged {
   std::int32_t mark = 0;                     // takes part in the current propagation
   orv::Vector<orv_node_t> assigned;          // nodes whose potential is multiplied in here
   orv::Vector<orv_node_t> belief_nodes;      // nodes whose beliefs and evidence live here
+  orv::Vector<orv_node_t> top_nodes;         // nodes whose clique nearest the root this is
   orv::Vector<orv_clique_s *> neighbor_list; // null-terminated, built with the links
 
   std::size_t member_count() const { return table->nodes.size(); }
@@ -110,6 +111,10 @@ struct NodeResults {
   orv_control_s *belief_control = nullptr;
   orv_control_s *family_control = nullptr;
   orv_table_s *evidence_table = nullptr;  // over the node alone; data = evidence factor
+  // The clique holding the node nearest the tree's root, and its control onto
+  // the evidence table: fast retraction applies evidence there.
+  orv_clique_s *top_clique = nullptr;
+  orv_control_s *top_control = nullptr;
 };
 
 // Tables of the junction forest saved by orv_domain_save_to_memory.

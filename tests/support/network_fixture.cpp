@@ -109,6 +109,38 @@ std::vector<orv_node_t> random_network(orv_domain_t d, std::size_t n, std::size_
   return nodes;
 }
 
+std::vector<double> brute_force_joint(orv_domain_t d, const std::vector<orv_node_t> &nodes) {
+  std::vector<orv_node_t> vars;
+  for (orv_node_t n = d->first_node; n; n = n->next)
+    if (n->is_discrete()) vars.push_back(n);
+  std::size_t size = 1;
+  for (orv_node_t n : nodes) size *= n->state_count;
+  std::vector<double> joint(size, 0.0);
+  std::map<orv_node_t, std::size_t> state;
+  std::vector<std::size_t> config(vars.size(), 0);
+  double total = 0.0;
+  for (;;) {
+    double p = 1.0;
+    for (std::size_t i = 0; i < vars.size(); ++i) state[vars[i]] = config[i];
+    for (orv_node_t v : vars) {
+      p *= entered_weight(v, state[v]);
+      if (!v->table) continue;
+      std::size_t index = 0;
+      for (orv_node_t m : v->table->nodes) index = index * m->state_count + state[m];
+      p *= v->table->data[index];
+    }
+    std::size_t index = 0;
+    for (orv_node_t n : nodes) index = index * n->state_count + state[n];
+    joint[index] += p;
+    total += p;
+    std::size_t k = vars.size();
+    while (k > 0 && ++config[k - 1] == vars[k - 1]->state_count) config[--k] = 0;
+    if (k == 0) break;
+  }
+  for (double &x : joint) x /= total;
+  return joint;
+}
+
 Exact brute_force(orv_domain_t d) {
   std::vector<orv_node_t> vars;
   for (orv_node_t n = d->first_node; n; n = n->next)

@@ -44,5 +44,7 @@ struct Exact {
   double max_probability = 0.0;
 };
 Exact brute_force(orv_domain_t d);
+// The normalized joint of the given nodes under the entered evidence, row-major.
+std::vector<double> brute_force_joint(orv_domain_t d, const std::vector<orv_node_t> &nodes);
 
 }  // namespace orv::test

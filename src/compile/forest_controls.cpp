@@ -1,0 +1,75 @@
+// The index-mapping controls of a junction forest, built once per
+// compilation: each clique onto each of its separators, every node potential
+// into its clique, and each clique onto the single-node tables of evidence
+// and beliefs.
+#include "compile/build_forest.h"
+#include "runtime/error.h"
+#include "tables/control.h"
+
+namespace orv {
+
+namespace {
+
+orv_control_s *control(JunctionForest &f, orv_table_s *larger_p, orv_table_s *larger_u, orv_table_s *smaller_p,
+                       orv_table_s *smaller_u) {
+  f.controls.reserve(f.controls.size() + 1);
+  orv_control_s *c = _orv_create_control(larger_p, larger_u, smaller_p, smaller_u, true);
+  f.controls.push_back(c);
+  _orv_setup_control_fast_retraction(c);  // reset and compress once: no evidence slicing
+  return c;
+}
+
+void node_controls(JunctionForest &f, NodeResults &r) {
+  orv_node_t n = r.node;
+  orv_clique_s *c = n->assigned_clique;
+  if (n->is_discrete()) {
+    const orv_node_t alone[] = {n, nullptr};
+    f.node_tables.reserve(f.node_tables.size() + 1);
+    r.evidence_table = _orv_create_table(f.domain, alone, orv_table_probability, 1, true, false);
+    f.node_tables.push_back(r.evidence_table);
+    r.evidence_control = control(f, c->table, nullptr, r.evidence_table, nullptr);
+    r.belief_control = c->utility ? control(f, c->table, c->utility, r.evidence_table, nullptr) : r.evidence_control;
+  }
+  orv_table_s *potential = node_potential(n);
+  if (!potential) return;
+  if (n->category == orv_category_utility) {
+    r.potential_control = control(f, nullptr, c->utility, nullptr, potential);
+    r.family_control = control(f, c->table, nullptr, potential, nullptr);
+  } else {
+    r.potential_control = control(f, c->table, nullptr, potential, nullptr);
+  }
+}
+
+// Pre-order from the root: the first clique reached that holds a node is the
+// node's top clique.
+void find_top_cliques(orv_clique_s *c, orv_clique_s *from) {
+  for (orv_node_t n : c->table->nodes) {
+    if (!n->is_discrete() || !n->results || n->results->top_clique) continue;
+    n->results->top_clique = c;
+    c->top_nodes.push_back(n);
+  }
+  for (const CliqueLink &link : c->links)
+    if (link.neighbor != from) find_top_cliques(link.neighbor, c);
+}
+
+}  // namespace
+
+void create_forest_controls(JunctionForest &f) {
+  for (auto &clique : f.clique_store)
+    for (CliqueLink &link : clique->links)
+      link.control = control(f, clique->table, clique->utility, link.separator->table, link.separator->utility);
+  for (NodeResults &r : f.results) node_controls(f, r);
+  for (orv_junction_tree_s *t = f.first_tree; t; t = t->next) find_top_cliques(t->root, nullptr);
+  for (NodeResults &r : f.results)
+    if (r.top_clique)
+      r.top_control = r.top_clique == r.node->assigned_clique && !r.top_clique->utility
+                          ? r.evidence_control
+                          : control(f, r.top_clique->table, nullptr, r.evidence_table, nullptr);
+}
+
+void free_forest_controls(JunctionForest &f) noexcept {
+  for (orv_control_s *c : f.controls) _orv_free_control(c);
+  f.controls.clear();
+}
+
+}  // namespace orv

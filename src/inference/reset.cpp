@@ -1,0 +1,69 @@
+// Reloading junction trees into their initial state: clique tables from the
+// node potentials (or from the copy saved in memory), separators to unity,
+// and no evidence incorporated.
+#include <algorithm>
+
+#include "inference/evidence.h"
+#include "inference/propagation.h"
+#include "inference/saved_tables.h"
+#include "runtime/error.h"
+#include "tables/control.h"
+
+namespace orv {
+
+namespace {
+
+void load_from_potentials(orv_junction_tree_s *t) {
+  for (orv_clique_s *c : t->cliques) {
+    if (!c) break;
+    _orv_init_table(c->table);
+    if (c->utility) _orv_init_table(c->utility);
+    for (orv_node_t n : c->assigned) _orv_combine(n->results->potential_control);
+    for (const CliqueLink &link : c->links) {
+      if (link.separator->child != c) continue;
+      _orv_init_table(link.separator->table);
+      if (link.separator->utility) _orv_init_table(link.separator->utility);
+    }
+  }
+}
+
+}  // namespace
+
+void reset_tree(orv_junction_tree_s *t, orv_evidence_mode_t mode) {
+  JunctionForest &f = *junction_forest(t->domain);
+  t->equilibrium = orv_equilibrium_none;
+  t->initialize_tables = true;
+  for (orv_node_t n : t->nodes) {
+    n->propagated_state = kNoEvidence;
+    n->cg_propagated = false;
+  }
+  t->constant = t->accumulated_constant = 1.0;
+  t->log_constant = t->accumulated_log = 0.0;
+  if (f.saved) restore_saved_tables(f, t);
+  else load_from_potentials(t);
+  for (orv_clique_s *c : t->cliques)
+    if (c) c->scale = 1.0;
+  t->mode = mode;
+  t->conflict = 1.0;
+  t->discrete_evidence = t->likelihood_evidence = t->cg_evidence = false;
+  t->tables_changed = false;
+  t->initialize_tables = false;
+  t->evidence_to_propagate = 0;
+  for (orv_node_t n : t->nodes)
+    if (evidence_to_propagate(n)) ++t->evidence_to_propagate;
+}
+
+void reset_inference_engine(JunctionForest &forest) noexcept {
+  const orv_error_t saved = error_code();
+  for (orv_junction_tree_s *t = forest.first_tree; t; t = t->next) {
+    try {
+      reset_tree(t, t->mode);
+    } catch (...) {
+      t->initialize_tables = true;
+      t->equilibrium = orv_equilibrium_none;
+    }
+  }
+  set_error(saved);
+}
+
+}  // namespace orv

@@ -1,0 +1,201 @@
+// Propagation against brute force on random networks: sum and max
+// equilibrium, incremental entry against propagation from scratch, fast
+// retraction against retracting by hand, constants, resets and failures.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "compile/junction_forest.h"
+#include "model/node.h"
+#include "support/fault_injection.h"
+#include "support/network_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::brute_force;
+using test::compile_simply;
+using test::new_domain;
+using test::random_network;
+
+constexpr double kTolerance = 1e-10;
+
+void expect_beliefs(const std::vector<orv_node_t> &nodes, const test::Exact &exact, bool max, const char *what) {
+  for (orv_node_t n : nodes)
+    for (std::size_t s = 0; s < n->state_count; ++s) {
+      const double expected = max ? exact.max_marginal.at(n)[s] : exact.marginal.at(n)[s];
+      EXPECT_NEAR(orv_node_get_belief(n, s), expected, kTolerance) << what << " " << n->name << " state " << s;
+    }
+}
+
+void random_evidence(const std::vector<orv_node_t> &nodes, std::mt19937 &rng, std::size_t count) {
+  std::uniform_real_distribution<double> weight(0.1, 1.0);
+  for (std::size_t k = 0; k < count; ++k) {
+    orv_node_t n = nodes[rng() % nodes.size()];
+    if (rng() % 2) {
+      orv_node_select_state(n, rng() % n->state_count);
+    } else {
+      for (std::size_t s = 0; s < n->state_count; ++s) orv_node_enter_finding(n, s, weight(rng));
+    }
+  }
+}
+
+TEST(Propagation, SumAndMaxMatchBruteForce) {
+  std::mt19937 rng(7);
+  for (int round = 0; round < 25; ++round) {
+    auto d = new_domain();
+    const auto nodes = random_network(d.get(), 3 + rng() % 6, 3, 3, rng);
+    ASSERT_EQ(compile_simply(d.get()), orv_error_none) << "round " << round;
+    expect_beliefs(nodes, brute_force(d.get()), false, "prior");
+    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), 1.0, 1e-12);
+
+    random_evidence(nodes, rng, 1 + rng() % 3);
+    const test::Exact exact = brute_force(d.get());
+    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+    expect_beliefs(nodes, exact, false, "posterior");
+    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.probability, 1e-12 * exact.probability);
+    EXPECT_NEAR(orv_domain_get_log_normalization_constant(d.get()), std::log(exact.probability), 1e-10);
+
+    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_none);
+    EXPECT_EQ(orv_domain_equilibrium_is(d.get(), orv_equilibrium_max), 1);
+    for (orv_node_t n : nodes)
+      for (std::size_t s = 0; s < n->state_count; ++s) {
+        if (n->propagated_state >= 0) continue;  // hard evidence reads exactly
+        EXPECT_NEAR(orv_node_get_belief(n, s), exact.max_marginal.at(n)[s], kTolerance) << "max " << round;
+      }
+    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.max_probability,
+                1e-12 * exact.max_probability);
+  }
+}
+
+TEST(Propagation, IncrementalEqualsFromScratch) {
+  std::mt19937 rng(11);
+  for (int round = 0; round < 20; ++round) {
+    auto d = new_domain();
+    const auto nodes = random_network(d.get(), 4 + rng() % 5, 3, 3, rng);
+    ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+    double log_constant = 0.0;
+    for (int step = 0; step < 4; ++step) {
+      random_evidence(nodes, rng, 1);
+      if (step == 3) orv_node_retract_findings(nodes[rng() % nodes.size()]);
+      ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+      const test::Exact exact = brute_force(d.get());
+      expect_beliefs(nodes, exact, false, "incremental");
+      log_constant = orv_domain_get_log_normalization_constant(d.get());
+      EXPECT_NEAR(log_constant, std::log(exact.probability), 1e-10) << "round " << round << " step " << step;
+    }
+    // From scratch gives the same.
+    ASSERT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_none);
+    EXPECT_EQ(orv_domain_equilibrium_is(d.get(), orv_equilibrium_none), 1);
+    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+    EXPECT_NEAR(orv_domain_get_log_normalization_constant(d.get()), log_constant, 1e-10);
+  }
+}
+
+TEST(Propagation, FastRetractionGivesEachNodeItsBeliefWithoutItsOwnEvidence) {
+  std::mt19937 rng(5);
+  for (int round = 0; round < 15; ++round) {
+    auto d = new_domain();
+    const auto nodes = random_network(d.get(), 3 + rng() % 5, 2, 3, rng);
+    ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+    random_evidence(nodes, rng, 2 + rng() % 2);
+    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_fast_retraction), orv_error_none);
+    EXPECT_EQ(orv_domain_evidence_mode_is(d.get(), orv_mode_fast_retraction), 1);
+    const test::Exact all = brute_force(d.get());
+    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), all.probability, 1e-12 * all.probability);
+    for (orv_node_t n : nodes) {
+      std::vector<double> expected = all.marginal.at(n);
+      if (n->selected_state != -1) {
+        // Retract by hand, compare, and restore.
+        const long code = n->selected_state;
+        const std::vector<double> vector(n->entered_finding.begin(), n->entered_finding.end());
+        std::vector<double> weights;
+        for (std::size_t s = 0; s < n->state_count; ++s) weights.push_back(orv_node_get_entered_finding(n, s));
+        n->selected_state = -1;
+        expected = brute_force(d.get()).marginal.at(n);
+        n->selected_state = code;
+        (void)vector;
+      }
+      for (std::size_t s = 0; s < n->state_count; ++s)
+        EXPECT_NEAR(orv_node_get_belief(n, s), expected[s], kTolerance) << "round " << round << " " << n->name;
+    }
+  }
+}
+
+TEST(Propagation, ImpossibleEvidenceFailsAndResets) {
+  auto d = new_domain();
+  orv_node_t a = test::variable(d.get(), "A", 2), b = test::variable(d.get(), "B", 2);
+  test::family(a, {}, {0.3, 0.7});
+  test::family(b, {a}, {1.0, 0.0, 0.4, 0.6});
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  orv_node_select_state(a, 0);
+  orv_node_select_state(b, 1);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal),
+            orv_error_inconsistency_or_underflow);
+  EXPECT_EQ(orv_domain_equilibrium_is(d.get(), orv_equilibrium_none), 1);
+  EXPECT_EQ(orv_node_get_belief(a, 0), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_no_equilibrium);
+  EXPECT_EQ(orv_node_get_selected_state(b), 1);  // the user's evidence stays
+  orv_node_retract_findings(a);
+  orv_node_retract_findings(b);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_NEAR(orv_node_get_belief(b, 0), 0.3 + 0.7 * 0.4, 1e-15);
+  // Propagating again does nothing and keeps the constant.
+  orv_node_select_state(b, 0);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const double constant = orv_domain_get_normalization_constant(d.get());
+  EXPECT_NEAR(constant, 0.58, 1e-15);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), constant);
+  EXPECT_EQ(orv_node_get_belief(b, 0), 1.0);
+  EXPECT_EQ(orv_node_get_belief(b, 1), 0.0);
+  EXPECT_NEAR(orv_node_get_entropy(a), -(0.3 / 0.58) * std::log(0.3 / 0.58) - (0.28 / 0.58) * std::log(0.28 / 0.58),
+              1e-12);
+  EXPECT_EQ(orv_node_get_entropy(b), 0.0);
+}
+
+}  // namespace
+}  // namespace orv
+
+namespace orv {
+namespace {
+
+TEST(Marginals, JointOfAnyNodesMatchesBruteForce) {
+  std::mt19937 rng(3);
+  for (int round = 0; round < 20; ++round) {
+    auto d = test::new_domain();
+    const auto nodes = test::random_network(d.get(), 4 + rng() % 5, 2, 3, rng);
+    ASSERT_EQ(test::compile_simply(d.get()), orv_error_none);
+    orv_node_select_state(nodes[rng() % nodes.size()], 0);
+    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+    std::vector<orv_node_t> pick(nodes);
+    std::shuffle(pick.begin(), pick.end(), rng);
+    pick.resize(2 + rng() % 2);
+    std::vector<orv_node_t> list(pick);
+    list.push_back(nullptr);
+    orv_table_t marginal = orv_domain_get_marginal(d.get(), list.data());
+    ASSERT_NE(marginal, nullptr) << orv_error_code();
+    const std::vector<double> expected = test::brute_force_joint(d.get(), pick);
+    ASSERT_EQ(marginal->size, expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(marginal->data[i], expected[i], 1e-10) << round;
+    EXPECT_EQ(orv_table_delete(marginal), orv_error_none);
+
+    const std::vector<double> pair = test::brute_force_joint(d.get(), {pick[0], pick[1]});
+    const std::size_t nb = pick[1]->state_count;
+    double information = 0.0;
+    for (std::size_t i = 0; i < pick[0]->state_count; ++i)
+      for (std::size_t j = 0; j < nb; ++j) {
+        double pa = 0.0, pb = 0.0;
+        for (std::size_t k = 0; k < nb; ++k) pa += pair[i * nb + k];
+        for (std::size_t k = 0; k < pick[0]->state_count; ++k) pb += pair[k * nb + j];
+        if (pair[i * nb + j] > 0) information += pair[i * nb + j] * std::log(pair[i * nb + j] / (pa * pb));
+      }
+    EXPECT_NEAR(orv_node_get_mutual_information(pick[0], pick[1]), information, 1e-10);
+  }
+  EXPECT_EQ(orv_domain_get_marginal(nullptr, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+}  // namespace
+}  // namespace orv
