@@ -269,7 +269,7 @@ void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const 
     forest->has_continuous = d->continuous_count > 0;
     forest->user_order = user_rank != nullptr;
     JunctionForest *f = forest.get();
-    d->compiled.reset(forest.release());
+    attach_forest(d, std::move(forest));
     report_cliques(d, cliques);
     build_junction_forest(*f, cliques, user_rank);
     create_node_results(*f);
@@ -277,7 +277,7 @@ void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const 
     create_forest_controls(*f);
     log_flush(d);
   } catch (...) {
-    d->compiled.reset();
+    detach_forest(d);
     throw;
   }
 }

@@ -40,6 +40,10 @@ JunctionForest *junction_forest(const orv_domain_s *d) {
   return static_cast<JunctionForest *>(d->compiled.get());
 }
 
+void attach_forest(orv_domain_s *d, Owned<JunctionForest> forest) noexcept { d->compiled.reset(forest.release()); }
+
+void detach_forest(orv_domain_s *d) noexcept { d->compiled.reset(); }
+
 bool domain_is_compiled(const orv_domain_s *d) {
   const JunctionForest *f = junction_forest(d);
   return f && f->compiled;

@@ -1,0 +1,227 @@
+// Expected utilities, the compilation and belief log, saved initial
+// equilibria, conflict, numeric means, allocation-free propagation and the
+// rollback of a failing quantitative phase.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <string>
+
+#include "compile/compile.h"
+#include "compile/junction_forest.h"
+#include "inference/numeric.h"
+#include "model/node.h"
+#include "support/fault_injection.h"
+#include "support/network_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::compile_simply;
+using test::family;
+using test::new_domain;
+using test::variable;
+
+std::string read_all(std::FILE *f) {
+  std::rewind(f);
+  std::string text;
+  for (int ch; (ch = std::fgetc(f)) != EOF;) text.push_back(static_cast<char>(ch));
+  return text;
+}
+
+TEST(ExpectedUtility, DecisionStatesGetTheirExpectedUtilities) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), dec = variable(d.get(), "D", 2, orv_category_decision);
+  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
+  family(a, {}, {0.3, 0.7});
+  family(dec, {}, {});  // uniform policy
+  family(u, {a, dec}, {10.0, 0.0, -5.0, 8.0});
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  EXPECT_NEAR(orv_node_get_expected_utility(dec, 0), 0.3 * 10 - 0.7 * 5, 1e-12);
+  EXPECT_NEAR(orv_node_get_expected_utility(dec, 1), 0.7 * 8, 1e-12);
+  EXPECT_NEAR(orv_node_get_belief(dec, 1), 0.5, 1e-15);
+  EXPECT_NEAR(orv_node_get_expected_utility(u, 0), 0.5 * (-0.5 + 5.6), 1e-12);
+  EXPECT_NEAR(orv_domain_get_expected_utility(d.get()), 2.55, 1e-12);
+  EXPECT_NEAR(orv_node_get_expected_utility(a, 0), 0.5 * 10 + 0.5 * 0, 1e-12);
+
+  orv_node_select_state(a, 0);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_NEAR(orv_node_get_expected_utility(dec, 0), 10.0, 1e-12);
+  EXPECT_NEAR(orv_node_get_expected_utility(dec, 1), 0.0, 1e-12);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_usage);
+  orv_node_enter_finding(dec, 0, 0.5);  // a decision takes instantiations only
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_invalid_evidence);
+  orv_node_select_state(dec, 1);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_NEAR(orv_domain_get_expected_utility(d.get()), 0.0, 1e-12);
+  EXPECT_EQ(orv_domain_get_conflict(d.get()), -1.0);  // not with decisions
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+TEST(CompilationLog, PotentialCheckAndBeliefReport) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
+  family(a, {}, {0.25, 0.75});
+  family(b, {a}, {-1.0, 1.0, 0.5, 0.5});
+  std::FILE *log = std::tmpfile();
+  orv_domain_set_log_file(d.get(), log);
+  // The invalid entry is only reported: the total stays positive, so the
+  // first propagation succeeds.
+  EXPECT_EQ(compile_simply(d.get()), orv_error_none);
+  std::string text = read_all(log);
+  EXPECT_NE(text.find("\n\nChecking conditional probability potentials:\n"
+                      "\nPotential for B has an invalid value (-1) for:\n    A = #0\n    B = #0\n"
+                      "\nPotential for B has a zero-sum distribution for:\n    A = #0\n"),
+            std::string::npos)
+      << text;
+  EXPECT_EQ(text.find("No errors found"), std::string::npos);
+  EXPECT_NE(text.find("\n\nBeliefs for chance nodes:\n"), std::string::npos) << text;
+
+  orv_domain_set_log_file(d.get(), nullptr);
+  std::fclose(log);
+}
+
+TEST(CompilationLog, ReportWritesInferredStatesAndTables) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3);
+  family(a, {}, {1.0, 0.0});
+  family(b, {a}, {0.2, 0.3, 0.5, 0.1, 0.1, 0.8});
+  std::FILE *log = std::tmpfile();
+  orv_domain_set_log_file(d.get(), log);
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  const std::string text = read_all(log);
+  EXPECT_NE(text.find("\n    No errors found\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n\nBeliefs for chance nodes:\n\n    B:\n\tstate0   0.2\n\tstate1   0.3\n\tstate2   0.5\n"
+                      "\n    A --> #0\n"),
+            std::string::npos)
+      << text;
+  std::fclose(log);
+  orv_domain_set_log_file(d.get(), nullptr);
+}
+
+TEST(SaveToMemory, ResetsReloadTheSavedEquilibrium) {
+  std::mt19937 rng(17);
+  auto d = new_domain();
+  const auto nodes = test::random_network(d.get(), 7, 3, 3, rng);
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  std::vector<double> prior;
+  for (orv_node_t n : nodes) prior.push_back(orv_node_get_belief(n, 0));
+  ASSERT_EQ(orv_domain_save_to_memory(d.get()), orv_error_none);
+  orv_node_select_state(nodes[2], 1);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_domain_save_to_memory(d.get()), orv_error_usage);  // evidence is propagated
+  ASSERT_EQ(orv_domain_initialize(d.get()), orv_error_none);
+  EXPECT_EQ(orv_node_evidence_is_entered(nodes[2]), 0);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  for (std::size_t i = 0; i < nodes.size(); ++i) EXPECT_NEAR(orv_node_get_belief(nodes[i], 0), prior[i], 1e-12);
+  EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), 1.0, 1e-12);
+  orv_node_select_state(nodes[2], 1);
+  const test::Exact exact = test::brute_force(d.get());
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.probability, 1e-12);
+}
+
+TEST(Conflict, TreesMultiplyAndFastRetractionUsesOwnEvidenceProbabilities) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
+  orv_node_t x = variable(d.get(), "X", 2), y = variable(d.get(), "Y", 2);
+  family(a, {}, {0.4, 0.6});
+  family(b, {a}, {0.9, 0.1, 0.2, 0.8});
+  family(x, {}, {0.5, 0.5});
+  family(y, {x}, {0.7, 0.3, 0.3, 0.7});
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  orv_node_select_state(a, 0);
+  orv_node_select_state(b, 1);
+  orv_node_select_state(x, 1);
+  orv_node_select_state(y, 0);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_fast_retraction), orv_error_none);
+  // Per tree: the product of each evidence node's probability with its own
+  // evidence retracted, over P(e) of the tree.
+  orv_junction_tree_t t1 = orv_node_get_junction_tree(a), t2 = orv_node_get_junction_tree(x);
+  const double tree1 = (0.04 / 0.52) * 0.1 / 0.04;  // P(a=0 | b=1) P(b=1 | a=0) / P(a=0, b=1)
+  const double tree2 = 0.3 * 0.3 / 0.15;            // P(x=1 | y=0) P(y=0 | x=1) / P(x=1, y=0)
+  EXPECT_NEAR(orv_jt_get_conflict(t1), tree1, 1e-12);
+  EXPECT_NEAR(orv_jt_get_conflict(t2), tree2, 1e-12);
+  EXPECT_NEAR(orv_domain_get_conflict(d.get()), tree1 * tree2, 1e-12);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_domain_get_conflict(d.get()), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  // Forcing a root gives the same beliefs.
+  ASSERT_EQ(orv_clique_propagate(orv_jt_get_root(t1), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_jt_equilibrium_is(t1, orv_equilibrium_sum), 1);
+  EXPECT_EQ(orv_jt_equilibrium_is(t2, orv_equilibrium_max), 1);
+  EXPECT_EQ(orv_domain_equilibrium_is(d.get(), orv_equilibrium_sum), 0);
+}
+
+TEST(NumericNodes, MeansOfNumberedAndIntervalNodes) {
+  auto d = new_domain();
+  orv_node_t n = variable(d.get(), "N", 3), i = variable(d.get(), "I", 3);
+  n->subtype = orv_subtype_number;
+  n->state_values.assign({1.0, 2.0, 4.0, -1.0});
+  i->subtype = orv_subtype_interval;
+  i->state_values.assign({-1.79769313486232e+308, 0.0, 10.0, 1.79769313486232e+308});
+  family(n, {}, {0.5, 0.25, 0.25});
+  family(i, {}, {0.2, 0.3, 0.5});
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  EXPECT_NEAR(numeric_mean(n), 0.5 + 0.5 + 1.0, 1e-12);
+  EXPECT_NEAR(numeric_variance(n), 0.5 * 1 + 0.25 * 0 + 0.25 * 4, 1e-12);
+  EXPECT_NEAR(numeric_mean(i), 0.2 * 0.0 + 0.3 * 5.0 + 0.5 * 10.0, 1e-12);
+  orv_node_select_state(n, 2);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(numeric_mean(n), 4.0);
+}
+
+TEST(Propagation, AllocatesNothing) {
+  std::mt19937 rng(23);
+  auto d = new_domain();
+  const auto nodes = test::random_network(d.get(), 12, 3, 3, rng);
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  orv_node_select_state(nodes[3], 1);
+  orv_node_enter_finding(nodes[8], 0, 0.3);
+  const std::size_t before = testing::allocations();
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  orv_node_select_state(nodes[5], 0);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_fast_retraction), orv_error_none);
+  EXPECT_EQ(testing::allocations(), before);
+}
+
+TEST(Compilation, AllocationFailuresRollBack) {
+  std::mt19937 rng(29);
+  auto d = new_domain();
+  const auto nodes = test::random_network(d.get(), 6, 2, 3, rng);
+  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
+  family(u, {nodes[1], nodes[4]}, {});
+  orv_node_select_state(nodes[0], 1);
+  const std::size_t tables = d->table_count;
+  for (std::size_t n = 0;; ++n) {
+    test::LiveBlocks live;
+    orv_status_t rc;
+    std::size_t failures;
+    {
+      test::FailNthAllocation fail(n);
+      rc = compile_simply(d.get());
+      failures = fail.failures();
+    }
+    if (failures == 0) {
+      ASSERT_EQ(rc, orv_error_none);
+      break;
+    }
+    EXPECT_EQ(rc, orv_error_no_memory) << "allocation " << n;
+    // The test's own clique lists are freed by now; the forest stays when the
+    // qualitative phase succeeded, without table data.
+    if (JunctionForest *f = junction_forest(d.get())) {
+      EXPECT_FALSE(f->compiled);
+      for (auto &c : f->clique_store) EXPECT_EQ(c->table->data, nullptr);
+      detach_forest(d.get());
+    }
+    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
+    EXPECT_EQ(d->table_count, tables);
+    EXPECT_EQ(nodes[0]->selected_state, 1);
+  }
+  EXPECT_NEAR(orv_node_get_belief(nodes[0], 1), 1.0, 0.0);
+}
+
+}  // namespace
+}  // namespace orv
