@@ -1,0 +1,28 @@
+// A small JSON reader for test data (reference results): objects, arrays,
+// strings without escapes beyond \" and \\, numbers, true/false/null.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orv::test {
+
+struct Json {
+  enum class Kind { null, boolean, number, string, array, object } kind = Kind::null;
+  double number = 0.0;
+  bool boolean = false;
+  std::string text;
+  std::vector<Json> items;
+  std::vector<std::pair<std::string, Json>> members;  // in file order
+
+  const Json &operator[](const std::string &key) const;  // throws when absent
+  bool has(const std::string &key) const;
+};
+
+// Parses a whole file; throws std::runtime_error on malformed input.
+Json read_json_file(const std::string &path);
+Json parse_json(const std::string &text);
+
+}  // namespace orv::test
