@@ -1,6 +1,7 @@
 // Domain lifecycle and the domain-level entry points of the node model.
 #include "model/domain.h"
 
+#include "model/chain_blocks.h"
 #include "model/node.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
@@ -9,6 +10,7 @@
 orv_domain_s::~orv_domain_s() {
   orv::uncompile(this);
   orv::discard_node_set_cache(this);
+  orv::free_chain_blocks(this);
   while (first_node) orv::free_node(first_node);
   while (first_table) orv::_orv_free_table(first_table);
 }

@@ -2,6 +2,7 @@
 // searches.
 #include "model/node_ops.h"
 
+#include "model/links.h"
 #include "runtime/error.h"
 #include "tables/table.h"
 
@@ -35,6 +36,7 @@ orv_node_s *clone_node(orv_node_s *node) {
   clone->state_labels = node->state_labels;
   clone->state_values = node->state_values;
   clone->label = node->label;
+  clone->table_valid = node->table_valid;
   clone->parents.assign(node->parents.c_list());
   for (orv_node_s *p : node->parents) p->children.reserve(p->children.size() + 1);
 
@@ -59,8 +61,9 @@ orv_node_s *clone_node(orv_node_s *node) {
 
 void delete_node(orv_node_s *node) {
   orv_domain_s *d = node->owner;
-  for (orv_node_s *p : node->parents) p->children.remove(node);
-  for (orv_node_s *c : node->children) c->parents.remove(node);
+  // Children lose the node's dimension (keeping state 0) like any removed parent.
+  while (!node->parents.empty()) eliminate_parent(node, node->parents[0], 0);
+  while (!node->children.empty()) eliminate_parent(node->children[0], node, 0);
   if (node->counts_as_variable() || node->category == orv_category_utility) uncompile(d);
   if (node->counts_as_variable()) discard_node_set_cache(d);
   free_node(node);

@@ -1,0 +1,153 @@
+// Arc reversal: X -> Y becomes Y -> X with tables rewritten so that the joint
+// distribution of the network is kept. Everything is built on working copies
+// and swapped into the live table records at the end, so a failure leaves
+// the network untouched and table handles stay valid.
+#include <utility>
+
+#include "model/graph_checks.h"
+#include "model/links.h"
+#include "runtime/error.h"
+#include "tables/table_conditionals.h"
+#include "tables/table_dimensions.h"
+
+namespace orv {
+
+namespace {
+
+void check_reversal(orv_node_s *x, orv_node_s *y) {
+  if (x->class_node || x->temporal_clone != y->temporal_clone) fail(orv_error_usage);
+  // The conditional Gaussian rewriting is not available yet.
+  if (!x->is_discrete()) fail(orv_error_usage);
+  if (_orv_indirect_path_exists(x, y)) fail(orv_error_cyclic_network);
+}
+
+// The default layout of a node's own table: discrete parents in parent
+// order, the node, continuous parents.
+Owned<orv_table_s> fresh_node_table(orv_node_s *node) {
+  NodeList nodes;
+  for (orv_node_s *p : node->parents)
+    if (p->is_discrete()) nodes.push_back(p);
+  nodes.push_back(node);
+  for (orv_node_s *p : node->parents)
+    if (p->is_continuous()) nodes.push_back(p);
+  return Owned<orv_table_s>(
+      _orv_create_table(node->owner, nodes.c_list(), orv_table_probability, 0, true, false));
+}
+
+Owned<orv_table_s> working_copy(orv_node_s *node) {
+  if (!node->table) return nullptr;
+  Owned<orv_table_s> copy(_orv_clone_table(node->table, false));
+  if (!node->table_valid || !copy->data) normalize_conditional(copy.get(), ZeroSum::refuse);
+  return copy;
+}
+
+// Adds `node` to the working table unless it is already a dimension.
+void ensure_dimension(Owned<orv_table_s> &t, orv_node_s *node) {
+  if (t->nodes.contains(node)) return;
+  t = table_with_dimension(t.get(), node, 0, kRoleTail);
+}
+
+// Room for `count` more entries in a list, so the commit cannot fail.
+void reserve_more(NodeList &list, std::size_t count) { list.reserve(list.size() + count); }
+
+// Parent lists after the reversal: X gains Y and the parents of Y it lacks;
+// Y gains the parents of X it lacks.
+struct ParentUnion {
+  Vector<orv_node_s *> to_x, to_y;
+
+  ParentUnion(orv_node_s *x, orv_node_s *y) {
+    for (orv_node_s *p : y->parents)
+      if (p != x && !x->parents.contains(p)) to_x.push_back(p);
+    to_x.push_back(y);
+    for (orv_node_s *p : x->parents)
+      if (!y->parents.contains(p)) to_y.push_back(p);
+  }
+
+  void reserve(orv_node_s *x, orv_node_s *y) const {
+    reserve_more(x->parents, to_x.size());
+    reserve_more(y->parents, to_y.size());
+    for (orv_node_s *p : to_x) reserve_more(p->children, 1);
+    for (orv_node_s *p : to_y) reserve_more(p->children, 1);
+  }
+
+  void commit(orv_node_s *x, orv_node_s *y) const noexcept {
+    y->parents.remove(x);
+    x->children.remove(y);
+    for (orv_node_s *p : to_x) {
+      x->parents.insert_discrete_first(p);
+      p->children.insert_discrete_first(x);
+    }
+    for (orv_node_s *p : to_y) {
+      y->parents.insert_discrete_first(p);
+      p->children.insert_discrete_first(y);
+    }
+  }
+};
+
+// Replaces the live table's contents (or installs the working table as the
+// node's new table).
+void install_table(orv_node_s *node, Owned<orv_table_s> &working) noexcept {
+  if (!working) return;
+  if (node->table) {
+    swap_table_contents(node->table, working.get());
+    working.reset();
+  } else {
+    chain_table(working.get());
+    working->node = node;
+    node->table = working.release();
+  }
+}
+
+void drop_learning_tables(orv_node_s *node) noexcept {
+  _orv_free_table(node->experience);
+  _orv_free_table(node->fading);
+  node->experience = node->fading = nullptr;
+}
+
+}  // namespace
+
+void reverse_edge(orv_node_s *a, orv_node_s *b) {
+  if (a->owner != b->owner || a->category != orv_category_chance ||
+      b->category != orv_category_chance || a->kind != b->kind || a->chain_block || b->chain_block)
+    fail(orv_error_usage);
+  orv_node_s *x = a, *y = b;
+  if (!y->parents.contains(x)) std::swap(x, y);
+  if (!y->parents.contains(x)) fail(orv_error_usage);
+  check_reversal(x, y);
+
+  Owned<orv_table_s> tx = working_copy(x);
+  Owned<orv_table_s> ty = working_copy(y);
+  if (!tx && ty) {
+    tx = fresh_node_table(x);
+    normalize_conditional(tx.get(), ZeroSum::uniform);
+  }
+  if (tx) {
+    // Inserting at the front keeps X the last discrete node of TX.
+    for (orv_node_s *p : y->parents)
+      if (p != x && p->counts_as_variable()) ensure_dimension(tx, p);
+    ensure_dimension(tx, y);
+  }
+  if (ty) {
+    multiply_into(tx.get(), ty.get());  // the joint of X and Y given all parents
+    remove_discrete_dimension(ty.get(), x, 0);
+    for (orv_node_s *p : x->parents)
+      if (p->counts_as_variable()) ensure_dimension(ty, p);
+    marginalize_into(ty.get(), tx.get());
+    normalize_conditional(tx.get(), ZeroSum::uniform);
+  }
+  const ParentUnion unions(x, y);
+  unions.reserve(x, y);
+
+  // Commit: nothing below can fail.
+  unions.commit(x, y);
+  install_table(x, tx);
+  install_table(y, ty);
+  x->table_valid = x->table != nullptr;
+  y->table_valid = y->table != nullptr;
+  drop_learning_tables(x);
+  drop_learning_tables(y);
+  discard_graph_caches(x->owner);
+  uncompile(x->owner);
+}
+
+}  // namespace orv
