@@ -6,6 +6,7 @@
 
 #include "model/graph_checks.h"
 #include "model/links.h"
+#include "model/staged_lists.h"
 #include "runtime/error.h"
 #include "tables/table_conditionals.h"
 #include "tables/table_dimensions.h"
@@ -47,42 +48,24 @@ void ensure_dimension(Owned<orv_table_s> &t, orv_node_s *node) {
   t = table_with_dimension(t.get(), node, 0, kRoleTail);
 }
 
-// Room for `count` more entries in a list, so the commit cannot fail.
-void reserve_more(NodeList &list, std::size_t count) { list.reserve(list.size() + count); }
-
 // Parent lists after the reversal: X gains Y and the parents of Y it lacks;
-// Y gains the parents of X it lacks.
-struct ParentUnion {
-  Vector<orv_node_s *> to_x, to_y;
-
-  ParentUnion(orv_node_s *x, orv_node_s *y) {
-    for (orv_node_s *p : y->parents)
-      if (p != x && !x->parents.contains(p)) to_x.push_back(p);
-    to_x.push_back(y);
-    for (orv_node_s *p : x->parents)
-      if (!y->parents.contains(p)) to_y.push_back(p);
-  }
-
-  void reserve(orv_node_s *x, orv_node_s *y) const {
-    reserve_more(x->parents, to_x.size());
-    reserve_more(y->parents, to_y.size());
-    for (orv_node_s *p : to_x) reserve_more(p->children, 1);
-    for (orv_node_s *p : to_y) reserve_more(p->children, 1);
-  }
-
-  void commit(orv_node_s *x, orv_node_s *y) const noexcept {
-    y->parents.remove(x);
-    x->children.remove(y);
-    for (orv_node_s *p : to_x) {
-      x->parents.insert_discrete_first(p);
-      p->children.insert_discrete_first(x);
+// Y gains the parents of X it lacks and loses X.
+void stage_parent_union(StagedLists &lists, orv_node_s *x, orv_node_s *y) {
+  for (orv_node_s *p : y->parents)
+    if (p != x && !x->parents.contains(p)) {
+      lists.insert(x->parents, p);
+      lists.insert(p->children, x);
     }
-    for (orv_node_s *p : to_y) {
-      y->parents.insert_discrete_first(p);
-      p->children.insert_discrete_first(y);
+  lists.insert(x->parents, y);
+  lists.insert(y->children, x);
+  for (orv_node_s *p : x->parents)
+    if (!y->parents.contains(p)) {
+      lists.insert(y->parents, p);
+      lists.insert(p->children, y);
     }
-  }
-};
+  lists.remove(y->parents, x);
+  lists.remove(x->children, y);
+}
 
 // Replaces the live table's contents (or installs the working table as the
 // node's new table).
@@ -135,11 +118,11 @@ void reverse_edge(orv_node_s *a, orv_node_s *b) {
     marginalize_into(ty.get(), tx.get());
     normalize_conditional(tx.get(), ZeroSum::uniform);
   }
-  const ParentUnion unions(x, y);
-  unions.reserve(x, y);
+  StagedLists lists;
+  stage_parent_union(lists, x, y);
 
   // Commit: nothing below can fail.
-  unions.commit(x, y);
+  lists.commit();
   install_table(x, tx);
   install_table(y, ty);
   x->table_valid = x->table != nullptr;

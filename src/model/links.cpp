@@ -5,6 +5,7 @@
 
 #include "model/chain_blocks.h"
 #include "model/graph_checks.h"
+#include "model/staged_lists.h"
 #include "runtime/error.h"
 #include "tables/table_dimensions.h"
 
@@ -78,8 +79,9 @@ void replace_in_table(orv_table_s *t, orv_node_s *old_node, orv_node_s *new_node
 
 void add_parent(orv_node_s *child, orv_node_s *parent) {
   check_new_link(child, parent);
-  child->parents.reserve(child->parents.size() + 1);
-  parent->children.reserve(parent->children.size() + 1);
+  StagedLists lists;
+  lists.insert(child->parents, parent);
+  lists.insert(parent->children, child);
 
   Owned<orv_table_s> table, experience, fading;
   const bool dimension = tables_hold(child, parent);
@@ -97,8 +99,7 @@ void add_parent(orv_node_s *child, orv_node_s *parent) {
   commit_staged(child->fading, fading);
   if (dimension) uncompile(child->owner);
   discard_graph_caches_for_link(child, parent);
-  child->parents.insert_discrete_first(parent);
-  parent->children.insert_discrete_first(child);
+  lists.commit();
 }
 
 void eliminate_parent(orv_node_s *child, orv_node_s *parent, std::size_t state) noexcept {
@@ -124,7 +125,8 @@ void switch_parent(orv_node_s *child, orv_node_s *old_parent, orv_node_s *new_pa
   if (!new_parent->temporal_clone && child->temporal_clone) fail(orv_error_usage);
   if (_orv_path_exists(child, new_parent)) fail(orv_error_cyclic_network);
   _orv_check_proposed_link(new_parent, child, old_parent);
-  new_parent->children.reserve(new_parent->children.size() + 1);
+  StagedLists lists;
+  lists.insert(new_parent->children, child);
 
   // Commit: the new parent takes the old one's place everywhere, so no table
   // data change.
@@ -134,7 +136,7 @@ void switch_parent(orv_node_s *child, orv_node_s *old_parent, orv_node_s *new_pa
   if (child->chain_block)
     for (orv_table_s *t : child->chain_block->potentials) replace_in_table(t, old_parent, new_parent);
   old_parent->children.remove(child);
-  new_parent->children.insert_discrete_first(child);
+  lists.commit();
   discard_graph_caches(d);
   if (child->category != orv_category_function && old_parent->kind != orv_kind_other) uncompile(d);
 }
