@@ -26,8 +26,8 @@ void discard_graph_caches_for_link(orv_node_s *child, orv_node_s *parent) noexce
 
 namespace {
 
-// Rules shared by adding and switching: the temporal rule and the parent
-// kinds that chance, decision and utility nodes accept.
+// The parent kinds that chance, decision and utility nodes accept, and the
+// temporal rule (a temporal clone takes only temporal-clone parents).
 void check_parent_kind(const orv_node_s *child, const orv_node_s *parent) {
   if (child->category != orv_category_function) {
     if (parent->category == orv_category_utility) fail(orv_error_usage);

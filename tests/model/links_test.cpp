@@ -268,5 +268,40 @@ TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   EXPECT_FALSE(_orv_nodes_are_compatible(x, a));
 }
 
+struct KnownNodes : InformationCache {
+  explicit KnownNodes(orv_node_t n) : known(n) {}
+  bool lists(const orv_node_s *, const orv_node_s *node) const override { return node == known; }
+  orv_node_t known;
+};
+struct AnyCache : Attachment {};
+
+TEST(GraphCaches, LinkChangesDiscardThemUnlessADecisionAlreadyKnowsTheParent) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t dec = add_node(d.get(), "D", orv_category_decision);
+  const auto attach = [&] {
+    d->graph_cache.reset(make<AnyCache>());
+    d->information_cache.reset(make<KnownNodes>(a));
+  };
+  attach();
+  ASSERT_EQ(orv_node_add_parent(dec, a), orv_error_none);
+  EXPECT_EQ(d->graph_cache, nullptr);
+  EXPECT_NE(d->information_cache, nullptr);  // A was known when deciding
+  attach();
+  ASSERT_EQ(orv_node_add_parent(dec, b), orv_error_none);
+  EXPECT_EQ(d->information_cache, nullptr);
+  attach();
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);  // not a decision
+  EXPECT_EQ(d->information_cache, nullptr);
+  attach();
+  ASSERT_EQ(orv_node_remove_parent(dec, a), orv_error_none);
+  EXPECT_EQ(d->graph_cache, nullptr);
+  EXPECT_EQ(d->information_cache, nullptr);
+  attach();
+  EXPECT_EQ(orv_node_add_parent(a, c), orv_error_cyclic_network);  // refusals keep them
+  EXPECT_NE(d->graph_cache, nullptr);
+  EXPECT_NE(d->information_cache, nullptr);
+}
+
 }  // namespace
 }  // namespace orv
