@@ -268,6 +268,23 @@ TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   EXPECT_FALSE(_orv_nodes_are_compatible(x, a));
 }
 
+TEST(RemoveParent, ValueLinksLeaveTheCompiledStructure) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), c = add_node(d.get(), "C");
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
+  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, g), orv_error_none);  // a value parent of a chance node
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_switch_parent(f, a, a2), orv_error_none);  // function child
+  ASSERT_EQ(orv_node_remove_parent(f, a2), orv_error_none);
+  ASSERT_EQ(orv_node_remove_parent(c, g), orv_error_none);  // parent of kind other
+  EXPECT_TRUE(test::is_compiled(d.get()));
+  ASSERT_EQ(orv_node_remove_parent(c, a), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+}
+
 struct KnownNodes : InformationCache {
   explicit KnownNodes(orv_node_t n) : known(n) {}
   bool lists(const orv_node_s *, const orv_node_s *node) const override { return node == known; }
