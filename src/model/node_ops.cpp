@@ -2,6 +2,7 @@
 // searches.
 #include "model/node_ops.h"
 
+#include "model/attributes.h"
 #include "model/links.h"
 #include "runtime/error.h"
 #include "tables/table.h"
@@ -37,6 +38,7 @@ orv_node_s *clone_node(orv_node_s *node) {
   clone->state_values = node->state_values;
   clone->label = node->label;
   clone->table_valid = node->table_valid;
+  OwnedAttributes attributes(copy_attribute_list(node->attributes));
   clone->parents.assign(node->parents.c_list());
   for (orv_node_s *p : node->parents) p->children.reserve(p->children.size() + 1);
 
@@ -47,6 +49,7 @@ orv_node_s *clone_node(orv_node_s *node) {
 
   // Commit: nothing below can fail.
   for (orv_node_s *p : clone->parents) p->children.insert_discrete_first(clone.get());
+  clone->attributes = attributes.release();
   const auto chain = [](Owned<orv_table_s> &t) {
     if (t) chain_table(t.get());
     return t.release();
