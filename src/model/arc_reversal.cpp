@@ -112,7 +112,7 @@ void reverse_edge(orv_node_s *a, orv_node_s *b) {
   }
   if (ty) {
     multiply_into(tx.get(), ty.get());  // the joint of X and Y given all parents
-    remove_discrete_dimension(ty.get(), x, 0);
+    _orv_table_instantiate(ty.get(), x, 0);
     for (orv_node_s *p : x->parents)
       if (p->counts_as_variable()) ensure_dimension(ty, p);
     marginalize_into(ty.get(), tx.get());

@@ -163,14 +163,9 @@ bool function_nodes_satisfy_limid_constraints(orv_domain_s *d) {
 
 namespace {
 
-// A label entry is a string, or an optional string (absent: no label).
-const char *label_text(const String &label) { return label.c_str(); }
-[[maybe_unused]] const char *label_text(const std::optional<String> &label) {
-  return label ? label->c_str() : "";
-}
-
+// The label of a state, "" when none is set.
 const char *state_label(const orv_node_s *n, std::size_t i) {
-  return i < n->state_labels.size() ? label_text(n->state_labels[i]) : "";
+  return i < n->state_labels.size() && n->state_labels[i] ? n->state_labels[i]->c_str() : "";
 }
 
 // State values with the defaults of a node whose values were never set.

@@ -64,9 +64,9 @@ void commit_staged(orv_table_s *live, Owned<orv_table_s> &staged) noexcept {
 void remove_dimension(orv_table_s *t, orv_node_s *parent, std::size_t state) noexcept {
   if (!t) return;
   if (parent->is_discrete())
-    remove_discrete_dimension(t, parent, state);
+    _orv_table_instantiate(t, parent, state);
   else
-    remove_continuous_dimension(t, parent);
+    remove_continuous_node(t, parent);
 }
 
 void replace_in_table(orv_table_s *t, orv_node_s *old_node, orv_node_s *new_node) noexcept {

@@ -1,5 +1,4 @@
-// Adding and removing one dimension of a table, keeping the data of every
-// remaining configuration.
+// Adding one dimension to a table, keeping the data of every configuration.
 #include "tables/table_dimensions.h"
 
 #include <algorithm>
@@ -78,60 +77,6 @@ void swap_table_contents(orv_table_s *a, orv_table_s *b) noexcept {
   a->roles.swap(b->roles);
   std::swap(a->data, b->data);
   std::swap(a->cg_data, b->cg_data);
-}
-
-void remove_discrete_dimension(orv_table_s *t, orv_node_s *node, std::size_t state) noexcept {
-  const long found = t->nodes.index_of(node);
-  if (found < 0) return;
-  const std::size_t position = static_cast<std::size_t>(found);
-  assert(position < t->discrete_count && state < node->state_count);
-  const std::size_t states = node->state_count;
-  const std::size_t outer = states_between(t, 0, position);
-  const std::size_t inner = states_between(t, position + 1, t->discrete_count);
-  const std::size_t block = t->block_size;
-  if (t->data && states > 1) {
-    // Targets never pass their sources: moving blocks forward is safe.
-    for (std::size_t o = 0; o < outer; ++o) {
-      const std::size_t source = (o * states + state) * inner;
-      std::memmove(t->data + o * inner, t->data + source, inner * sizeof(double));
-      if (block > 0)
-        std::memmove(t->cg_data + o * inner * block, t->cg_data + source * block,
-                     inner * block * sizeof(double));
-    }
-    t->data = static_cast<double *>(_orv_shrink(t->data, outer * inner * sizeof(double)));
-    if (block > 0)
-      t->cg_data =
-          static_cast<double *>(_orv_shrink(t->cg_data, outer * inner * block * sizeof(double)));
-  }
-  t->nodes.remove_at(position);
-  --t->discrete_count;
-  t->size = t->size == kSizeSentinel ? states_between(t, 0, t->discrete_count) : t->size / states;
-}
-
-void remove_continuous_dimension(orv_table_s *t, orv_node_s *node) noexcept {
-  const long found = t->nodes.index_of(node);
-  if (found < 0) return;
-  const std::size_t removed = static_cast<std::size_t>(found) - t->discrete_count;
-  const std::size_t n = t->continuous_count;
-  const std::size_t new_block = (n - 1) * (n + 2) / 2;
-  if (t->cg_data) {
-    // Copy the surviving entries of every block forward, block by block.
-    double *write = t->cg_data;
-    for (std::size_t c = 0; c < t->size; ++c) {
-      const double *block = t->cg_data + c * t->block_size;
-      for (std::size_t k = 0; k < n; ++k) {
-        if (k == removed) continue;
-        *write++ = block[cg_vector_index(k)];
-        for (std::size_t j = 0; j <= k; ++j)
-          if (j != removed) *write++ = block[cg_matrix_index(j, k)];
-      }
-    }
-    t->cg_data = static_cast<double *>(_orv_shrink(t->cg_data, t->size * new_block * sizeof(double)));
-  }
-  if (removed < t->roles.size()) t->roles.erase(t->roles.begin() + static_cast<std::ptrdiff_t>(removed));
-  t->nodes.remove_at(static_cast<std::size_t>(found));
-  --t->continuous_count;
-  t->block_size = new_block;
 }
 
 }  // namespace orv

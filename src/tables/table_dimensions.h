@@ -1,6 +1,5 @@
-// Adding and removing table dimensions, for the link operations: a new
-// dimension is staged in a separate table and swapped in; removals work in
-// place and never fail.
+// Adding a table dimension, for the link operations: the new dimension is
+// staged in a separate table whose contents are then swapped in.
 #pragma once
 
 #include <cstddef>
@@ -19,10 +18,5 @@ Owned<orv_table_s> table_with_dimension(const orv_table_s *t, orv_node_s *node,
 // Swaps nodes, counts, size and data of the two tables (records and their
 // chain places stay): a staged table replaces a live one's contents.
 void swap_table_contents(orv_table_s *a, orv_table_s *b) noexcept;
-
-// Removes a discrete node, keeping the slice where it is in `state`.
-void remove_discrete_dimension(orv_table_s *t, orv_node_s *node, std::size_t state) noexcept;
-// Removes a continuous node: its mean, row and column leave every CG block.
-void remove_continuous_dimension(orv_table_s *t, orv_node_s *node) noexcept;
 
 }  // namespace orv

@@ -103,9 +103,7 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
 
   // A function child's table holds the node alone and compiles nothing away.
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
-  orv_node_t alone[] = {f, nullptr};
-  orv_table_s *ft = _orv_create_table(d.get(), alone, orv_table_probability, 0, true, true);
-  f->table = ft, ft->node = f;
+  orv_table_t ft = orv_node_get_table(f);
   test::mark_compiled(d.get());
   ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
   EXPECT_TRUE(test::is_compiled(d.get()));
@@ -221,10 +219,9 @@ TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
   EXPECT_EQ(orv_node_switch_parent(b, a, c), orv_error_usage);   // c already is
   EXPECT_EQ(orv_node_switch_parent(b, a, x), orv_error_usage);   // another kind
   EXPECT_EQ(orv_node_switch_parent(b, a, nullptr), orv_error_usage);
-  a2->state_labels.resize(2);
-  a2->state_labels[1] = "high";  // same states, different labels
+  ASSERT_EQ(orv_node_set_state_label(a2, 1, "high"), orv_error_none);  // same states, other labels
   EXPECT_EQ(orv_node_switch_parent(b, a, a2), orv_error_usage);
-  a2->state_labels.clear();
+  ASSERT_EQ(orv_node_set_state_label(a2, 1, ""), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(a2, b), orv_error_none);
   EXPECT_EQ(orv_node_switch_parent(b, a, a2), orv_error_cyclic_network);
   ASSERT_EQ(orv_node_remove_parent(a2, b), orv_error_none);
@@ -245,22 +242,31 @@ TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
   set_states(a, 2), set_states(b, 2);
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
-  b->state_labels.resize(1);  // labels set on a prefix only: the rest are ""
+  ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // "" equals no label
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
-  a->subtype = b->subtype = orv_subtype_number;
-  a->state_values = {1.0, 2.0, -1.0};
-  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));  // b's values are the defaults
-  b->state_values = {1.0, 2.0, -1.0};
-  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
-  a->subtype = b->subtype = orv_subtype_interval;
-  b->state_values[2] = 3.0;  // the upper end counts for intervals
+  ASSERT_EQ(orv_node_set_state_label(b, 0, "low"), orv_error_none);
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
-  a->subtype = b->subtype = orv_subtype_boolean;
+  ASSERT_EQ(orv_node_set_state_label(a, 0, "low"), orv_error_none);
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
-  b->subtype = orv_subtype_label;
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_number), orv_error_none);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_number), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));  // both with default values
+  ASSERT_EQ(orv_node_set_state_value(a, 0, 1.0), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(a, 1, 2.0), orv_error_none);
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_state_value(b, 0, 1.0), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(b, 1, 2.0), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_interval), orv_error_none);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_interval), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(b, 2, 3.0), orv_error_none);  // the upper end counts
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_boolean), orv_error_none);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_boolean), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));  // labels and values do not matter
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_label), orv_error_none);
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
   set_states(b, 3);
-  b->subtype = orv_subtype_boolean;
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
   orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);

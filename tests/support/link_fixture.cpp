@@ -5,33 +5,16 @@
 
 #include "model/chain_blocks.h"
 #include "model/records.h"
+#include "tables/node_table.h"
 
 namespace orv::test {
 
 void set_states(orv_node_t node, std::size_t count) {
-  if (node->table || !node->children.empty()) throw std::logic_error("set states before linking");
-  node->state_count = count;
+  if (orv_node_set_number_of_states(node, count) != orv_error_none) throw std::logic_error("states");
 }
 
 orv_table_t node_table(orv_node_t node, const std::vector<double> &data) {
-  if (!node->table) {
-    NodeList nodes;
-    for (orv_node_t p : node->parents)
-      if (p->is_discrete()) nodes.push_back(p);
-    if (node->category != orv_category_utility) nodes.push_back(node);
-    for (orv_node_t p : node->parents)
-      if (p->is_continuous()) nodes.push_back(p);
-    const orv_table_type_t type =
-        node->category == orv_category_utility ? orv_table_utility : orv_table_probability;
-    orv_table_s *t = _orv_create_table(node->owner, nodes.c_list(), type, 0, true, true);
-    t->node = node;
-    node->table = t;
-    if (node->is_continuous()) {
-      for (std::size_t i = 0; i < t->roles.size(); ++i) t->roles[i] = i == 0 ? kRoleHead : kRoleTail;
-      for (std::size_t c = 0; c < t->size; ++c) t->cg_data[c * t->block_size + cg_matrix_index(0, 0)] = 1.0;
-    }
-  }
-  orv_table_s *t = node->table;
+  orv_table_s *t = ::orv::node_table(node);
   _orv_allocate_data_arrays(t);
   if (!data.empty()) {
     if (data.size() != t->size) throw std::logic_error("table data of the wrong size");

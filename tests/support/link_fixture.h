@@ -14,7 +14,7 @@
 
 namespace orv::test {
 
-// Sets the number of states of a fresh discrete node (no tables yet).
+// Sets the number of states of a discrete node through the public API.
 void set_states(orv_node_t node, std::size_t count);
 
 // The node's own table (created over its current parents when absent), with
