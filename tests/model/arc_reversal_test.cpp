@@ -54,6 +54,15 @@ TEST(ArcReversal, WorkedExampleRewritesBothTablesInPlace) {
   EXPECT_EQ(y->experience, nullptr);
   EXPECT_EQ(x->fading, nullptr);
   EXPECT_EQ(d->table_count, tables - 2);
+
+  // Handing out writable data, or new states, makes the next reversal check again.
+  ASSERT_NE(orv_table_get_data(tx), nullptr);
+  EXPECT_FALSE(x->table_valid);
+  EXPECT_TRUE(y->table_valid);
+  ASSERT_EQ(orv_node_set_number_of_states(y, 3), orv_error_none);
+  EXPECT_FALSE(y->table_valid);
+  tx->data[4] = -1.0;
+  EXPECT_EQ(orv_node_reverse_edge(x, y), orv_error_invalid_probability_potential);
 }
 
 TEST(ArcReversal, RefusesWithoutChangingAnything) {
