@@ -8,6 +8,7 @@
 #include "model/links.h"
 #include "model/staged_lists.h"
 #include "runtime/error.h"
+#include "tables/control.h"
 #include "tables/table_conditionals.h"
 #include "tables/table_dimensions.h"
 
@@ -111,11 +112,11 @@ void reverse_edge(orv_node_s *a, orv_node_s *b) {
     ensure_dimension(tx, y);
   }
   if (ty) {
-    multiply_into(tx.get(), ty.get());  // the joint of X and Y given all parents
+    _orv_combine_tables(tx.get(), ty.get());  // the joint of X and Y given all parents
     _orv_table_instantiate(ty.get(), x, 0);
     for (orv_node_s *p : x->parents)
       if (p->counts_as_variable()) ensure_dimension(ty, p);
-    marginalize_into(ty.get(), tx.get());
+    _orv_marginalize_tables(tx.get(), ty.get(), orv_equilibrium_sum, kMarginalizeInto);
     normalize_conditional(tx.get(), ZeroSum::uniform);
   }
   StagedLists lists;

@@ -1,5 +1,4 @@
-// Conditional normalisation, and the product and sum-marginal over tables
-// whose node orders differ.
+// Normalisation of tables as conditional distributions.
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -52,35 +51,6 @@ TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   auto cg = table(d.get(), {a, x}, {-5, 7});
   EXPECT_EQ(normalize(cg.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(cg.get()), (Values{1, 1}));
-}
-
-TEST(ConditionalTables, ProductAndMarginalFollowTheNodesNotTheirPositions) {
-  auto d = test::new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  test::set_states(a, 2), test::set_states(b, 3), test::set_states(c, 2);
-  auto big = table(d.get(), {a, b, c}, Values(12, 1.0));
-  for (std::size_t i = 0; i < 12; ++i) big->data[i] = static_cast<double>(i + 1);
-  auto ca = table(d.get(), {c, a}, {10, 100, 1000, 10000});  // (c, a) order
-  multiply_into(big.get(), ca.get());
-  // Entry (a, b, c) is (6a + 2b + c + 1) * factor(c, a).
-  for (std::size_t ia = 0; ia < 2; ++ia)
-    for (std::size_t ib = 0; ib < 3; ++ib)
-      for (std::size_t ic = 0; ic < 2; ++ic)
-        EXPECT_EQ(big->data[6 * ia + 2 * ib + ic], static_cast<double>(6 * ia + 2 * ib + ic + 1) * ca->data[2 * ic + ia]);
-
-  auto cb = table(d.get(), {c, b}, Values(6, -1.0));
-  marginalize_into(cb.get(), big.get());
-  for (std::size_t ic = 0; ic < 2; ++ic)
-    for (std::size_t ib = 0; ib < 3; ++ib) {
-      double sum = 0;
-      for (std::size_t ia = 0; ia < 2; ++ia) sum += big->data[6 * ia + 2 * ib + ic];
-      EXPECT_EQ(cb->data[3 * ic + ib], sum);
-    }
-  auto none = table(d.get(), {}, {0});
-  marginalize_into(none.get(), big.get());
-  double total = 0;
-  for (std::size_t i = 0; i < 12; ++i) total += big->data[i];
-  EXPECT_EQ(none->data[0], total);
 }
 
 }  // namespace
