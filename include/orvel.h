@@ -582,6 +582,9 @@ ORV_API double orv_clique_get_conflict(orv_clique_t clique);
  * error (usage, not_compiled). */
 ORV_API int orv_domain_tables_to_propagate(orv_domain_t domain);
 ORV_API int orv_jt_tables_to_propagate(orv_junction_tree_t tree);
+/* Tells propagation that the node's table was changed, so that the next
+ * propagation reloads the node's junction tree. Errors: usage. */
+ORV_API orv_status_t orv_node_touch_table(orv_node_t node);
 /* Keeps a copy of the initial sum/normal equilibrium so that resets reload
  * from memory. Errors: usage (decision nodes, evidence propagated, other
  * equilibrium), not_compiled, no_memory. */

@@ -19,6 +19,13 @@ orv_control_s *control(JunctionForest &f, orv_table_s *larger_p, orv_table_s *la
   return c;
 }
 
+const Separator *smallest_separator_holding(const JunctionForest &f, orv_node_t n) {
+  const Separator *best = nullptr;
+  for (const auto &s : f.separators)
+    if (s->table->nodes.contains(n) && (!best || s->table->size < best->table->size)) best = s.get();
+  return best;
+}
+
 void node_controls(JunctionForest &f, NodeResults &r) {
   orv_node_t n = r.node;
   orv_clique_s *c = n->assigned_clique;
@@ -28,7 +35,14 @@ void node_controls(JunctionForest &f, NodeResults &r) {
     r.evidence_table = _orv_create_table(f.domain, alone, orv_table_probability, 1, true, false);
     f.node_tables.push_back(r.evidence_table);
     r.evidence_control = control(f, c->table, nullptr, r.evidence_table, nullptr);
-    r.belief_control = c->utility ? control(f, c->table, c->utility, r.evidence_table, nullptr) : r.evidence_control;
+    if (c->utility) {
+      r.belief_control = control(f, c->table, c->utility, r.evidence_table, nullptr);
+    } else if (const Separator *s = smallest_separator_holding(f, n); s && s->table->size < c->table->size) {
+      // In equilibrium a separator holds the marginal of both its cliques.
+      r.belief_control = control(f, s->table, nullptr, r.evidence_table, nullptr);
+    } else {
+      r.belief_control = r.evidence_control;
+    }
   }
   orv_table_s *potential = node_potential(n);
   if (!potential) return;

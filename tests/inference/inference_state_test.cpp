@@ -225,3 +225,57 @@ TEST(Compilation, AllocationFailuresRollBack) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+TEST(Propagation, TouchedTablesReloadTheTree) {
+  auto d = test::new_domain();
+  orv_node_t a = test::variable(d.get(), "A", 2), b = test::variable(d.get(), "B", 2);
+  test::family(a, {}, {0.5, 0.5});
+  test::family(b, {a}, {0.9, 0.1, 0.2, 0.8});
+  ASSERT_EQ(test::compile_simply(d.get()), orv_error_none);
+  EXPECT_EQ(orv_domain_tables_to_propagate(d.get()), 0);
+  a->table->data[0] = 0.1;
+  a->table->data[1] = 0.9;
+  ASSERT_EQ(orv_node_touch_table(a), orv_error_none);
+  EXPECT_EQ(orv_domain_tables_to_propagate(d.get()), 1);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_jt_tables_to_propagate(orv_node_get_junction_tree(a)), 0);
+  EXPECT_NEAR(orv_node_get_belief(b, 0), 0.1 * 0.9 + 0.9 * 0.2, 1e-15);
+  EXPECT_EQ(orv_node_touch_table(nullptr), orv_error_usage);
+}
+
+TEST(Propagation, EntryPointsRefuseBadArguments) {
+  auto d = test::new_domain();
+  orv_node_t a = test::variable(d.get(), "A", 2);
+  test::family(a, {}, {0.5, 0.5});
+  EXPECT_EQ(orv_domain_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_none, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, static_cast<orv_evidence_mode_t>(22)),
+            orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_not_compiled);
+  EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_EQ(orv_domain_get_log_normalization_constant(d.get()), 1.0);
+  EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_not_compiled);
+  EXPECT_EQ(orv_jt_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_clique_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_equilibrium_is(nullptr, orv_equilibrium_sum), -1);
+  EXPECT_EQ(orv_jt_get_conflict(nullptr), -1.0);
+  EXPECT_EQ(orv_node_get_belief(a, 0), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  ASSERT_EQ(test::compile_simply(d.get()), orv_error_none);
+  EXPECT_EQ(orv_node_get_belief(a, 2), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_belief(a, 1), 0.5);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_none);
+  EXPECT_EQ(orv_node_get_belief(a, 1), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_no_equilibrium);
+  EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_no_equilibrium);
+}
+
+}  // namespace
+}  // namespace orv
