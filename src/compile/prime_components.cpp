@@ -150,15 +150,19 @@ Vector<VertexList> find_prime_components(const Fragment &g) {
 
   Vector<VertexList> components;
   Vector<unsigned char> state(n, kFree);
+  VertexList reopened;
   for (Vertex v : by_number) {
     if (state[v] != kFree || !lex.has_candidates[v]) continue;
     const VertexList &separator = lex.candidates[v];
     for (Vertex s : separator) state[s] = kMarked;
     VertexList component(separator);
     take_component(g, v, state, component);
-    // Separator vertices with free neighbours belong to later components too.
+    // Separator vertices with free neighbours belong to later components too
+    // (decided before any of them is freed again).
+    reopened.clear();
     for (Vertex s : separator)
-      if (has_free_neighbor(g, s, state)) state[s] = kFree;
+      if (has_free_neighbor(g, s, state)) reopened.push_back(s);
+    for (Vertex s : reopened) state[s] = kFree;
     std::sort(component.begin(), component.end());
     components.push_back(std::move(component));
   }
