@@ -12,8 +12,17 @@ double total_weight(const Fragment &g, const Vector<VertexList> &cliques) {
   return cost;
 }
 
-// Weights change nothing when every vertex is continuous or every vertex is
-// discrete with one common state count.
+// A sub-fragment of the whole moral graph: its runs report their cost.
+bool is_top_level(const Fragment &g) { return g.enclosing && !g.enclosing->enclosing; }
+
+Vertex first_discrete(const Fragment &g) {
+  Vertex v = 0;
+  while (v < g.size() && g.continuous[v]) ++v;
+  return v;
+}
+
+}  // namespace
+
 bool weights_can_differ(const Fragment &g) {
   bool all_continuous = true, all_discrete = true, equal_states = true;
   for (Vertex v = 0; v < g.size(); ++v) {
@@ -21,16 +30,11 @@ bool weights_can_differ(const Fragment &g) {
       all_discrete = false;
     } else {
       all_continuous = false;
-      if (g.weights[v] != g.weights[0]) equal_states = false;
+      if (g.weights[v] != g.weights[first_discrete(g)]) equal_states = false;
     }
   }
   return !(all_continuous || (all_discrete && equal_states));
 }
-
-// A sub-fragment of the whole moral graph: its runs report their cost.
-bool is_top_level(const Fragment &g) { return g.enclosing && !g.enclosing->enclosing; }
-
-}  // namespace
 
 ComponentTriangulation triangulate_by_elimination(const Fragment &g, orv_triangulation_method_t method,
                                                   std::FILE *log) {

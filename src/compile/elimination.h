@@ -42,6 +42,10 @@ ComponentTriangulation triangulate_by_elimination(const Fragment &g, orv_triangu
 // The cheapest of the heuristics; only the header goes to the log.
 ComponentTriangulation try_all_greedy_methods(const Fragment &g, std::FILE *log);
 
+// Whether weighted scores can choose differently from plain ones: not when
+// every vertex is continuous or every vertex is discrete with one state count.
+bool weights_can_differ(const Fragment &g);
+
 // The name the log uses for a method.
 const char *method_name(orv_triangulation_method_t method);
 
