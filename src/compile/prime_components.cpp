@@ -5,6 +5,7 @@
 #include "compile/prime_components.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace orv {
 namespace {
@@ -20,8 +21,9 @@ class LexM {
   }
 
   LexMNumbering run() {
+    renumber_labels();
     for (std::size_t i = n_; i >= 1; --i) {
-      const Vertex v = pick();
+      const Vertex v = next_;
       numbered_[v] = 1;
       result_.number[v] = i;
       search_from(v);
@@ -31,15 +33,6 @@ class LexM {
   }
 
  private:
-  // The unnumbered vertex of largest label; ties go to the later vertex.
-  Vertex pick() const {
-    Vertex best = 0;
-    bool found = false;
-    for (Vertex v = 0; v < n_; ++v)
-      if (!numbered_[v] && (!found || label_[v] >= label_[best])) best = v, found = true;
-    return best;
-  }
-
   // v reached w: w's label rises and v joins w's candidate list.
   void reach(Vertex v, Vertex w) {
     label_[w] += 1;  // labels are kept doubled, so +1 is the half step
@@ -58,14 +51,17 @@ class LexM {
   // Reaches every unnumbered w joined to v by a path whose inner vertices are
   // unnumbered and have labels below w's.
   void search_from(Vertex v) {
-    const std::size_t levels = max_label() / 2 + 1;
+    const std::size_t levels = top_ / 2 + 1;
     if (queues_.size() < levels) queues_.resize(levels);
     for (std::size_t j = 0; j < levels; ++j) queues_[j].clear();
-    std::fill(reached_.begin(), reached_.end(), 0);
-    reached_[v] = 1;
+    if (++stamp_ == 0) {
+      std::fill(reached_.begin(), reached_.end(), 0);
+      stamp_ = 1;
+    }
+    reached_[v] = stamp_;
     for (Vertex w : g_.adjacency[v]) {
       if (numbered_[w]) continue;
-      reached_[w] = 1;
+      reached_[w] = stamp_;
       queues_[label_[w] / 2].push_back(w);
       reach(v, w);
     }
@@ -75,8 +71,8 @@ class LexM {
         const Vertex w = queue.back();
         queue.pop_back();
         for (Vertex z : g_.adjacency[w]) {
-          if (numbered_[z] || reached_[z]) continue;
-          reached_[z] = 1;
+          if (numbered_[z] || reached_[z] == stamp_) continue;
+          reached_[z] = stamp_;
           if (label_[z] / 2 > j) {
             queues_[label_[z] / 2].push_back(z);
             reach(v, z);
@@ -88,30 +84,32 @@ class LexM {
     }
   }
 
-  std::size_t max_label() const {
-    std::size_t top = 0;
-    for (Vertex v = 0; v < n_; ++v)
-      if (!numbered_[v]) top = std::max(top, label_[v]);
-    return top;
-  }
-
-  // Back to consecutive even labels that keep the order.
+  // Back to consecutive even labels that keep the order; also finds the next
+  // vertex to number: the largest label, ties to the later vertex.
   void renumber_labels() {
-    std::fill(present_.begin(), present_.end(), 0);
+    const std::size_t range = top_ + 2;  // labels rose by at most one step
+    std::fill(present_.begin(), present_.begin() + static_cast<std::ptrdiff_t>(range), 0);
     for (Vertex v = 0; v < n_; ++v)
       if (!numbered_[v]) present_[label_[v]] = 1;
     std::size_t next = 0;
-    for (std::size_t l = 0; l < present_.size(); ++l)
+    for (std::size_t l = 0; l < range; ++l)
       if (present_[l]) rank_[l] = 2 * next++;
-    for (Vertex v = 0; v < n_; ++v)
-      if (!numbered_[v]) label_[v] = rank_[label_[v]];
+    top_ = 0;
+    for (Vertex v = 0; v < n_; ++v) {
+      if (numbered_[v]) continue;
+      label_[v] = rank_[label_[v]];
+      if (label_[v] >= top_) top_ = label_[v], next_ = v;
+    }
   }
 
   const Fragment &g_;
   const std::size_t n_;
   Vector<std::size_t> label_;
   Vector<unsigned char> numbered_;
-  Vector<unsigned char> reached_;
+  Vector<std::uint32_t> reached_;  // stamp of the search that reached a vertex
+  std::uint32_t stamp_ = 0;
+  std::size_t top_ = 0;  // largest label among unnumbered vertices
+  Vertex next_ = 0;      // the vertex holding it
   Vector<unsigned char> present_;
   Vector<std::size_t> rank_;
   Vector<VertexList> queues_;
