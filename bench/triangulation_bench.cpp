@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "bif_structure.h"
+#include "support/bif_structure.h"
 #include "compile/compiled_domain.h"
 #include "compile/moralize.h"
 #include "compile/prime_components.h"
@@ -85,7 +85,7 @@ int main(int argc, char **argv) {
     if (entry.path().extension() == ".bif") files.push_back(entry.path());
   std::sort(files.begin(), files.end());
   for (const auto &file : files)
-    if (orv_domain_t d = orv::bench::load_bif_structure(file.string()))
+    if (orv_domain_t d = orv::test::load_bif_structure(file.string()))
       networks().push_back({file.stem().string(), d});
 
   for (const Network &net : networks()) {

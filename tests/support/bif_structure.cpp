@@ -1,6 +1,6 @@
 // Reads "variable NAME {" / "type discrete [ K ]" and
 // "probability ( CHILD | P1, P2 ) {" lines; everything else is skipped.
-#include "bif_structure.h"
+#include "support/bif_structure.h"
 
 #include <fstream>
 #include <sstream>
@@ -8,7 +8,7 @@
 
 #include "model/node.h"
 
-namespace orv::bench {
+namespace orv::test {
 namespace {
 
 std::vector<std::string> words_of(std::string line) {
@@ -50,4 +50,4 @@ orv_domain_t load_bif_structure(const std::string &path) {
   return d;
 }
 
-}  // namespace orv::bench
+}  // namespace orv::test
