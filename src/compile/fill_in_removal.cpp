@@ -27,7 +27,6 @@ class Registry {
 
   void add(VertexList clique) {
     const Vertex id = static_cast<Vertex>(cliques_.size());
-    for (Vertex v : clique) holders_[v].reserve(holders_[v].size() + 1);
     cliques_.push_back(std::move(clique));
     for (Vertex v : cliques_.back()) holders_[v].push_back(id);
   }

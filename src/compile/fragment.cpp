@@ -24,9 +24,7 @@ bool sorted_subset(const VertexList &sub, const VertexList &list) {
 }
 
 void Fragment::add_edge(Vertex a, Vertex b) {
-  adjacency[a].reserve(adjacency[a].size() + 1);
-  adjacency[b].reserve(adjacency[b].size() + 1);
-  _orv_insert_in_sorted_list(adjacency[a], b);  // room reserved: cannot throw now
+  _orv_insert_in_sorted_list(adjacency[a], b);
   _orv_insert_in_sorted_list(adjacency[b], a);
 }
 

@@ -33,7 +33,8 @@ struct Fragment {
 
   std::size_t size() const { return nodes.size(); }
   bool adjacent(Vertex a, Vertex b) const { return contains_sorted(adjacency[a], b); }
-  // Adds the edge a-b to both lists (a != b).
+  // Adds the edge a-b to both lists (a != b). A failure may leave one side
+  // changed: fragments are working copies, dropped on failure.
   void add_edge(Vertex a, Vertex b);
 };
 
