@@ -14,7 +14,8 @@ class LexM {
  public:
   explicit LexM(const Fragment &g)
       : g_(g), n_(g.size()), label_(n_, 0), numbered_(n_, 0), reached_(n_, 0), present_(2 * n_ + 2, 0),
-        rank_(2 * n_ + 2, 0) {
+        rank_(2 * n_ + 2, 0), arrival_(n_, 0), clock_(n_) {
+    for (Vertex v = 0; v < n_; ++v) arrival_[v] = v;
     result_.number.resize(n_, 0);
     result_.candidates.resize(n_);
     result_.has_candidates.resize(n_, 1);
@@ -33,9 +34,11 @@ class LexM {
   }
 
  private:
-  // v reached w: w's label rises and v joins w's candidate list.
+  // v reached w: w's label rises, w moves to the end of its class, and v
+  // joins w's candidate list.
   void reach(Vertex v, Vertex w) {
     label_[w] += 1;  // labels are kept doubled, so +1 is the half step
+    arrival_[w] = ++clock_;
     if (!result_.has_candidates[w]) return;
     VertexList &list = result_.candidates[w];
     for (Vertex u : list) {
@@ -85,7 +88,8 @@ class LexM {
   }
 
   // Back to consecutive even labels that keep the order; also finds the next
-  // vertex to number: the largest label, ties to the later vertex.
+  // vertex to number: the last of the highest class, that is the largest
+  // label and, among equal labels, the vertex that joined its class last.
   void renumber_labels() {
     const std::size_t range = top_ + 2;  // labels rose by at most one step
     std::fill(present_.begin(), present_.begin() + static_cast<std::ptrdiff_t>(range), 0);
@@ -95,10 +99,12 @@ class LexM {
     for (std::size_t l = 0; l < range; ++l)
       if (present_[l]) rank_[l] = 2 * next++;
     top_ = 0;
+    bool found = false;
     for (Vertex v = 0; v < n_; ++v) {
       if (numbered_[v]) continue;
       label_[v] = rank_[label_[v]];
-      if (label_[v] >= top_) top_ = label_[v], next_ = v;
+      if (!found || label_[v] > top_ || (label_[v] == top_ && arrival_[v] > arrival_[next_]))
+        top_ = label_[v], next_ = v, found = true;
     }
   }
 
@@ -112,6 +118,10 @@ class LexM {
   Vertex next_ = 0;      // the vertex holding it
   Vector<unsigned char> present_;
   Vector<std::size_t> rank_;
+  // Position within a class: vertices start in fragment order, and each one
+  // reached moves behind the rest of its class.
+  Vector<std::size_t> arrival_;
+  std::size_t clock_ = 0;
   Vector<VertexList> queues_;
   LexMNumbering result_;
 };
