@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: all build test test-asan test-tsan clean
+.PHONY: all build test test-asan test-tsan bench clean
 
 all: build
 
@@ -24,5 +24,13 @@ test-tsan:
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R 'Parallel|Thread'
 
+# Benchmarks (Release); pass options with BENCH_ARGS, e.g.
+# BENCH_ARGS='--benchmark_filter=Multiply --benchmark_min_time=0.01'.
+BENCH_ARGS ?=
+bench:
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DORVEL_BENCH=ON -DBUILD_TESTING=OFF
+	cmake --build build-bench -j $(JOBS)
+	for program in build-bench/bench/*_bench; do $$program $(BENCH_ARGS) || exit 1; done
+
 clean:
-	rm -rf $(BUILD) build-asan build-tsan
+	rm -rf $(BUILD) build-asan build-tsan build-bench
