@@ -6,8 +6,10 @@
 #include <algorithm>
 
 #include "compile/compile_log.h"
+#include "model/chain_blocks.h"
 #include "model/node.h"
 #include "runtime/error.h"
+#include "tables/table.h"
 
 namespace orv {
 namespace {
@@ -38,9 +40,6 @@ void set_up_vertices(orv_domain_s *d, CompiledDomain &state) {
   g.domain = d;
   for (orv_node_t node = d->first_node; node; node = node->next) {
     if (!participates(node)) continue;
-    // Chain-graph components (undirected links) have no record type yet, so
-    // no node can belong to one; refuse rather than moralize them wrongly.
-    if (node->chain_block) fail(orv_error_error);
     g.nodes.push_back(node);
     g.weights.push_back(node->is_continuous() ? 1.0 : static_cast<double>(node->state_count));
     g.continuous.push_back(node->is_continuous() ? 1 : 0);
@@ -48,6 +47,33 @@ void set_up_vertices(orv_domain_s *d, CompiledDomain &state) {
   state.index_nodes();
   state.moral_neighbors.resize(g.size());
   g.adjacency.resize(g.size());
+}
+
+// The undirected neighbourhood: nodes of the same chain block that share a
+// chain potential with node.
+void collect_block_neighbors(NeighborCollector &collect, orv_node_t node) {
+  const ChainBlock *block = node->chain_block;
+  if (!block) return;
+  for (const orv_table_s *potential : block->potentials) {
+    if (!potential->nodes.contains(node)) continue;
+    for (orv_node_t member : potential->nodes)
+      if (member->chain_block == block) collect.add(member);
+  }
+}
+
+// Co-parents through a child: its parents, or the parents of every member of
+// its chain block. Each pair is logged once, from the older node.
+void marry_through(NeighborCollector &collect, orv_node_t node, orv_node_t child, std::FILE *log) {
+  auto marry = [&](orv_node_t spouse) {
+    if (collect.add(spouse) && log && node->number < spouse->number)
+      log_printf(log, "    Marrying %s and %s\n", log_name(node), log_name(spouse));
+  };
+  if (!child->chain_block) {
+    for (orv_node_t spouse : child->parents) marry(spouse);
+    return;
+  }
+  for (orv_node_t member : child->chain_block->members)
+    for (orv_node_t spouse : member->parents) marry(spouse);
 }
 
 void collect_neighbors(CompiledDomain &state, Vertex v, Vector<std::size_t> &seen, std::FILE *log) {
@@ -58,12 +84,9 @@ void collect_neighbors(CompiledDomain &state, Vertex v, Vector<std::size_t> &see
     for (orv_node_t parent : node->parents) collect.add(parent);
   for (orv_node_t child : node->children)
     if (child->category == orv_category_chance || child->category == orv_category_decision) collect.add(child);
-  for (orv_node_t child : node->children) {
-    if (child->category <= orv_category_instance) continue;
-    for (orv_node_t spouse : child->parents)
-      if (collect.add(spouse) && log && node->number < spouse->number)
-        log_printf(log, "    Marrying %s and %s\n", log_name(node), log_name(spouse));
-  }
+  collect_block_neighbors(collect, node);
+  for (orv_node_t child : node->children)
+    if (child->category > orv_category_instance) marry_through(collect, node, child, log);
 }
 
 bool listed(const Vector<orv_node_t> &list, orv_node_t node) {

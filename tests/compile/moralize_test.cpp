@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "compile/network_builder.h"
+#include "model/chain_blocks.h"
+#include "tables/table.h"
 
 namespace orv {
 namespace {
@@ -60,6 +62,33 @@ TEST(Moralization, EachMarriageIsLoggedOnce) {
             "    Marrying A and C\n"
             "    Marrying A and B\n");
   EXPECT_EQ(sorted_neighbors(c), (Names{"A", "B", "K2"}));
+}
+
+// Chain block {A, B, C} from the potentials (A B | P) and (B C); P -> A,
+// P -> B and X -> C. Within the block only nodes that share a potential are
+// neighbours (A-B, B-C), and the parents of all members marry (P-X).
+TEST(Moralization, ChainBlocksJoinPotentialMembersAndMarryAllTheirParents) {
+  auto d = new_domain();
+  orv_node_t p = add_states(d.get(), "P", 2), x = add_states(d.get(), "X", 2);
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, x), orv_error_none);
+  orv_node_t pab[] = {p, a, b, nullptr}, bc[] = {b, c, nullptr};
+  _orv_domain_add_chain_potential(d.get(), _orv_create_table(d.get(), pab, orv_table_probability, 0, false, true), 2);
+  _orv_domain_add_chain_potential(d.get(), _orv_create_table(d.get(), bc, orv_table_probability, 0, false, true), 2);
+  ASSERT_NE(a->chain_block, nullptr);
+  ASSERT_EQ(a->chain_block, c->chain_block);
+  const std::string log =
+      capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none); });
+  EXPECT_EQ(sorted_neighbors(a), (Names{"B", "P"}));
+  EXPECT_EQ(sorted_neighbors(b), (Names{"A", "C", "P"}));
+  EXPECT_EQ(sorted_neighbors(c), (Names{"B", "X"}));
+  EXPECT_EQ(sorted_neighbors(p), (Names{"A", "B", "X"}));
+  EXPECT_EQ(sorted_neighbors(x), (Names{"C", "P"}));
+  const std::size_t links = log.find("\n\nMoral links:\n\n");
+  EXPECT_EQ(log.substr(links, log.find("\n\nTriangulating") - links), "\n\nMoral links:\n\n    Marrying P and X\n");
+  EXPECT_EQ(test::check_domain(d.get()), "");
 }
 
 // Discrete D1 (2 states), D2 (3), D3 (2) and continuous X, Y with links
