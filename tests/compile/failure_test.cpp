@@ -152,5 +152,24 @@ TEST(TriangulationFailure, LogWriteFailuresGiveIoAndUntriangulate) {
   EXPECT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
 }
 
+TEST(TriangulationContract, StructuralChangesDropTheTriangulation) {
+  auto d = new_domain();
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);  // a new link
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  EXPECT_EQ(orv_node_get_moral_neighbors(b), nullptr);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
+  EXPECT_EQ(test::names_of(orv_node_get_moral_neighbors(b)).size(), 2u);
+  add_states(d.get(), "D", 2);  // a new node
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+  ASSERT_EQ(orv_node_delete(a), orv_error_none);  // a deleted node
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+  EXPECT_EQ(test::check_domain(d.get()), "");
+}
+
 }  // namespace
 }  // namespace orv
