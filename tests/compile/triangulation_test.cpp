@@ -1,6 +1,5 @@
 // Triangulation results checked by the independent oracle on random
-// networks, heuristic choices worked out by hand, best greedy's choice, and
-// the elimination order.
+// networks, heuristic choices worked out by hand, and best greedy's choice.
 #include <gtest/gtest.h>
 
 #include "compile/compiled_domain.h"
@@ -126,6 +125,23 @@ TEST(Triangulation, RedundantFillInsAreRemoved) {
   run = eliminate_in_order(k23, VertexList{0, 1, 2, 3, 4}, nullptr);
   EXPECT_EQ(test::as_sets(_orv_remove_redundant_fill_ins(k23, run, nullptr)),
             (std::vector<std::vector<int>>{{0, 1, 2, 3}, {1, 2, 3, 4}}));
+}
+
+// The triangle {0, 1, 4} (weights 2, 2, 2) on the four-cycle 0-2-3-4
+// (weights 2, 4, 4, 2): the cycle takes chord 0-3 (cliques 2*4*4 + 2*4*2)
+// or chord 2-4 (2*4*2 + 4*4*2), both 48, plus 8 for the triangle. The
+// weighted run picks vertex 0 (clique weight 16) and chord 2-4; whatever the
+// plain run found costs the same, so best greedy keeps the earlier result.
+TEST(Triangulation, BestGreedyKeepsTheEarlierOfEqualCosts) {
+  const Fragment g =
+      test::make_fragment({2, 2, 4, 4, 2}, {{0, 1}, {0, 2}, {0, 4}, {1, 4}, {2, 3}, {3, 4}});
+  const ComponentTriangulation plain = triangulate_by_elimination(g, orv_tm_clique_size, nullptr);
+  const ComponentTriangulation weighted = triangulate_by_elimination(g, orv_tm_clique_weight, nullptr);
+  EXPECT_EQ(plain.cost, 56.0);
+  EXPECT_EQ(weighted.cost, 56.0);
+  EXPECT_EQ(test::as_sets(weighted.cliques), (std::vector<std::vector<int>>{{0, 1, 4}, {0, 2, 4}, {2, 3, 4}}));
+  ASSERT_NE(test::as_sets(plain.cliques), test::as_sets(weighted.cliques));
+  EXPECT_EQ(test::as_sets(try_all_greedy_methods(g, nullptr).cliques), test::as_sets(plain.cliques));
 }
 
 TEST(Triangulation, BestGreedySkipsWeightedRunsOnlyWhereWeightsCannotMatter) {
