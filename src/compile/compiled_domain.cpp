@@ -23,4 +23,14 @@ CompiledDomain *compiled_domain(orv_domain_s *d) {
   return dynamic_cast<CompiledDomain *>(d->compiled.get());
 }
 
+void attach_triangulation(orv_domain_s *d, Owned<CompiledDomain> state) noexcept {
+  d->compiled.reset(state.release());
+}
+
+std::size_t elimination_rank(orv_node_t node) {
+  const CompiledDomain *state = compiled_domain(node->owner);
+  const long v = state ? state->vertex(node) : -1;
+  return v < 0 ? 0 : state->elimination_position[static_cast<std::size_t>(v)];
+}
+
 }  // namespace orv

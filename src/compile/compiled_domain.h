@@ -30,6 +30,7 @@ struct CompiledDomain : Attachment {
   double cost = 0.0;  // sum of the clique weights
   // Per vertex: n for the first vertex to eliminate, 1 for the last.
   Vector<std::size_t> elimination_position;
+  bool user_order = false;  // the positions come from an order the user gave
   // Cached null-terminated elimination order (built on first request).
   Vector<orv_node_t> elimination_order;
 
@@ -40,6 +41,13 @@ struct CompiledDomain : Attachment {
 
 // The domain's compiled state, or null when it is not triangulated.
 CompiledDomain *compiled_domain(orv_domain_s *d);
+// Installs a complete state as the domain's compiled structure; cannot fail.
+void attach_triangulation(orv_domain_s *d, Owned<CompiledDomain> state) noexcept;
+
+// A node's elimination position in its triangulated domain (n for the first
+// node eliminated), or 0 when the domain is not triangulated or the node
+// takes no part.
+std::size_t elimination_rank(orv_node_t node);
 
 // Nodes that take part in the junction forest: kind discrete or continuous.
 inline bool participates(orv_node_t node) { return node->kind >= 0 && node->kind <= 1; }

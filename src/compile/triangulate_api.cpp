@@ -24,7 +24,7 @@ bool can_triangulate(orv_domain_s *d) {
 // Installs the state, then completes the phase; any failure from here on
 // uncompiles the domain again and keeps the first cause.
 void commit_and_finish(orv_domain_s *d, Owned<CompiledDomain> state) {
-  d->compiled.reset(state.release());
+  attach_triangulation(d, std::move(state));
   try {
     if (_orv_domain_flush_log_file(d) != orv_error_none) fail(orv_error_io);
   } catch (...) {
@@ -74,6 +74,7 @@ orv_status_t orv_domain_triangulate_with_order(orv_domain_t domain, orv_node_t *
     orv::log_time_stamp(log);
     orv::_orv_domain_moralize(domain, *state, log);
     orv::build_cliques_from_order(*state, orv::vertices_of(*state, order), log);
+    state->user_order = true;
     orv::commit_and_finish(domain, std::move(state));
   });
 }

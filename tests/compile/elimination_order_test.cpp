@@ -64,6 +64,9 @@ TEST(EliminationOrder, AGivenOrderIsFollowedExactly) {
   std::vector<orv_node_t> order{net.x, net.c, net.a, net.b, net.dd, net.e, nullptr};
   ASSERT_EQ(orv_domain_triangulate_with_order(net.d.get(), order.data()), orv_error_none);
   EXPECT_EQ(names_of(orv_domain_get_elimination_order(net.d.get())), (Names{"X", "C", "A", "B", "D", "E"}));
+  EXPECT_EQ(elimination_rank(net.x), 6u);  // n for the first eliminated
+  EXPECT_EQ(elimination_rank(net.e), 1u);
+  EXPECT_TRUE(compiled_domain(net.d.get())->user_order);
   EXPECT_EQ(test::clique_names(net.d.get()),
             (std::vector<Names>{{"A", "B", "C", "D", "E"}, {"C", "X"}}));
   EXPECT_EQ(test::check_domain(net.d.get()), "");
