@@ -480,6 +480,15 @@ ORV_API orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain);
  * included), null-terminated; owned by the domain while it stays
  * triangulated. Errors: usage (not triangulated, or a node of neither kind). */
 ORV_API orv_node_t *orv_node_get_moral_neighbors(orv_node_t node);
+/* Compiles the domain: triangulates it with the best greedy method unless a
+ * junction forest exists, then allocates the clique and separator tables and
+ * propagates (sum, normal). On failure the domain is as it was (a forest
+ * the user made stays). Continuous nodes are refused with usage. Errors:
+ * usage (null, class, no discrete or continuous node, already compiled), io,
+ * no_memory, inconsistency_or_underflow, overflow. */
+ORV_API orv_status_t orv_domain_compile(orv_domain_t domain);
+/* 1 when compiled, 0 otherwise; -1 with usage for a null domain. */
+ORV_API int orv_domain_is_compiled(orv_domain_t domain);
 
 /* ======================================================================
  * Junction forest: cliques and junction trees

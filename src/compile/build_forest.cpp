@@ -277,7 +277,7 @@ void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const 
     create_forest_controls(*f);
     log_flush(d);
   } catch (...) {
-    detach_forest(d);
+    uncompile(d);  // the whole qualitative phase is undone
     throw;
   }
 }

@@ -19,6 +19,10 @@ using RankFunction = std::size_t (*)(orv_node_t node);
 void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const *cliques,
                                        RankFunction user_rank);
 
+// The same from the triangulation the domain holds (its cliques, and the
+// user's elimination ranks when the order was given).
+void compile_qualitatively_from_triangulation(orv_domain_s *d);
+
 // Parts of the phase, in their order of use.
 void report_cliques(orv_domain_s *d, orv_node_t const *const *cliques);
 void build_junction_forest(JunctionForest &forest, orv_node_t const *const *cliques,

@@ -34,6 +34,10 @@ struct CompiledDomain : Attachment {
   // Cached null-terminated elimination order (built on first request).
   Vector<orv_node_t> elimination_order;
 
+  // The junction forest built from the cliques (compile/junction_forest.h);
+  // declared last so that it goes first.
+  Owned<Attachment> forest;
+
   // The vertex of a node, or -1 when the node takes no part.
   long vertex(orv_node_t node) const;
   void index_nodes();  // builds vertex_of_node from moral_graph.nodes

@@ -3,6 +3,7 @@
 #include "compile/junction_forest.h"
 
 #include "compile/build_forest.h"
+#include "compile/compiled_domain.h"
 
 namespace orv {
 
@@ -37,12 +38,19 @@ void JunctionForest::release_buffers() noexcept {
 }
 
 JunctionForest *junction_forest(const orv_domain_s *d) {
-  return static_cast<JunctionForest *>(d->compiled.get());
+  CompiledDomain *state = compiled_domain(const_cast<orv_domain_s *>(d));
+  return state ? static_cast<JunctionForest *>(state->forest.get()) : nullptr;
 }
 
-void attach_forest(orv_domain_s *d, Owned<JunctionForest> forest) noexcept { d->compiled.reset(forest.release()); }
+void attach_forest(orv_domain_s *d, Owned<JunctionForest> forest) {
+  // A forest built from cliques given directly gets a bare compiled state.
+  if (!compiled_domain(d)) attach_triangulation(d, make_owned<CompiledDomain>());
+  compiled_domain(d)->forest.reset(forest.release());
+}
 
-void detach_forest(orv_domain_s *d) noexcept { d->compiled.reset(); }
+void detach_forest(orv_domain_s *d) noexcept {
+  if (CompiledDomain *state = compiled_domain(d)) state->forest.reset();
+}
 
 bool domain_is_compiled(const orv_domain_s *d) {
   const JunctionForest *f = junction_forest(d);

@@ -163,8 +163,9 @@ struct JunctionForest : Attachment {
 
 // The domain's forest, or null when it is not triangulated.
 JunctionForest *junction_forest(const orv_domain_s *d);
-// Hands the forest to the domain's compiled state / drops it again.
-void attach_forest(orv_domain_s *d, Owned<JunctionForest> forest) noexcept;
+// Hands the forest to the domain's compiled state (throws bad_alloc when a
+// bare state must be made) / drops it again.
+void attach_forest(orv_domain_s *d, Owned<JunctionForest> forest);
 void detach_forest(orv_domain_s *d) noexcept;
 // True when the domain has a forest and has completed the quantitative phase.
 bool domain_is_compiled(const orv_domain_s *d);

@@ -4,6 +4,7 @@
 // the commit uncompiles the domain, so every failure leaves it untriangulated.
 #include <algorithm>
 
+#include "compile/build_forest.h"
 #include "compile/compile_log.h"
 #include "compile/compiled_domain.h"
 #include "compile/moralize.h"
@@ -26,6 +27,7 @@ bool can_triangulate(orv_domain_s *d) {
 void commit_and_finish(orv_domain_s *d, Owned<CompiledDomain> state) {
   attach_triangulation(d, std::move(state));
   try {
+    compile_qualitatively_from_triangulation(d);
     if (_orv_domain_flush_log_file(d) != orv_error_none) fail(orv_error_io);
   } catch (...) {
     uncompile(d);

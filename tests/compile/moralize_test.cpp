@@ -126,7 +126,9 @@ TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
   SmallCgNetwork net;
   const std::string log = capture_log(
       net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none); });
-  EXPECT_EQ(after_time_stamp(log),
+  // The junction forest's sections follow the elimination sequence.
+  const std::string triangulation = after_time_stamp(log).substr(0, after_time_stamp(log).find("\n\nCliques:\n"));
+  EXPECT_EQ(triangulation,
             "\n\nMoral links:\n\n"
             "    Marrying D3 and X\n"
             "    Marrying D1 and D2\n"

@@ -214,7 +214,7 @@ TEST(Compilation, AllocationFailuresRollBack) {
     if (JunctionForest *f = junction_forest(d.get())) {
       EXPECT_FALSE(f->compiled);
       for (auto &c : f->clique_store) EXPECT_EQ(c->table->data, nullptr);
-      detach_forest(d.get());
+      uncompile(d.get());
     }
     EXPECT_EQ(live.delta(), 0) << "allocation " << n;
     EXPECT_EQ(d->table_count, tables);

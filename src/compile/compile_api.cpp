@@ -1,0 +1,42 @@
+// orv_domain_compile: triangulation when needed, then the quantitative phase,
+// with the domain returned to its previous state on failure.
+#include "compile/compile.h"
+#include "compile/junction_forest.h"
+#include "runtime/error.h"
+
+namespace orv {
+namespace {
+
+bool compilable(const orv_domain_s *d) {
+  return is_domain(d) && !d->is_class() && d->discrete_count + d->continuous_count > 0 && !domain_is_compiled(d);
+}
+
+}  // namespace
+}  // namespace orv
+
+extern "C" {
+
+orv_status_t orv_domain_compile(orv_domain_t domain) {
+  if (!orv::compilable(domain)) return orv::usage(orv_error_usage);
+  return orv::guarded_status([&] {
+    const bool triangulate_here = !orv::junction_forest(domain);
+    if (triangulate_here) {
+      const orv_status_t status = orv_domain_triangulate(domain, orv_tm_best_greedy);
+      if (status != orv_error_none) orv::fail(static_cast<orv_error_t>(status));
+    }
+    try {
+      orv::compile_quantitatively(domain);
+    } catch (...) {
+      // A triangulation made by this call goes again; the user's stays.
+      if (triangulate_here) orv::uncompile(domain);
+      throw;
+    }
+  });
+}
+
+int orv_domain_is_compiled(orv_domain_t domain) {
+  if (!orv::is_domain(domain)) return orv::usage(-1);
+  return orv::guarded<int>(-1, [&] { return orv::domain_is_compiled(domain) ? 1 : 0; });
+}
+
+}  // extern "C"

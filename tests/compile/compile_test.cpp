@@ -1,0 +1,100 @@
+// orv_domain_compile end to end: triangulation when needed, the rollback
+// rules, refusals, and allocation failures over the whole pipeline.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "compile/junction_forest.h"
+#include "model/node.h"
+#include "support/fault_injection.h"
+#include "support/network_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::family;
+using test::new_domain;
+using test::variable;
+
+TEST(Compile, TriangulatesCompilesAndRefusesTwice) {
+  std::mt19937 rng(41);
+  auto d = new_domain();
+  const auto nodes = test::random_network(d.get(), 9, 3, 3, rng);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
+  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 1);
+  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_usage);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 1);
+  const test::Exact exact = test::brute_force(d.get());
+  for (orv_node_t n : nodes)
+    for (std::size_t s = 0; s < n->state_count; ++s) EXPECT_NEAR(orv_node_get_belief(n, s), exact.marginal.at(n)[s], 1e-12);
+  EXPECT_EQ(orv_domain_is_compiled(nullptr), -1);
+  EXPECT_EQ(orv_domain_compile(nullptr), orv_error_usage);
+
+  auto utilities_only = new_domain();
+  variable(utilities_only.get(), "U", 0, orv_category_utility);
+  EXPECT_EQ(orv_domain_compile(utilities_only.get()), orv_error_usage);
+}
+
+TEST(Compile, FailureKeepsOnlyAForestTheUserMade) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
+  family(a, {}, {0.0, 0.0});  // nothing is possible
+  family(b, {a}, {0.5, 0.5, 0.5, 0.5});
+  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_inconsistency_or_underflow);
+  EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
+
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
+  orv_clique_t clique = orv_domain_get_first_clique(d.get());
+  ASSERT_NE(clique, nullptr);
+  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_inconsistency_or_underflow);
+  EXPECT_EQ(orv_domain_get_first_clique(d.get()), clique);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
+  a->table->data[0] = 1.0;
+  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
+  EXPECT_EQ(orv_node_get_belief(a, 0), 1.0);
+}
+
+TEST(Compile, ContinuousNodesAreRefusedAndLeaveNothing) {
+  auto d = new_domain();
+  orv_node_t a = variable(d.get(), "A", 2);
+  orv_node_t x = test::add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  family(a, {}, {0.5, 0.5});
+  family(x, {a}, {});
+  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_usage);
+  EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+}
+
+TEST(Compile, AllocationFailuresLeaveTheDomainAsItWas) {
+  std::mt19937 rng(43);
+  auto d = new_domain();
+  const auto nodes = test::random_network(d.get(), 7, 2, 3, rng);
+  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
+  family(u, {nodes[2], nodes[5]}, {});
+  orv_node_select_state(nodes[1], 0);
+  const std::size_t tables = d->table_count;
+  for (std::size_t n = 0;; ++n) {
+    test::LiveBlocks live;
+    orv_status_t rc;
+    std::size_t failures;
+    {
+      test::FailNthAllocation fail(n);
+      rc = orv_domain_compile(d.get());
+      failures = fail.failures();
+    }
+    if (failures == 0) {
+      ASSERT_EQ(rc, orv_error_none);
+      break;
+    }
+    ASSERT_EQ(rc, orv_error_no_memory) << "allocation " << n;
+    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
+    EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+    EXPECT_EQ(d->table_count, tables);
+    EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
+  }
+  EXPECT_EQ(orv_node_get_belief(nodes[1], 0), 1.0);
+}
+
+}  // namespace
+}  // namespace orv
