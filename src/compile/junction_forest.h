@@ -86,6 +86,7 @@ struct orv_junction_tree_s : orv::Tagged {
   bool cg_evidence = false;
   bool tables_changed = false;  // a node table was touched since the last propagation
   bool initialize_tables = true;
+  bool freshly_loaded = false;  // tables reloaded, nothing propagated since
   bool visited = false;
   bool has_utility = false;
   bool has_continuous = false;

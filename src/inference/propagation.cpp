@@ -31,7 +31,9 @@ bool needs_retraction(const orv_node_s *n) {
 }
 
 bool must_reset(const orv_junction_tree_s *t, orv_evidence_mode_t mode) {
-  if (t->initialize_tables || t->equilibrium == orv_equilibrium_none || t->tables_changed) return true;
+  if (t->initialize_tables || t->tables_changed) return true;
+  if (t->freshly_loaded) return false;  // a reset just loaded the initial tables
+  if (t->equilibrium == orv_equilibrium_none) return true;
   const bool incorporated = evidence_incorporated(t);
   if (incorporated && mode != t->mode) return true;
   if (t->evidence_to_propagate == 0) return false;
@@ -191,6 +193,8 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
     return;
   }
   if (reset) reset_tree(t, mode);
+  t->mode = mode;
+  t->freshly_loaded = false;
   for (orv_clique_s *c : t->cliques)
     if (c) c->scale = 1.0;
   t->conflict = 1.0;

@@ -48,6 +48,7 @@ void reset_tree(orv_junction_tree_s *t, orv_evidence_mode_t mode) {
   t->discrete_evidence = t->likelihood_evidence = t->cg_evidence = false;
   t->tables_changed = false;
   t->initialize_tables = false;
+  t->freshly_loaded = true;
   t->evidence_to_propagate = 0;
   for (orv_node_t n : t->nodes)
     if (evidence_to_propagate(n)) ++t->evidence_to_propagate;
