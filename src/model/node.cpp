@@ -88,6 +88,7 @@ void free_node(orv_node_s *node) noexcept {
   _orv_free_table(node->table);
   _orv_free_table(node->experience);
   _orv_free_table(node->fading);
+  free_model(node->model);
   _orv_free(node->relatives.items);
   destroy(node);
 }
