@@ -3,6 +3,7 @@
 // (state index, parentheses, nodes, literals, operator calls).
 #include "expr/expr_parse.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "runtime/error.h"
@@ -45,6 +46,9 @@ class ExpressionParser {
 
   // Builds a composite; a failure is reported as an API error.
   OwnedExpression build(orv_operator_t op, orv_expression_s *const *operands, std::size_t count) {
+    std::size_t height = 1;
+    for (std::size_t i = 0; i < count; ++i) height = std::max(height, operands[i]->height + 1);
+    if (height > kMaxExpressionHeight) p_.syntax_error(0, "expression nested too deeply");
     orv_expression_s *e = nullptr;
     try {
       e = make_composite(op, operands, count);
@@ -53,9 +57,7 @@ class ExpressionParser {
     } catch (const std::bad_alloc &) {
       api_error(orv_error_no_memory);
     }
-    OwnedExpression result(e);
-    if (e->height > kMaxExpressionHeight) p_.syntax_error(0, "expression nested too deeply");
-    return result;
+    return OwnedExpression(e);
   }
 
   OwnedExpression combine(orv_operator_t op, OwnedExpression &a, OwnedExpression &b) {
