@@ -383,6 +383,29 @@ ORV_API size_t orv_model_get_number_of_samples_per_interval(orv_model_t model);
 /* ======================================================================
  * NET language: reading and writing
  * ====================================================================== */
+/* Parses a domain from NET text or, when the argument does not begin like
+ * NET text, from the file of that name. The caller deletes the domain.
+ * Errors: usage, io, parse (with messages to handler), no_memory, locale and
+ * the codes of failed API calls. */
+ORV_API orv_domain_t orv_net_parse_domain(const char *file_name_or_text, orv_error_handler_t handler,
+                                         void *data);
+/* Parses a domain from an open stream (locations are line numbers). */
+ORV_API orv_domain_t orv_net_parse(FILE *stream, orv_legacy_error_handler_t handler);
+/* Parses a domain from NET text (locations are character offsets). */
+ORV_API orv_domain_t orv_net_parse_from_string(const char *text, orv_legacy_error_handler_t handler);
+/* Writes the domain as NET text onto the stream. Errors: usage, io, locale. */
+ORV_API orv_status_t orv_domain_write_net(orv_domain_t domain, FILE *stream);
+/* The domain as NET text; the caller frees it with free(). NULL on failure. */
+ORV_API char *orv_domain_to_net_string(orv_domain_t domain);
+/* Writes the domain into the file and records the file name in the domain.
+ * Errors: usage, io, no_memory, locale. */
+ORV_API orv_status_t orv_domain_save_as_net(orv_domain_t domain, const char *file_name);
+/* Experience and fading tables of chance nodes (over the discrete parents),
+ * created on first request and owned by the node. Errors: usage, no_memory. */
+ORV_API orv_table_t orv_node_get_experience_table(orv_node_t node);
+ORV_API int orv_node_has_experience_table(orv_node_t node);
+ORV_API orv_table_t orv_node_get_fading_table(orv_node_t node);
+ORV_API int orv_node_has_fading_table(orv_node_t node);
 
 /* ======================================================================
  * Compilation: moralization and triangulation

@@ -31,6 +31,13 @@ String format_message(const char *format, ...) {
   return text;
 }
 
+std::size_t rounded_size(double value) {
+  constexpr double kLimit = 9007199254740992.0;  // 2^53
+  if (!(value >= 0)) return 0;
+  if (value >= kLimit) return static_cast<std::size_t>(kLimit);
+  return static_cast<std::size_t>(value + 0.5);
+}
+
 ParseData::ParseData(std::FILE *stream_, const char *text, orv_error_handler_t handler_, void *data)
     : stream(stream_), text_start(text), text_position(text), handler(handler_), handler_data(data) {}
 

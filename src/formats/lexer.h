@@ -106,6 +106,10 @@ inline int next_with(ParseData &p, TokenFunction f) {
   return p.pushed_count ? p.pushed[--p.pushed_count] : f(p);
 }
 
+// A nonnegative size read as a number: rounded, and capped at 2^53 so that
+// it converts back to the same double.
+std::size_t rounded_size(double value);
+
 // printf-style message text in funnel memory.
 String format_message(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
