@@ -295,14 +295,114 @@ ORV_API orv_node_t *orv_node_get_descendants(orv_node_t node);
 /* ======================================================================
  * Tables
  * ====================================================================== */
+/* The node's table over its family (discrete parents, the node itself except
+ * for utility nodes, continuous parents; a function node's table holds the
+ * node alone), created on first request. Owned by the node. Errors: usage
+ * (other-kind nodes except utilities, copies of class nodes), no_memory. */
+ORV_API orv_table_t orv_node_get_table(orv_node_t node);
+/* The table's nodes, discrete first. Owned by the table; valid until its
+ * nodes change. Errors: usage. */
+ORV_API orv_node_t *orv_table_get_nodes(orv_table_t table);
+/* The discrete entries (row-major, last node fastest), allocated on first
+ * request. Owned by the table. Errors: usage, no_memory. */
+ORV_API double *orv_table_get_data(orv_table_t table);
+/* Number of discrete configurations; (size_t)-1 with size_too_large when
+ * it overflows. Errors: usage, size_too_large. */
+ORV_API size_t orv_table_get_size(orv_table_t table);
+/* Number of CG entries (size times block size). Errors: usage, size_too_large. */
+ORV_API size_t orv_table_get_cg_size(orv_table_t table);
+/* Index of a configuration (one state per discrete node); (size_t)-1 with
+ * usage for a state out of range. */
+ORV_API size_t orv_table_get_index_from_configuration(orv_table_t table, const size_t *configuration);
+/* Fills one state per discrete node. Errors: usage (index >= size). */
+ORV_API orv_status_t orv_table_get_configuration_from_index(orv_table_t table, size_t *configuration,
+                                                            size_t index);
+/* Mean, covariance and variance of continuous head nodes in the CG block of
+ * configuration index; -1.0 with usage when index >= size, the table has
+ * tail nodes, or a node is not a continuous head node of the table. */
+ORV_API double orv_table_get_mean(orv_table_t table, size_t index, orv_node_t node);
+ORV_API double orv_table_get_covariance(orv_table_t table, size_t index, orv_node_t node1,
+                                        orv_node_t node2);
+ORV_API double orv_table_get_variance(orv_table_t table, size_t index, orv_node_t node);
+/* Position in a CG block of continuous node i's mean, i(i + 3)/2, and of the
+ * covariance of nodes i and j (symmetric). (size_t)-1 with usage when i or j
+ * is not a continuous position of the table. */
+ORV_API size_t orv_cg_vector_index(orv_table_t table, size_t i);
+ORV_API size_t orv_cg_matrix_index(orv_table_t table, size_t i, size_t j);
+/* Number of continuous nodes with role tail. Errors: usage. */
+ORV_API size_t orv_cg_tail_count(orv_table_t table);
+/* Permutes the table's nodes to order (same nodes, discrete first; a node's
+ * own table keeps its owner in place), moving the data along; the node's
+ * experience and fading tables follow. Errors: usage, no_memory. */
+ORV_API orv_status_t orv_table_reorder_nodes(orv_table_t table, orv_node_t *order);
+/* Frees a table that is not in its domain's chain, and detaches and frees
+ * experience and fading tables; node and clique tables stay. Errors: usage. */
+ORV_API orv_status_t orv_table_delete(orv_table_t table);
 
 /* ======================================================================
  * States, labels and state values
  * ====================================================================== */
+/* Number of states of a discrete node; (size_t)-1 with usage otherwise. */
+ORV_API size_t orv_node_get_number_of_states(orv_node_t node);
+/* Changes the number of states (>= 1) of a discrete node; every table that
+ * involves the node keeps the entries of the kept states, new states get the
+ * table's initial entries. Boolean nodes keep 2 states. Errors: usage,
+ * no_memory (nothing changed). */
+ORV_API orv_status_t orv_node_set_number_of_states(orv_node_t node, size_t count);
+/* The state's label, or the default ("false"/"true" for boolean nodes, else
+ * ""). Owned by the node. NULL with usage for a bad node or state. */
+ORV_API const char *orv_node_get_state_label(orv_node_t node, size_t state);
+/* Copies label as the state's label. Errors: usage, no_memory. */
+ORV_API orv_status_t orv_node_set_state_label(orv_node_t node, size_t state, const char *label);
+/* The only state whose label (or default label) is label; -1 when none or
+ * several states have it. Errors: usage. */
+ORV_API long orv_node_get_state_index_from_label(orv_node_t node, const char *label);
+/* State values: number nodes take states 0..count-1, interval nodes the
+ * boundaries 0..count (entry i and i+1 bound state i; the most negative and
+ * the largest finite doubles stand for minus and plus infinity). Errors:
+ * usage, no_memory. */
+ORV_API orv_status_t orv_node_set_state_value(orv_node_t node, size_t state, double value);
+/* The stored value; -1.0 (interval ends: the infinite bounds) when none is
+ * set; -1.0 with usage for a bad node or state. */
+ORV_API double orv_node_get_state_value(orv_node_t node, size_t state);
+/* The state holding value (number nodes: within a relative 1e-6; interval
+ * nodes: the interval that starts at or contains it), or -1. Errors: usage
+ * (no values on a number node, invalid values on an interval node). */
+ORV_API long orv_node_get_state_index_from_value(orv_node_t node, double value);
+/* Reorders the states of a label node to a NULL-terminated list of all its
+ * labels; every table involving the node is permuted along. Errors: usage,
+ * no_memory. */
+ORV_API orv_status_t orv_node_reorder_states(orv_node_t node, const char *const *order);
 
 /* ======================================================================
  * Attributes and user data
  * ====================================================================== */
+/* User data: one pointer per object that the library stores and returns but
+ * never interprets or frees. Setters: usage for a null object. Getters:
+ * NULL with usage for a null object. */
+ORV_API orv_status_t orv_domain_set_user_data(orv_domain_t domain, void *data);
+ORV_API void *orv_domain_get_user_data(orv_domain_t domain);
+ORV_API orv_status_t orv_node_set_user_data(orv_node_t node, void *data);
+ORV_API void *orv_node_get_user_data(orv_node_t node);
+ORV_API orv_status_t orv_table_set_user_data(orv_table_t table, void *data);
+ORV_API void *orv_table_get_user_data(orv_table_t table);
+/* Attributes: the key must be a name without dots (invalid_name); value is
+ * copied, replacing the value of an existing key in place; a new key goes to
+ * the front of the list; a NULL value deletes the key (no error if absent).
+ * Errors: usage, invalid_name, no_memory (list unchanged). */
+ORV_API orv_status_t orv_domain_set_attribute(orv_domain_t domain, const char *key, const char *value);
+ORV_API orv_status_t orv_node_set_attribute(orv_node_t node, const char *key, const char *value);
+/* The value of key, or NULL (error 0) when absent. Owned by the attribute and
+ * valid until it changes. Errors: usage. */
+ORV_API const char *orv_domain_get_attribute(orv_domain_t domain, const char *key);
+ORV_API const char *orv_node_get_attribute(orv_node_t node, const char *key);
+/* Iteration, most recently added key first; NULL (error 0) at the end. */
+ORV_API orv_attribute_t orv_domain_get_first_attribute(orv_domain_t domain);
+ORV_API orv_attribute_t orv_node_get_first_attribute(orv_node_t node);
+ORV_API orv_attribute_t orv_attribute_get_next(orv_attribute_t attribute);
+/* Key and value, owned by the attribute. Errors: usage. */
+ORV_API const char *orv_attribute_get_key(orv_attribute_t attribute);
+ORV_API const char *orv_attribute_get_value(orv_attribute_t attribute);
 
 /* ======================================================================
  * Links and graph checks

@@ -1,6 +1,7 @@
 // Domain lifecycle and the domain-level entry points of the node model.
 #include "model/domain.h"
 
+#include "model/attributes.h"
 #include "model/node.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
@@ -11,6 +12,7 @@ orv_domain_s::~orv_domain_s() {
   orv::discard_node_set_cache(this);
   while (first_node) orv::free_node(first_node);
   while (first_table) orv::_orv_free_table(first_table);
+  orv::_orv_free_attribute_list(attributes);
 }
 
 namespace orv {

@@ -55,7 +55,7 @@ struct orv_domain_s : orv::Tagged {
 
   orv::String file_name;
   void *user_data = nullptr;
-  // Attributes.
+  orv_attribute_s *attributes = nullptr;  // owned list, newest key first
 
   // Links: chain blocks and graph caches.
 

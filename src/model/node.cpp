@@ -1,6 +1,7 @@
 // Node creation, numbering and freeing.
 #include "model/node.h"
 
+#include "model/attributes.h"
 #include "runtime/error.h"
 #include "tables/table.h"
 
@@ -90,6 +91,7 @@ void free_node(orv_node_s *node) noexcept {
   _orv_free_table(node->fading);
   free_model(node->model);
   _orv_free(node->relatives.items);
+  _orv_free_attribute_list(node->attributes);
   destroy(node);
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "model/domain.h"
 #include "model/node_list.h"
@@ -54,13 +55,16 @@ struct orv_node_s : orv::Tagged {
   orv_node_s *temporal_link = nullptr;
 
   void *user_data = nullptr;
-  // Attributes.
+  orv_attribute_s *attributes = nullptr;  // owned list, newest key first
 
   // Evidence and inference state.
 
   // Discrete part.
   std::size_t state_count = 1;
-  orv::Vector<orv::String> state_labels;  // empty entries: no label
+  // One entry per state once the first label is set; nullopt: no label.
+  orv::Vector<std::optional<orv::String>> state_labels;
+  // state_count + 1 entries once the first value is set (interval nodes: the
+  // boundaries, the last one the upper end of the last interval).
   orv::Vector<double> state_values;
   orv_subtype_t subtype = orv_subtype_label;
 

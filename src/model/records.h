@@ -16,6 +16,7 @@ enum class Tag : std::uint32_t {
   junction_tree = 0x4f4a304du,
   expression = 0x4f45304du,
   model = 0x4f4d304du,
+  attribute = 0x4f41304du,
 };
 
 // Base of every record that crosses the API.

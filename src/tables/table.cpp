@@ -86,12 +86,23 @@ void _orv_allocate_data_arrays(orv_table_s *t) {
   _orv_init_table(t);
 }
 
+double initial_entry(const orv_table_s *t) {
+  return (t->type == orv_table_probability || t->type == orv_table_fading) ? 1.0 : 0.0;
+}
+
+void init_cg_block(const orv_table_s *t, double *block) {
+  std::fill(block, block + t->block_size, 0.0);
+  if (!t->node || !t->node->is_continuous()) return;
+  for (std::size_t i = 0; i < t->roles.size(); ++i)
+    if (t->roles[i] == kRoleHead) block[cg_matrix_index(i, i)] = 1.0;
+}
+
+std::size_t cg_tail_count(const orv_table_s *t) {
+  return static_cast<std::size_t>(std::count(t->roles.begin(), t->roles.end(), kRoleTail));
+}
+
 void _orv_init_table(orv_table_s *t) {
-  if (t->data) {
-    const double fill =
-        (t->type == orv_table_probability || t->type == orv_table_fading) ? 1.0 : 0.0;
-    std::fill(t->data, t->data + t->size, fill);
-  }
+  if (t->data) std::fill(t->data, t->data + t->size, initial_entry(t));
   if (t->cg_data) std::fill(t->cg_data, t->cg_data + t->size * t->block_size, 0.0);
   const unsigned char role = t->type == orv_table_probability ? kRoleAbsent : kRoleHead;
   std::fill(t->roles.begin(), t->roles.end(), role);
@@ -111,12 +122,53 @@ orv_table_s *_orv_clone_table(const orv_table_s *source, bool in_chain) {
   return t.release();
 }
 
+orv_table_s *_orv_discrete_clone_table(const orv_table_s *source) {
+  Owned<orv_table_s> t(make<orv_table_s>(source->domain));
+  t->type = source->type;
+  NodeList discrete;
+  discrete.reserve(source->discrete_count);
+  for (std::size_t i = 0; i < source->discrete_count; ++i) discrete.push_back(source->nodes[i]);
+  set_shape(t.get(), discrete.c_list());
+  if (source->data) {
+    _orv_allocate_data_arrays(t.get());
+    std::memcpy(t->data, source->data, source->size * sizeof(double));
+  }
+  return t.release();
+}
+
+orv_table_s *_orv_c_clone_table(const orv_table_s *source, std::size_t index) {
+  Owned<orv_table_s> t(make<orv_table_s>(source->domain));
+  t->type = source->type;
+  NodeList continuous;
+  continuous.reserve(source->continuous_count);
+  for (std::size_t i = source->discrete_count; i < source->nodes.size(); ++i)
+    continuous.push_back(source->nodes[i]);
+  set_shape(t.get(), continuous.c_list());
+  if (source->data) {
+    _orv_allocate_data_arrays(t.get());
+    t->data[0] = source->data[index];
+    if (source->cg_data && t->cg_data)
+      std::memcpy(t->cg_data, source->cg_data + index * source->block_size,
+                  source->block_size * sizeof(double));
+    std::copy(source->roles.begin(), source->roles.end(), t->roles.begin());
+  }
+  return t.release();
+}
+
+std::size_t _orv_table_list_length(orv_table_s *const *list) {
+  std::size_t n = 0;
+  if (list)
+    while (list[n]) ++n;
+  return n;
+}
+
 void _orv_copy_table_data(orv_table_s *target, const orv_table_s *source) {
   if (target == source) return;
   if (source->data && target->data) std::memcpy(target->data, source->data, source->size * sizeof(double));
   if (source->cg_data && target->cg_data)
     std::memcpy(target->cg_data, source->cg_data, source->size * source->block_size * sizeof(double));
-  std::copy(source->roles.begin(), source->roles.end(), target->roles.begin());
+  if (target->roles.size() == source->roles.size())
+    std::copy(source->roles.begin(), source->roles.end(), target->roles.begin());
 }
 
 void _orv_free_table(orv_table_s *t) noexcept {

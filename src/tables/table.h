@@ -28,6 +28,7 @@ struct orv_table_s : orv::Tagged {
   double *data = nullptr;      // `size` entries, or null until needed
   double *cg_data = nullptr;   // size x block_size entries
   void *java_reference = nullptr;
+  void *user_data = nullptr;  // the application's pointer; never interpreted
   orv_table_s *next = nullptr;
   bool chained = false;
 
@@ -51,9 +52,49 @@ orv_table_s *_orv_create_table(orv_domain_s *d, orv_node_t const *nodes, orv_tab
 void _orv_allocate_data_arrays(orv_table_s *t);
 void _orv_init_table(orv_table_s *t);
 orv_table_s *_orv_clone_table(const orv_table_s *t, bool in_chain);
+// An unchained copy over the discrete nodes only, with the discrete data.
+orv_table_s *_orv_discrete_clone_table(const orv_table_s *t);
+// An unchained table over the continuous nodes only holding the discrete
+// entry and the CG block (and roles) of discrete configuration `index`.
+orv_table_s *_orv_c_clone_table(const orv_table_s *t, std::size_t index);
 void _orv_copy_table_data(orv_table_s *target, const orv_table_s *source);
 // Unlinks from the chain (renumbering), frees everything; null is ignored.
 void _orv_free_table(orv_table_s *t) noexcept;
+std::size_t _orv_table_list_length(orv_table_s *const *list);
+
+// Removes discrete `node` by keeping the slice where it is in `state` (the
+// caller checks state < count). Shrinks in place, so it never fails; a node
+// that is not a discrete node of the table is ignored.
+void _orv_table_instantiate(orv_table_s *t, orv_node_s *node, std::size_t state) noexcept;
+
+// Removes continuous `node` with its mean, row and column from every CG
+// block and its role byte. Shrinks in place, so it never fails; a node that
+// is not a continuous node of the table is ignored.
+void remove_continuous_node(orv_table_s *t, orv_node_s *node) noexcept;
+
+// Row-major index of a configuration of the discrete nodes (last node
+// fastest); kSizeSentinel when a state is out of range or the size overflowed.
+std::size_t _orv_table_get_index_from_configuration(const orv_table_s *t,
+                                                    const std::size_t *configuration);
+// Fills one state per discrete node; the caller checks index < size.
+void _orv_table_get_configuration_from_index(const orv_table_s *t, std::size_t *configuration,
+                                             std::size_t index);
+// Product of the state counts of the discrete nodes before (B) and after (A)
+// discrete node position `position`: the data are B blocks of count x A.
+std::size_t stride_before(const orv_table_s *t, std::size_t position);
+std::size_t stride_after(const orv_table_s *t, std::size_t position);
+
+// Initial discrete entry of a fresh table of this type (1.0 or 0.0).
+double initial_entry(const orv_table_s *t);
+// Fills one CG block as a fresh table has it: zeros, and variance 1.0 for the
+// head of a node's own CG table.
+void init_cg_block(const orv_table_s *t, double *block);
+std::size_t cg_tail_count(const orv_table_s *t);
+
+// Reorders the table's nodes (see orv_table_reorder_nodes); a node's own
+// table takes its experience and fading tables along. Throws; on failure
+// nothing changed.
+void reorder_table_nodes(orv_table_s *t, orv_node_t const *order);
 
 // Position of node i's mean, and of the covariance of nodes i and j, in a block.
 inline std::size_t cg_vector_index(std::size_t i) { return i * (i + 3) / 2; }

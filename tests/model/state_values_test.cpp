@@ -1,0 +1,230 @@
+// State values (storage, status rules, lookup by value) and the reordering
+// of states with every table permuted along.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <vector>
+
+#include "model/node.h"
+#include "model/states.h"
+#include "orvel.h"
+#include "support/domain_fixture.h"
+#include "support/fault_injection.h"
+#include "support/table_fixture.h"
+#include "tables/table.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::link;
+using test::new_domain;
+using test::set_state_count;
+using test::snapshot;
+
+orv_node_t valued(orv_domain_t d, const char *name, orv_subtype_t subtype, std::vector<double> values) {
+  orv_node_t n = add_node(d, name);
+  const size_t count = subtype == orv_subtype_interval ? values.size() - 1 : values.size();
+  set_state_count(n, count);
+  EXPECT_EQ(orv_node_set_subtype(n, subtype), orv_error_none);
+  for (size_t i = 0; i < values.size(); ++i) EXPECT_EQ(orv_node_set_state_value(n, i, values[i]), orv_error_none);
+  return n;
+}
+
+TEST(StateValues, StorageAndDefaults) {
+  auto d = new_domain();
+  orv_node_t n = add_node(d.get(), "N");
+  set_state_count(n, 3);
+  ASSERT_EQ(orv_node_set_subtype(n, orv_subtype_interval), orv_error_none);
+  EXPECT_EQ(orv_node_get_state_value(n, 0), -DBL_MAX);  // nothing stored yet
+  EXPECT_EQ(orv_node_get_state_value(n, 1), -1.0);
+  EXPECT_EQ(orv_node_get_state_value(n, 3), DBL_MAX);
+  EXPECT_EQ(orv_node_set_state_value(n, 1, 0.5), orv_error_none);
+  EXPECT_EQ(n->state_values, (Vector<double>{-DBL_MAX, 0.5, -1.0, DBL_MAX}));
+  EXPECT_EQ(orv_node_get_state_value(n, 4), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+
+  orv_node_t m = add_node(d.get(), "M");
+  set_state_count(m, 2);
+  EXPECT_EQ(orv_node_set_state_value(m, 0, 1.0), orv_error_usage);  // label node
+  ASSERT_EQ(orv_node_set_subtype(m, orv_subtype_number), orv_error_none);
+  EXPECT_EQ(orv_node_get_state_value(m, 1), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_EQ(orv_node_set_state_value(m, 2, 1.0), orv_error_usage);  // number nodes: states only
+  m->class_node = n;
+  EXPECT_EQ(orv_node_set_state_value(m, 0, 1.0), orv_error_usage);
+  m->class_node = nullptr;
+  EXPECT_TRUE(m->state_values.empty());
+
+  // The upper end follows changes of the number of states.
+  ASSERT_EQ(orv_node_set_state_value(n, 0, 0.0), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(n, 2, 2.0), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(n, 3, 3.0), orv_error_none);
+  set_state_count(n, 2);
+  EXPECT_EQ(n->state_values, (Vector<double>{0.0, 0.5, 3.0}));
+  set_state_count(n, 4);
+  EXPECT_EQ(n->state_values, (Vector<double>{0.0, 0.5, -1.0, -1.0, 3.0}));
+}
+
+TEST(StateValues, StatusRules) {
+  auto d = new_domain();
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N1", orv_subtype_number, {1, 2, 3})), 0);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N2", orv_subtype_number, {1, 1, 3})), 1);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N3", orv_subtype_number, {-DBL_MAX, 2})), 2);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N4", orv_subtype_number, {1, DBL_MAX})), 2);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I1", orv_subtype_interval, {0, 1, 1, 2})), 0);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I2", orv_subtype_interval, {0, 1, 1, 1, 2})), 1);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I3", orv_subtype_interval, {0, 2, 1})), 1);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(
+                valued(d.get(), "I4", orv_subtype_interval, {-DBL_MAX, 0, DBL_MAX})), 0);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(
+                valued(d.get(), "I5", orv_subtype_interval, {-DBL_MAX, -DBL_MAX, 0})), 2);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(
+                valued(d.get(), "I6", orv_subtype_interval, {-DBL_MAX, -DBL_MAX, 0, 1})), 2);
+  EXPECT_EQ(_orv_node_check_status_of_state_values(
+                valued(d.get(), "I7", orv_subtype_interval, {0, 1, DBL_MAX, DBL_MAX})), 2);
+  orv_node_t unset = add_node(d.get(), "U");
+  EXPECT_EQ(_orv_node_check_status_of_state_values(unset), 1);
+}
+
+TEST(StateValues, IntervalLookup) {
+  auto d = new_domain();
+  orv_node_t n = valued(d.get(), "N", orv_subtype_interval, {0, 1, 1, 2});
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 1.0), 1);  // the point interval
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 0.5), 0);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 1.5), 2);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 0.0), 0);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.0), 2);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, -0.1), -1);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.1), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+
+  orv_node_t open = valued(d.get(), "O", orv_subtype_interval, {-DBL_MAX, 0, 10, DBL_MAX});
+  EXPECT_EQ(orv_node_get_state_index_from_value(open, -1e300), 0);
+  EXPECT_EQ(orv_node_get_state_index_from_value(open, 0.0), 1);  // an inner boundary starts its interval
+  EXPECT_EQ(orv_node_get_state_index_from_value(open, 10.0), 2);
+  EXPECT_EQ(orv_node_get_state_index_from_value(open, 1e300), 2);
+
+  orv_node_t bad = valued(d.get(), "B", orv_subtype_interval, {0, 1, 1, 1, 2});
+  EXPECT_EQ(orv_node_get_state_index_from_value(bad, 1.0), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  orv_node_t unset = add_node(d.get(), "U");
+  ASSERT_EQ(orv_node_set_subtype(unset, orv_subtype_interval), orv_error_none);
+  EXPECT_EQ(orv_node_get_state_index_from_value(unset, 0.0), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+TEST(StateValues, NumberLookupWithRelativeTolerance) {
+  auto d = new_domain();
+  orv_node_t n = valued(d.get(), "N", orv_subtype_number, {1, 2, 3});
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.000001), 1);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.1), -1);
+  EXPECT_EQ(orv_node_get_state_index_from_value(n, 3.0), 2);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  orv_node_t z = valued(d.get(), "Z", orv_subtype_number, {0, 1e-12});
+  EXPECT_EQ(orv_node_get_state_index_from_value(z, 0.0), 0);
+  EXPECT_EQ(orv_node_get_state_index_from_value(z, 1e-12), 1);
+  EXPECT_EQ(orv_node_get_state_index_from_value(z, 1e-13), -1);
+  // Number nodes need values, not valid ones.
+  orv_node_t unsorted = valued(d.get(), "S", orv_subtype_number, {3, 1});
+  EXPECT_EQ(orv_node_get_state_index_from_value(unsorted, 1.0), 1);
+  orv_node_t none = add_node(d.get(), "E");
+  ASSERT_EQ(orv_node_set_subtype(none, orv_subtype_number), orv_error_none);
+  EXPECT_EQ(orv_node_get_state_index_from_value(none, 1.0), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  orv_node_t label = add_node(d.get(), "L");
+  EXPECT_EQ(orv_node_get_state_index_from_value(label, 0.0), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+// A(3, labelled) -> B(2), and A -> X (continuous).
+struct Labelled {
+  test::DomainPtr d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_table_t ta, tb, tx;
+  Labelled() {
+    set_state_count(a, 3), set_state_count(b, 2);
+    orv_node_set_state_label(a, 0, "lo"), orv_node_set_state_label(a, 1, "mid"), orv_node_set_state_label(a, 2, "hi");
+    link(a, b), link(a, x);
+    ta = orv_node_get_table(a), tb = orv_node_get_table(b), tx = orv_node_get_table(x);
+    for (orv_table_t t : {ta, tb, tx}) test::fill_distinct(t);
+  }
+};
+
+TEST(ReorderStates, PermutesLabelsAndEveryTableKeepingTheDistribution) {
+  Labelled f;
+  const auto old_b = test::configurations(f.tb);
+  const auto before_b = snapshot(f.tb), before_x = snapshot(f.tx), before_a = snapshot(f.ta);
+  const char *order[] = {"hi", "lo", "mid", nullptr};  // lo->1, mid->2, hi->0
+  ASSERT_EQ(orv_node_reorder_states(f.a, order), orv_error_none);
+  const size_t to_new[] = {1, 2, 0};
+  EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "hi");
+  EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "mid");
+  for (size_t i = 0; i < old_b.size(); ++i) {
+    test::Assignment moved = old_b[i];
+    moved[f.a] = to_new[moved[f.a]];
+    EXPECT_EQ(test::entry(f.tb, moved), before_b.data[i]);
+  }
+  EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{3, 1, 2}));
+  for (size_t s = 0; s < 3; ++s)
+    for (size_t q = 0; q < 2; ++q) EXPECT_EQ(f.tx->cg_data[to_new[s] * 2 + q], before_x.cg_data[s * 2 + q]);
+  // Reordering back restores the original layout.
+  const char *back[] = {"lo", "mid", "hi", nullptr};
+  ASSERT_EQ(orv_node_reorder_states(f.a, back), orv_error_none);
+  EXPECT_EQ(snapshot(f.tb), before_b);
+  EXPECT_EQ(snapshot(f.ta), before_a);
+}
+
+TEST(ReorderStates, RefusesBadOrdersAndNonLabelNodes) {
+  Labelled f;
+  const auto before = snapshot(f.tb);
+  const auto refused = [&](std::vector<const char *> order) {
+    order.push_back(nullptr);
+    EXPECT_EQ(orv_node_reorder_states(f.a, order.data()), orv_error_usage);
+    EXPECT_EQ(snapshot(f.tb), before);
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "lo");
+  };
+  refused({"hi", "lo"});                 // too short
+  refused({"hi", "lo", "mid", "lo"});    // too long
+  refused({"hi", "lo", "lo"});           // a state twice
+  refused({"hi", "lo", "other"});        // unknown label
+  EXPECT_EQ(orv_node_reorder_states(f.a, nullptr), orv_error_usage);
+  const char *same[] = {"lo", "mid", "hi", nullptr};
+  EXPECT_EQ(orv_node_reorder_states(f.a, same), orv_error_none);
+  EXPECT_EQ(snapshot(f.tb), before);
+  ASSERT_EQ(orv_node_set_subtype(f.a, orv_subtype_number), orv_error_none);
+  const char *order[] = {"hi", "lo", "mid", nullptr};
+  EXPECT_EQ(orv_node_reorder_states(f.a, order), orv_error_usage);
+  EXPECT_EQ(orv_node_reorder_states(f.x, order), orv_error_usage);
+}
+
+TEST(ReorderStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
+  Labelled f;
+  const auto tables = [&] { return std::vector<test::TableSnapshot>{snapshot(f.ta), snapshot(f.tb), snapshot(f.tx)}; };
+  const auto before = tables();
+  const char *order[] = {"mid", "hi", "lo", nullptr};
+  for (size_t n = 0;; ++n) {
+    test::LiveBlocks live;
+    orv_status_t rc;
+    size_t failures;
+    {
+      test::FailNthAllocation guard(n);
+      rc = orv_node_reorder_states(f.a, order);
+      failures = guard.failures();
+    }
+    if (failures == 0) {
+      ASSERT_EQ(rc, orv_error_none);
+      break;
+    }
+    EXPECT_EQ(rc, orv_error_no_memory);
+    EXPECT_EQ(tables(), before) << "allocation " << n;
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "lo");
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
+    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
+  }
+  EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "mid");
+}
+
+}  // namespace
+}  // namespace orv

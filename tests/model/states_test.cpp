@@ -1,0 +1,197 @@
+// States: the number of states with every involved table resized, labels
+// and their lookup, and failure paths that must leave everything unchanged.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "model/node.h"
+#include "orvel.h"
+#include "support/domain_fixture.h"
+#include "support/fault_injection.h"
+#include "support/table_fixture.h"
+#include "tables/table.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::link;
+using test::new_domain;
+using test::set_state_count;
+using test::snapshot;
+using test::TableSnapshot;
+constexpr size_t kNone = static_cast<size_t>(-1);
+
+TEST(StateLabels, DefaultsAndLookup) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  EXPECT_EQ(orv_node_get_number_of_states(a), 1u);
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, ""), 0);
+  set_state_count(a, 3);
+  EXPECT_STREQ(orv_node_get_state_label(a, 2), "");
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, ""), -1);  // every state has it
+  ASSERT_EQ(orv_node_set_state_label(a, 1, "mid"), orv_error_none);
+  EXPECT_STREQ(orv_node_get_state_label(a, 1), "mid");
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, "mid"), 1);
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, "none"), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_label(a, 2, "mid"), orv_error_none);
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, "mid"), -1);  // not unique
+  ASSERT_EQ(orv_node_set_state_label(a, 2, "high"), orv_error_none);
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, "high"), 2);
+
+  orv_node_t b = add_node(d.get(), "B");
+  set_state_count(b, 2);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_boolean), orv_error_none);
+  EXPECT_STREQ(orv_node_get_state_label(b, 0), "false");
+  EXPECT_STREQ(orv_node_get_state_label(b, 1), "true");
+  EXPECT_EQ(orv_node_get_state_index_from_label(b, "true"), 1);
+  ASSERT_EQ(orv_node_set_state_label(b, 1, "yes"), orv_error_none);
+  EXPECT_STREQ(orv_node_get_state_label(b, 1), "yes");
+  ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // an explicit empty label
+  EXPECT_STREQ(orv_node_get_state_label(b, 0), "");
+}
+
+TEST(StateLabels, RefuseBadArguments) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  set_state_count(a, 2);
+  EXPECT_EQ(orv_node_get_state_label(a, 2), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_state_label(x, 0), nullptr);
+  EXPECT_EQ(orv_node_set_state_label(a, 2, "c"), orv_error_usage);
+  EXPECT_EQ(orv_node_set_state_label(a, 0, nullptr), orv_error_usage);
+  EXPECT_EQ(orv_node_set_state_label(nullptr, 0, "a"), orv_error_usage);
+  EXPECT_EQ(orv_node_get_state_index_from_label(a, nullptr), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_state_index_from_label(x, "a"), -1);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  a->temporal_clone = true;
+  EXPECT_EQ(orv_node_set_state_label(a, 0, "a"), orv_error_usage);
+  a->temporal_clone = false;
+  a->class_node = x;
+  EXPECT_EQ(orv_node_set_state_label(a, 0, "a"), orv_error_usage);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_usage);
+  a->class_node = nullptr;
+  EXPECT_STREQ(orv_node_get_state_label(a, 0), "");  // nothing was stored
+
+  EXPECT_EQ(orv_node_get_number_of_states(x), kNone);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_set_number_of_states(x, 2), orv_error_usage);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 0), orv_error_usage);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 2), orv_error_none);  // unchanged count
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_boolean), orv_error_none);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_usage);
+  EXPECT_EQ(orv_node_get_number_of_states(a), 2u);
+}
+
+// A(3) -> B(2) and A -> X (continuous): A's own table, B's table over
+// (A, B), X's CG table over (A, X) and B's experience table over (A).
+struct Family {
+  test::DomainPtr d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_table_t ta, tb, tx, eb;
+  Family() {
+    set_state_count(a, 3), set_state_count(b, 2);
+    link(a, b), link(a, x);
+    ta = orv_node_get_table(a), tb = orv_node_get_table(b), tx = orv_node_get_table(x);
+    orv_node_t parents[] = {a, nullptr};
+    eb = b->experience = _orv_create_table(d.get(), parents, orv_table_experience, 0, true, true);
+    eb->node = b;
+    for (orv_table_t t : {ta, tb, tx, eb}) test::fill_distinct(t);
+    for (size_t s = 0; s < 3; ++s) orv_node_set_state_label(a, s, ("a" + std::to_string(s)).c_str());
+  }
+  std::vector<TableSnapshot> tables() const { return {snapshot(ta), snapshot(tb), snapshot(tx), snapshot(eb)}; }
+};
+
+TEST(NumberOfStates, GrowingKeepsEntriesOfOldStatesInEveryTable) {
+  Family f;
+  const auto before = f.tables();
+  const auto old_b = test::configurations(f.tb);
+  ASSERT_EQ(orv_node_set_number_of_states(f.a, 5), orv_error_none);
+  EXPECT_EQ(orv_node_get_number_of_states(f.a), 5u);
+  EXPECT_EQ(orv_table_get_size(f.ta), 5u);
+  EXPECT_EQ(orv_table_get_size(f.tb), 10u);
+  EXPECT_EQ(orv_table_get_size(f.tx), 5u);
+  EXPECT_EQ(orv_table_get_size(f.eb), 5u);
+  // A's own table and the experience table: old states kept, new ones initial.
+  EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{1, 2, 3, 1, 1}));
+  EXPECT_EQ(snapshot(f.eb).data, (std::vector<double>{1, 2, 3, 0, 0}));
+  // B's table: the entry of every old configuration is where it was.
+  for (size_t i = 0; i < old_b.size(); ++i) EXPECT_EQ(test::entry(f.tb, old_b[i]), before[1].data[i]);
+  EXPECT_EQ(test::entry(f.tb, {{f.a, 4}, {f.b, 1}}), 1.0);
+  // X's CG blocks: old blocks kept, new ones fresh with unit variance.
+  const auto cg = snapshot(f.tx).cg_data;
+  ASSERT_EQ(cg.size(), 10u);
+  EXPECT_EQ(std::vector<double>(cg.begin(), cg.begin() + 6), before[2].cg_data);
+  EXPECT_EQ(std::vector<double>(cg.begin() + 6, cg.end()), (std::vector<double>{0, 1, 0, 1}));
+  // Labels: old ones kept, new states have none.
+  EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "a2");
+  EXPECT_STREQ(orv_node_get_state_label(f.a, 4), "");
+}
+
+TEST(NumberOfStates, ShrinkingDropsEntriesAndLabelsOfRemovedStates) {
+  Family f;
+  const auto before = f.tables();
+  const auto old_b = test::configurations(f.tb);
+  ASSERT_EQ(orv_node_set_number_of_states(f.a, 2), orv_error_none);
+  EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{1, 2}));
+  EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 3, 4}));
+  EXPECT_EQ(snapshot(f.tx).cg_data, std::vector<double>(before[2].cg_data.begin(), before[2].cg_data.begin() + 4));
+  EXPECT_EQ(orv_node_get_state_index_from_label(f.a, "a2"), -1);
+  ASSERT_EQ(orv_node_set_number_of_states(f.a, 3), orv_error_none);
+  EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "");  // the label did not come back
+
+  // The child itself as last dimension: B from 2 to 3 within each A block.
+  ASSERT_EQ(orv_node_set_number_of_states(f.b, 3), orv_error_none);
+  EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 1, 3, 4, 1, 1, 1, 1}));
+  EXPECT_EQ(snapshot(f.eb).data.size(), 3u);  // B is not in its experience table
+  (void)old_b;
+}
+
+TEST(NumberOfStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
+  for (size_t target : {5u, 2u}) {
+    Family f;
+    const auto before = f.tables();
+    for (size_t n = 0;; ++n) {
+      test::LiveBlocks live;
+      orv_status_t rc;
+      size_t failures;
+      {
+        test::FailNthAllocation guard(n);
+        rc = orv_node_set_number_of_states(f.a, target);
+        failures = guard.failures();
+      }
+      if (failures == 0) {
+        ASSERT_EQ(rc, orv_error_none);
+        EXPECT_EQ(orv_table_get_size(f.tb), target * 2);
+        break;
+      }
+      EXPECT_EQ(rc, orv_error_no_memory) << "allocation " << n;
+      EXPECT_EQ(orv_node_get_number_of_states(f.a), 3u);
+      EXPECT_EQ(f.tables(), before) << "allocation " << n;
+      EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "a2");
+      EXPECT_EQ(live.delta(), 0) << "allocation " << n;
+    }
+  }
+}
+
+TEST(NumberOfStates, TablesWithoutDataOnlyChangeShape) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  orv_node_t ab[] = {a, b, nullptr};
+  b->table = _orv_create_table(d.get(), ab, orv_table_probability, 0, false, true);
+  b->table->node = b;
+  link(a, b);
+  set_state_count(a, 4);
+  set_state_count(b, 3);
+  EXPECT_EQ(orv_table_get_size(b->table), 12u);
+  EXPECT_EQ(b->table->data, nullptr);
+  EXPECT_EQ(orv_table_get_data(b->table)[11], 1.0);
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,352 @@
+// Tables: the index rule, CG block positions, node tables over families,
+// accessors and their argument checks, instantiation, clones and deletion.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "model/node.h"
+#include "orvel.h"
+#include "support/domain_fixture.h"
+#include "support/fault_injection.h"
+#include "support/table_fixture.h"
+#include "tables/table.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::link;
+using test::new_domain;
+using test::set_state_count;
+constexpr size_t kNone = static_cast<size_t>(-1);
+
+orv_node_t continuous(orv_domain_t d, const char *name) {
+  return add_node(d, name, orv_category_chance, orv_kind_continuous);
+}
+
+TEST(TableIndex, EmptyTableAndTheRowMajorRule) {
+  auto d = new_domain();
+  orv_node_t none[] = {nullptr};
+  Owned<orv_table_s> empty(_orv_create_table(d.get(), none, orv_table_probability, 0, true, false));
+  EXPECT_EQ(orv_table_get_size(empty.get()), 1u);
+  EXPECT_EQ(orv_table_get_cg_size(empty.get()), 0u);
+  EXPECT_EQ(orv_table_get_data(empty.get())[0], 1.0);
+  EXPECT_EQ(empty->cg_data, nullptr);
+
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  set_state_count(a, 2), set_state_count(b, 3);
+  orv_node_t ab[] = {a, b, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), ab, orv_table_utility, 0, false, false));
+  const size_t config[] = {1, 2};
+  EXPECT_EQ(orv_table_get_index_from_configuration(t.get(), config), 5u);
+  size_t out[2] = {9, 9};
+  EXPECT_EQ(orv_table_get_configuration_from_index(t.get(), out, 4), orv_error_none);
+  EXPECT_EQ(out[0], 1u);
+  EXPECT_EQ(out[1], 1u);
+  EXPECT_EQ(orv_table_get_data(t.get())[5], 0.0);  // utility tables start at 0
+
+  const size_t bad[] = {2, 0};
+  EXPECT_EQ(orv_table_get_index_from_configuration(t.get(), bad), kNone);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_table_get_index_from_configuration(t.get(), nullptr), kNone);
+  EXPECT_EQ(orv_table_get_configuration_from_index(t.get(), out, 6), orv_error_usage);
+  EXPECT_EQ(orv_table_get_configuration_from_index(nullptr, out, 0), orv_error_usage);
+  EXPECT_EQ(orv_table_get_size(reinterpret_cast<orv_table_t>(a)), kNone);  // wrong handle kind
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+TEST(TableIndex, RoundTripsOnMixedTables) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
+  set_state_count(a, 3), set_state_count(b, 1), set_state_count(c, 4);
+  orv_node_t nodes[] = {a, b, c, x, y, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
+  ASSERT_EQ(orv_table_get_size(t.get()), 12u);
+  EXPECT_EQ(orv_table_get_cg_size(t.get()), 12u * 5u);
+  std::vector<size_t> config(3);
+  for (size_t i = 0; i < 12; ++i) {
+    ASSERT_EQ(orv_table_get_configuration_from_index(t.get(), config.data(), i), orv_error_none);
+    EXPECT_EQ(config[0], i / 4);
+    EXPECT_EQ(config[1], 0u);
+    EXPECT_EQ(config[2], i % 4);
+    EXPECT_EQ(orv_table_get_index_from_configuration(t.get(), config.data()), i);
+  }
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(t.get())), (std::vector<std::string>{"A", "B", "C", "X", "Y"}));
+}
+
+TEST(TableSize, OverflowIsReportedOnlyBySizeGettersAndRefusedByAllocation) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  a->state_count = size_t{1} << 40;  // too large to build through the API
+  b->state_count = size_t{1} << 40;
+  orv_node_t ab[] = {a, b, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), ab, orv_table_probability, 0, false, false));
+  EXPECT_EQ(orv_table_get_size(t.get()), kNone);
+  EXPECT_EQ(orv_error_code(), orv_error_size_too_large);
+  EXPECT_EQ(orv_table_get_cg_size(t.get()), 0u);
+  EXPECT_EQ(orv_table_get_data(t.get()), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+  const size_t config[] = {0, 0};
+  EXPECT_EQ(orv_table_get_index_from_configuration(t.get(), config), kNone);
+  a->state_count = b->state_count = 1;
+}
+
+TEST(CgBlocks, PositionsOfMeansAndCovariances) {
+  auto d = new_domain();
+  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y"), z = continuous(d.get(), "Z");
+  orv_node_t xyz[] = {x, y, z, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), xyz, orv_table_probability, 0, true, false));
+  EXPECT_EQ(t->block_size, 9u);
+  EXPECT_EQ(orv_cg_vector_index(t.get(), 0), 0u);
+  EXPECT_EQ(orv_cg_vector_index(t.get(), 2), 5u);
+  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 2), 6u);
+  EXPECT_EQ(orv_cg_matrix_index(t.get(), 2, 2), 8u);
+  EXPECT_EQ(orv_cg_matrix_index(t.get(), 1, 0), 3u);
+  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 1), 3u);
+  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 0), 1u);
+  // Every position of the block is named exactly once.
+  std::vector<int> seen(9, 0);
+  for (size_t i = 0; i < 3; ++i) {
+    ++seen[orv_cg_vector_index(t.get(), i)];
+    for (size_t j = 0; j <= i; ++j) ++seen[orv_cg_matrix_index(t.get(), i, j)];
+  }
+  EXPECT_EQ(seen, std::vector<int>(9, 1));
+  EXPECT_EQ(orv_cg_vector_index(t.get(), 3), kNone);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 3), kNone);
+  EXPECT_EQ(orv_cg_tail_count(t.get()), 0u);
+  EXPECT_EQ(orv_cg_tail_count(nullptr), kNone);
+  // A fresh probability table has no CG information yet: no head to read.
+  EXPECT_EQ(orv_table_get_mean(t.get(), 0, x), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+TEST(NodeTables, AreBuiltOverTheFamily) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
+  link(a, c), link(b, c);
+  orv_table_t tc = orv_node_get_table(c);
+  ASSERT_NE(tc, nullptr);
+  EXPECT_EQ(orv_node_get_table(c), tc);  // created once
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(tc)), (std::vector<std::string>{"B", "A", "C"}));
+  EXPECT_EQ(orv_table_get_size(tc), 12u);
+  EXPECT_EQ(tc->type, orv_table_probability);
+  EXPECT_EQ(tc->node, c);
+  EXPECT_EQ(tc->number, d->table_count);
+  for (size_t i = 0; i < 12; ++i) EXPECT_EQ(orv_table_get_data(tc)[i], 1.0);
+
+  orv_node_t u = add_node(d.get(), "U", orv_category_utility, orv_kind_other);
+  link(a, u);
+  orv_table_t tu = orv_node_get_table(u);
+  ASSERT_NE(tu, nullptr);
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(tu)), (std::vector<std::string>{"A"}));
+  EXPECT_EQ(tu->type, orv_table_utility);
+  EXPECT_EQ(orv_table_get_data(tu)[1], 0.0);
+
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  link(a, f);
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(orv_node_get_table(f))), (std::vector<std::string>{"F"}));
+  orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
+  EXPECT_EQ(orv_node_get_table(g), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  b->class_node = a;  // pretend b was copied from a class node
+  EXPECT_EQ(orv_node_get_table(b), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  b->class_node = nullptr;
+  EXPECT_EQ(orv_node_get_table(nullptr), nullptr);
+}
+
+TEST(NodeTables, ContinuousNodesGetHeadTailRolesAndUnitVariance) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  set_state_count(a, 3);
+  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
+  link(a, x), link(y, x);
+  orv_table_t tx = orv_node_get_table(x);
+  ASSERT_NE(tx, nullptr);
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(tx)), (std::vector<std::string>{"A", "X", "Y"}));
+  EXPECT_EQ(tx->roles[0], kRoleHead);
+  EXPECT_EQ(tx->roles[1], kRoleTail);
+  EXPECT_EQ(orv_cg_tail_count(tx), 1u);
+  for (size_t i = 0; i < 3; ++i)
+    for (size_t q = 0; q < 5; ++q) EXPECT_EQ(tx->cg_data[i * 5 + q], q == 1 ? 1.0 : 0.0) << i << "," << q;
+  EXPECT_EQ(orv_table_get_mean(tx, 0, x), -1.0);  // tails present
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+
+  orv_table_t ty = orv_node_get_table(y);  // no parents: head only
+  ASSERT_NE(ty, nullptr);
+  ty->cg_data[0] = 2.5;
+  EXPECT_EQ(orv_table_get_mean(ty, 0, y), 2.5);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_EQ(orv_table_get_variance(ty, 0, y), 1.0);
+  EXPECT_EQ(orv_table_get_covariance(ty, 0, y, y), 1.0);
+  EXPECT_EQ(orv_table_get_mean(ty, 1, y), -1.0);  // index out of range
+  EXPECT_EQ(orv_table_get_mean(ty, 0, x), -1.0);  // not in the table
+  EXPECT_EQ(orv_table_get_mean(ty, 0, a), -1.0);  // not continuous
+  EXPECT_EQ(orv_table_get_variance(ty, 0, nullptr), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+TEST(NodeTables, CreationFailureLeavesNoTable) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), x = continuous(d.get(), "X");
+  link(a, x);
+  for (size_t n = 0;; ++n) {
+    test::LiveBlocks live;
+    orv_table_t t;
+    size_t failures;
+    {
+      test::FailNthAllocation guard(n);
+      t = orv_node_get_table(x);
+      failures = guard.failures();
+    }
+    if (failures == 0) {
+      ASSERT_NE(t, nullptr);
+      break;
+    }
+    EXPECT_EQ(t, nullptr);
+    EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+    EXPECT_EQ(x->table, nullptr);
+    EXPECT_EQ(d->table_count, 0u);
+    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
+  }
+}
+
+TEST(TableChain, FreeingRenumbersNewerTables) {
+  auto d = new_domain();
+  orv_node_t none[] = {nullptr};
+  orv_table_s *t1 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
+  orv_table_s *t2 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
+  orv_table_s *t3 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
+  EXPECT_EQ(t3->number, 3u);
+  _orv_free_table(t2);
+  EXPECT_EQ(t3->number, 2u);
+  EXPECT_EQ(t1->number, 1u);
+  EXPECT_EQ(d->table_count, 2u);
+  orv_table_s *list[] = {t1, t3, nullptr};
+  EXPECT_EQ(_orv_table_list_length(list), 2u);
+}
+
+TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t one = add_node(d.get(), "One"), x = continuous(d.get(), "X");
+  set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
+  orv_node_t nodes[] = {a, b, one, c, x, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
+  test::fill_distinct(t.get());
+  const auto before = test::configurations(t.get());
+  const test::TableSnapshot old = test::snapshot(t.get());
+
+  _orv_table_instantiate(t.get(), b, 2);
+  EXPECT_EQ(test::names_of(t->nodes.c_list()), (std::vector<std::string>{"A", "One", "C", "X"}));
+  EXPECT_EQ(t->size, 4u);
+  EXPECT_EQ(t->discrete_count, 3u);
+  for (size_t i = 0; i < old.size; ++i) {
+    if (before[i].at(b) != 2) continue;
+    test::Assignment kept = before[i];
+    kept.erase(b);
+    EXPECT_EQ(test::entry(t.get(), kept), old.data[i]);
+    const size_t at = orv_table_get_index_from_configuration(t.get(), std::vector<size_t>{kept[a], 0, kept[c]}.data());
+    for (size_t q = 0; q < t->block_size; ++q) EXPECT_EQ(t->cg_data[at * 2 + q], old.cg_data[i * 2 + q]);
+  }
+  const test::TableSnapshot sliced = test::snapshot(t.get());
+  _orv_table_instantiate(t.get(), one, 0);  // a single state: just removed
+  EXPECT_EQ(t->discrete_count, 2u);
+  EXPECT_EQ(test::snapshot(t.get()).data, sliced.data);
+  _orv_table_instantiate(t.get(), b, 0);  // no longer in the table
+  _orv_table_instantiate(t.get(), x, 0);  // not discrete
+  EXPECT_EQ(t->nodes.size(), 3u);
+}
+
+TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  set_state_count(a, 2);
+  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y"), z = continuous(d.get(), "Z");
+  orv_node_t nodes[] = {a, x, y, z, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_utility, 0, true, false));
+  test::fill_distinct(t.get());
+  t->roles[2] = kRoleTail;
+  remove_continuous_node(t.get(), y);
+  EXPECT_EQ(test::names_of(t->nodes.c_list()), (std::vector<std::string>{"A", "X", "Z"}));
+  EXPECT_EQ(t->block_size, 5u);
+  EXPECT_EQ(t->continuous_count, 2u);
+  EXPECT_EQ(t->roles.size(), 2u);
+  EXPECT_EQ(t->roles[1], kRoleTail);
+  for (size_t i = 0; i < 2; ++i) {  // old positions: X 0, 1; Z 5, 6 (with X), 8
+    const std::vector<double> block(t->cg_data + i * 5, t->cg_data + i * 5 + 5);
+    const double base = 1000.0 * i;
+    EXPECT_EQ(block, (std::vector<double>{base, base + 1, base + 5, base + 6, base + 8}));
+  }
+  remove_continuous_node(t.get(), y);  // gone already: ignored
+  remove_continuous_node(t.get(), a);  // discrete: ignored
+  remove_continuous_node(t.get(), x);
+  remove_continuous_node(t.get(), z);
+  EXPECT_EQ(t->block_size, 0u);
+  EXPECT_EQ(t->cg_data, nullptr);
+  EXPECT_EQ(orv_table_get_cg_size(t.get()), 0u);
+  EXPECT_EQ(t->size, 2u);
+}
+
+TEST(TableClones, DiscreteAndContinuousParts) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
+  set_state_count(a, 3);
+  orv_node_t nodes[] = {a, x, y, nullptr};
+  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true));
+  test::fill_distinct(t.get());
+  t->roles[0] = kRoleHead, t->roles[1] = kRoleTail;
+
+  Owned<orv_table_s> discrete(_orv_discrete_clone_table(t.get()));
+  EXPECT_EQ(test::names_of(discrete->nodes.c_list()), (std::vector<std::string>{"A"}));
+  EXPECT_EQ(discrete->number, 0u);
+  EXPECT_EQ(test::snapshot(discrete.get()).data, test::snapshot(t.get()).data);
+  EXPECT_EQ(discrete->cg_data, nullptr);
+
+  Owned<orv_table_s> block(_orv_c_clone_table(t.get(), 2));
+  EXPECT_EQ(test::names_of(block->nodes.c_list()), (std::vector<std::string>{"X", "Y"}));
+  EXPECT_EQ(block->size, 1u);
+  EXPECT_EQ(block->data[0], 3.0);
+  for (size_t q = 0; q < 5; ++q) EXPECT_EQ(block->cg_data[q], 2000.0 + q);
+  EXPECT_EQ(block->roles[1], kRoleTail);
+
+  Owned<orv_table_s> copy(_orv_clone_table(t.get(), false));
+  EXPECT_EQ(test::snapshot(copy.get()), test::snapshot(t.get()));
+  _orv_free_table(t.release());
+  EXPECT_EQ(d->table_count, 0u);
+}
+
+TEST(TableDelete, FreesLooseAndLearningTablesButKeepsNodeTables) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  link(a, b);
+  orv_table_t own = orv_node_get_table(b);
+  ASSERT_NE(own, nullptr);
+  orv_node_t parents[] = {a, nullptr};
+  b->experience = _orv_create_table(d.get(), parents, orv_table_experience, 0, true, true);
+  b->experience->node = b;
+  EXPECT_EQ(d->table_count, 2u);
+  EXPECT_EQ(orv_table_delete(own), orv_error_none);
+  EXPECT_EQ(b->table, own);
+  EXPECT_EQ(orv_table_delete(b->experience), orv_error_none);
+  EXPECT_EQ(b->experience, nullptr);
+  EXPECT_EQ(d->table_count, 1u);
+  EXPECT_EQ(own->number, 1u);
+  test::LiveBlocks live;
+  orv_table_s *loose = _orv_discrete_clone_table(own);
+  EXPECT_EQ(orv_table_delete(loose), orv_error_none);
+  EXPECT_EQ(live.delta(), 0);
+  EXPECT_EQ(orv_table_delete(nullptr), orv_error_usage);
+
+  int marker = 0;
+  EXPECT_EQ(orv_table_set_user_data(own, &marker), orv_error_none);
+  EXPECT_EQ(orv_table_get_user_data(own), &marker);
+  EXPECT_EQ(orv_table_get_user_data(nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
+}  // namespace
+}  // namespace orv
