@@ -155,7 +155,8 @@ class NetWriter {
 
   void potential(orv_node_s *n) {
     potential_head(n);
-    if (!n->table && !n->model) {
+    // Learning tables also need a body, so that they are not lost.
+    if (!n->table && !n->model && !n->experience && !n->fading) {
       out_.put(" {}\n");
       return;
     }

@@ -314,3 +314,60 @@ TEST(NetWriter, StringSurvivesEveryAllocationFailure) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
+  Parsed p("net { }\nnode A { states = (\"a\" \"b\"); }\ndiscrete function D { states = (\"x\" \"y\"); }\n"
+           "continuous node X {}\npotential (D | A) {}\n");
+  ASSERT_NE(p.d, nullptr) << p.messages.first();
+  EXPECT_EQ(orv_node_get_experience_table(p.node("D")), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_fading_table(p.node("X")), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_has_experience_table(nullptr), -1);
+  orv_table_t e = orv_node_get_experience_table(p.node("X"));
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(orv_node_get_experience_table(p.node("X")), e);  // created once
+  EXPECT_EQ(orv_node_has_experience_table(p.node("X")), 1);
+  EXPECT_EQ(e->type, orv_table_experience);
+  EXPECT_EQ(e->data[0], 0.0);
+  orv_table_t f = orv_node_get_fading_table(p.node("A"));
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(f->data[0], 1.0);
+  EXPECT_NE(p.text().find("potential (A)\n{\n    fading = ( 1 );\n}\n"), std::string::npos) << p.text();
+
+  orv_node_t parents[] = {p.node("A"), nullptr};
+  EXPECT_EQ(orv_node_new_model(nullptr, parents), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_new_model(p.node("X"), parents), nullptr);  // CG nodes have no models
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  orv_model_t m = orv_node_new_model(p.node("D"), parents);
+  ASSERT_NE(m, nullptr);
+  orv_expression_t e1 = orv_string_parse_expression("if (A == \"a\", \"x\", \"y\")", m, nullptr, nullptr);
+  ASSERT_NE(e1, nullptr);
+  EXPECT_EQ(orv_model_set_expression(m, 1, e1), orv_error_none);
+  orv_expression_delete(e1);
+  EXPECT_EQ(orv_model_get_expression(m, 2), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_model_get_size(nullptr), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_string_parse_expression("1", nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  // The written model (label subtype written for a node with a model) reads
+  // back; A gets its default table with the fading table.
+  std::string text = p.text();
+  Parsed first(text);
+  ASSERT_NE(first.d, nullptr) << first.messages.first();
+  text = first.text();
+  EXPECT_NE(text.find("potential (A)\n{\n    data = ( 1 1 );\n    fading = ( 1 );\n}\n"), std::string::npos);
+  EXPECT_NE(text.find("    subtype = label;\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("    model_data\n\t    = ( ,\n\t\tif (A == \"a\", \"x\", \"y\") );\n"), std::string::npos)
+      << text;
+  Parsed again(text);
+  ASSERT_NE(again.d, nullptr) << again.messages.first();
+  EXPECT_EQ(again.text(), text);
+}
+
+}  // namespace
+}  // namespace orv
