@@ -35,7 +35,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   char *written = orv_domain_to_net_string(first.d);
   if (!written) return 0;  // a domain that cannot be written (no_memory)
   Domain second{orv_net_parse_from_string(written, nullptr)};
-  if (!second.d) std::abort();
+  if (!second.d) {
+    // Reading may need more memory than the domain held (labels of every
+    // state, for instance); only the block limit may stop it.
+    if (orv_error_code() != orv_error_no_memory) std::abort();
+    std::free(written);
+    return 0;
+  }
   char *again = orv_domain_to_net_string(second.d);
   if (!again || std::strcmp(written, again) != 0) std::abort();
   std::free(written);
