@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: all build test test-asan test-tsan fuzz-net clean
+.PHONY: all build test test-asan test-tsan bench fuzz-net clean
 
 all: build
 
@@ -35,5 +35,13 @@ fuzz-net:
 	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/net_fuzzer -max_total_time=$(FUZZ_SECONDS) \
 	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-net fuzz/corpus/net
 
+# Benchmarks (Release); pass options with BENCH_ARGS, e.g.
+# BENCH_ARGS='--benchmark_filter=Multiply --benchmark_min_time=0.01'.
+BENCH_ARGS ?=
+bench:
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DORVEL_BENCH=ON -DBUILD_TESTING=OFF
+	cmake --build build-bench -j $(JOBS)
+	for program in build-bench/bench/*_bench; do $$program $(BENCH_ARGS) || exit 1; done
+
 clean:
-	rm -rf $(BUILD) build-asan build-tsan build-fuzz
+	rm -rf $(BUILD) build-asan build-tsan build-bench build-fuzz

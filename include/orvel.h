@@ -411,6 +411,21 @@ ORV_API const char *orv_attribute_get_value(orv_attribute_t attribute);
 /* ======================================================================
  * Controls, table operations and concurrency settings
  * ====================================================================== */
+/* Least work (in table-entry operations) worth a thread of its own; default
+ * 10000. Errors: usage (null domain, size 0: the old value stays). */
+ORV_API orv_status_t orv_domain_set_grain_size(orv_domain_t domain, size_t size);
+/* The grain size, or (size_t)-1 with usage for a null domain. */
+ORV_API size_t orv_domain_get_grain_size(orv_domain_t domain);
+/* Most threads one table operation may use; default 1 (no threads).
+ * Errors: usage (null domain, level 0: the old value stays). */
+ORV_API orv_status_t orv_domain_set_concurrency_level(orv_domain_t domain, size_t level);
+/* The concurrency level, or (size_t)-1 with usage for a null domain. */
+ORV_API size_t orv_domain_get_concurrency_level(orv_domain_t domain);
+/* Most worker threads of EM learning; default 1. Errors: usage (null
+ * domain, level 0: the old value stays). */
+ORV_API orv_status_t orv_domain_set_em_concurrency_level(orv_domain_t domain, size_t level);
+/* The EM concurrency level, or (size_t)-1 with usage for a null domain. */
+ORV_API size_t orv_domain_get_em_concurrency_level(orv_domain_t domain);
 
 /* ======================================================================
  * Expressions

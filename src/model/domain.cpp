@@ -5,12 +5,14 @@
 #include "model/node.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
+#include "tables/control.h"
 #include "tables/table.h"
 
 orv_domain_s::~orv_domain_s() {
   orv::uncompile(this);
   orv::discard_node_set_cache(this);
   while (first_node) orv::free_node(first_node);
+  while (first_control) orv::_orv_free_control(first_control);
   while (first_table) orv::_orv_free_table(first_table);
   orv::_orv_free_attribute_list(attributes);
 }

@@ -12,6 +12,8 @@
 #include "runtime/allocate.h"
 #include "runtime/print_size.h"
 
+struct orv_control_s;
+
 struct orv_domain_s : orv::Tagged {
   explicit orv_domain_s(orv::Tag t = orv::Tag::domain) : Tagged(t) {}
   ~orv_domain_s();
@@ -41,6 +43,10 @@ struct orv_domain_s : orv::Tagged {
   std::size_t grain_size = 10000;
   std::size_t concurrency_level = 1;
   std::size_t em_concurrency_level = 1;
+
+  // The control chain (newest first, numbered 1..control_count).
+  orv_control_s *first_control = nullptr;
+  std::size_t control_count = 0;
 
   std::mt19937 random{310952u};
 

@@ -1,0 +1,245 @@
+// Controls: standard strides, sections, reset, slicing by selected states,
+// compression with the concurrency rule, the domain's chain, and the
+// concurrency settings of the domain.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <vector>
+
+#include "runtime/error.h"
+#include "support/fault_injection.h"
+#include "tables/control.h"
+#include "tables/table_oracle.h"
+
+namespace orv {
+namespace {
+
+using test::node_with_states;
+using test::table_over;
+using test::TablePtr;
+
+struct ControlDeleter {
+  void operator()(orv_control_s *c) const { _orv_free_control(c); }
+};
+using ControlPtr = std::unique_ptr<orv_control_s, ControlDeleter>;
+
+ControlPtr control_for(orv_table_s *larger, orv_table_s *smaller, bool chained = false) {
+  return ControlPtr(_orv_create_control(larger, nullptr, smaller, nullptr, chained));
+}
+
+// (count, stride, larger stride) of the working list.
+using Triple = std::vector<std::array<std::size_t, 3>>;
+Triple working(const orv_control_s *c) {
+  Triple out;
+  for (std::size_t k = 0; k < c->dimension_count(); ++k) {
+    const Dimension &d = c->dimensions[k];
+    out.push_back({d.count, d.stride, d.larger_stride});
+  }
+  return out;
+}
+
+struct Controls : ::testing::Test {
+  test::DomainPtr domain = test::new_domain();
+  orv_node_t a = node_with_states(domain.get(), 2);
+  orv_node_t b = node_with_states(domain.get(), 3);
+  orv_node_t c = node_with_states(domain.get(), 4);
+  TablePtr larger{table_over(domain.get(), {a, b, c})};
+};
+
+TEST_F(Controls, StandardStridesAreStepsInTheSmallerTable) {
+  TablePtr ac(table_over(domain.get(), {a, c}));
+  Dimension dims[3];
+  compute_standard_control_data(larger.get(), ac.get(), dims);
+  EXPECT_EQ(dims[0].stride, 4u);
+  EXPECT_EQ(dims[1].stride, 0u);
+  EXPECT_EQ(dims[2].stride, 1u);
+  EXPECT_EQ(dims[0].larger_stride, 12u);
+  EXPECT_EQ(dims[1].larger_stride, 4u);
+
+  TablePtr bc(table_over(domain.get(), {b, c}));
+  compute_standard_control_data(larger.get(), bc.get(), dims);
+  EXPECT_EQ(dims[0].stride, 0u);
+  EXPECT_EQ(dims[1].stride, 4u);
+  EXPECT_EQ(dims[2].stride, 1u);
+
+  TablePtr cb(table_over(domain.get(), {c, b}));  // permuted order
+  compute_standard_control_data(larger.get(), cb.get(), dims);
+  EXPECT_EQ(dims[1].stride, 1u);
+  EXPECT_EQ(dims[2].stride, 3u);
+}
+
+TEST_F(Controls, SectionsCompressionAndReset) {
+  TablePtr bc(table_over(domain.get(), {b, c}));
+  ControlPtr control = control_for(larger.get(), bc.get());
+  // The smaller table's nodes first, then the summed-out ones.
+  EXPECT_EQ(control->first_section, 2u);
+  EXPECT_EQ(control->second_section, 1u);
+  EXPECT_EQ(working(control.get()), (Triple{{3, 4, 4}, {4, 1, 1}, {2, 0, 12}}));
+  compress_control(control.get());
+  EXPECT_EQ(working(control.get()), (Triple{{12, 1, 1}, {2, 0, 12}}));
+  EXPECT_EQ(control->first_section, 1u);
+  reset_control(control.get());
+  EXPECT_EQ(working(control.get()), (Triple{{3, 4, 4}, {4, 1, 1}, {2, 0, 12}}));
+
+  // No merging across sections, nor of permuted nodes.
+  TablePtr ca(table_over(domain.get(), {c, a}));
+  ControlPtr permuted = control_for(larger.get(), ca.get());
+  compress_control(permuted.get());
+  EXPECT_EQ(working(permuted.get()), (Triple{{2, 1, 12}, {4, 2, 1}, {3, 0, 4}}));
+}
+
+TEST_F(Controls, VoidDimensionsDisappearAndSummedOutRunsMerge) {
+  orv_node_t one = node_with_states(domain.get(), 1);
+  orv_node_t d = node_with_states(domain.get(), 5);
+  TablePtr big(table_over(domain.get(), {a, one, b, c, d}));
+  TablePtr small(table_over(domain.get(), {a, one}));
+  ControlPtr control = control_for(big.get(), small.get());
+  EXPECT_EQ(control->first_section, 2u);
+  compress_control(control.get());
+  // a stays; b, c, d summed out form one contiguous run of 60 entries.
+  EXPECT_EQ(working(control.get()), (Triple{{2, 1, 60}, {60, 0, 1}}));
+
+  TablePtr none(table_over(domain.get(), {}));
+  ControlPtr scalar = control_for(big.get(), none.get());
+  compress_control(scalar.get());
+  EXPECT_EQ(working(scalar.get()), (Triple{{120, 0, 1}}));
+  EXPECT_EQ(scalar->first_section, 0u);
+
+  ControlPtr empty = control_for(none.get(), none.get());
+  compress_control(empty.get());
+  EXPECT_EQ(empty->dimension_count(), 0u);
+}
+
+TEST_F(Controls, ConcurrencyRuleKeepsAShareableOutermostDimension) {
+  orv_node_t e8 = node_with_states(domain.get(), 8);
+  orv_node_t e6 = node_with_states(domain.get(), 6);
+  TablePtr t8(table_over(domain.get(), {e8, c}));
+  TablePtr t6(table_over(domain.get(), {e6, c}));
+  orv_domain_set_concurrency_level(domain.get(), 4);
+  ControlPtr c8 = control_for(t8.get(), t8.get());
+  compress_control(c8.get());
+  EXPECT_EQ(working(c8.get()), (Triple{{8, 4, 4}, {4, 1, 1}}));  // multiple of 4: apart
+  ControlPtr c6 = control_for(t6.get(), t6.get());
+  compress_control(c6.get());
+  EXPECT_EQ(working(c6.get()), (Triple{{24, 1, 1}}));  // below 16, no multiple: merges
+
+  orv_node_t e17 = node_with_states(domain.get(), 17);
+  TablePtr t17(table_over(domain.get(), {e17, c}));
+  ControlPtr c17 = control_for(t17.get(), t17.get());
+  compress_control(c17.get());
+  EXPECT_EQ(c17->dimension_count(), 2u);  // 17 >= 16: apart
+
+  // The second section ignores the rule.
+  TablePtr none(table_over(domain.get(), {}));
+  ControlPtr summed = control_for(t8.get(), none.get());
+  compress_control(summed.get());
+  EXPECT_EQ(working(summed.get()), (Triple{{32, 0, 1}}));
+
+  // At level 1 everything mergeable merges.
+  orv_domain_set_concurrency_level(domain.get(), 1);
+  reset_control(c8.get());
+  compress_control(c8.get());
+  EXPECT_EQ(working(c8.get()), (Triple{{32, 1, 1}}));
+}
+
+TEST_F(Controls, SelectedStatesSliceSummedOutDimensions) {
+  TablePtr ac(table_over(domain.get(), {a, c}));
+  ControlPtr control = control_for(larger.get(), ac.get());
+  b->selected_state = 2;  // summed out, larger stride 4
+  a->selected_state = 1;  // kept: in the smaller table
+  _orv_setup_control_normal(control.get());
+  EXPECT_EQ(control->start_offset, 8u);
+  EXPECT_EQ(working(control.get()), (Triple{{2, 4, 12}, {4, 1, 1}}));
+
+  // Fast retraction and reset ignore the selection.
+  _orv_setup_control_fast_retraction(control.get());
+  EXPECT_EQ(control->start_offset, 0u);
+  EXPECT_EQ(control->dimension_count(), 3u);
+
+  // A selected node of the smaller table is not sliced.
+  _orv_setup_control_normal(control.get());
+  EXPECT_EQ(control->second_section, 0u);
+  EXPECT_EQ(control->first_section, 2u);
+  b->selected_state = -1;
+  a->selected_state = -1;
+}
+
+TEST_F(Controls, ChainNumbersStayDenseAndSubsetIsRequired) {
+  TablePtr ab(table_over(domain.get(), {a, b}));
+  orv_control_s *first = _orv_create_control(larger.get(), nullptr, ab.get(), nullptr, true);
+  orv_control_s *second = _orv_create_control(larger.get(), nullptr, ab.get(), nullptr, true);
+  orv_control_s *third = _orv_create_control(larger.get(), nullptr, ab.get(), nullptr, true);
+  EXPECT_EQ(domain->control_count, 3u);
+  EXPECT_EQ(domain->first_control, third);
+  _orv_free_control(second);
+  EXPECT_EQ(third->number, 2u);
+  EXPECT_EQ(first->number, 1u);
+  EXPECT_EQ(domain->control_count, 2u);
+  _orv_free_control(first);  // the rest goes with the domain
+
+  orv_node_t stranger = node_with_states(domain.get(), 2);
+  TablePtr foreign(table_over(domain.get(), {a, stranger}));
+  try {
+    control_for(larger.get(), foreign.get());
+    ADD_FAILURE() << "a smaller table with foreign nodes was accepted";
+  } catch (const Failure &f) {
+    EXPECT_EQ(f.code, orv_error_usage);
+  }
+}
+
+TEST_F(Controls, CreationUnderAllocationFailureLeavesNothing) {
+  TablePtr ac(table_over(domain.get(), {a, c}));
+  for (std::size_t n = 0;; ++n) {
+    test::LiveBlocks blocks;
+    orv_control_s *control = nullptr;
+    bool failed = false;
+    {
+      test::FailNthAllocation guard(n);
+      try {
+        control = _orv_create_control(larger.get(), nullptr, ac.get(), nullptr, true);
+      } catch (const std::bad_alloc &) {
+        failed = true;
+      }
+      if (guard.failures() == 0) {
+        ASSERT_NE(control, nullptr);
+        break;
+      }
+    }
+    EXPECT_TRUE(failed) << "allocation " << n;
+    EXPECT_EQ(blocks.delta(), 0) << "allocation " << n;
+    EXPECT_EQ(domain->control_count, 0u);
+  }
+  EXPECT_EQ(domain->control_count, 1u);
+}
+
+TEST(ConcurrencySettings, DefaultsSettersAndRefusals) {
+  auto d = test::new_domain();
+  EXPECT_EQ(orv_domain_get_grain_size(d.get()), 10000u);
+  EXPECT_EQ(orv_domain_get_concurrency_level(d.get()), 1u);
+  EXPECT_EQ(orv_domain_get_em_concurrency_level(d.get()), 1u);
+
+  using Setter = orv_status_t (*)(orv_domain_t, size_t);
+  using Getter = size_t (*)(orv_domain_t);
+  const std::pair<Setter, Getter> settings[] = {
+      {orv_domain_set_grain_size, orv_domain_get_grain_size},
+      {orv_domain_set_concurrency_level, orv_domain_get_concurrency_level},
+      {orv_domain_set_em_concurrency_level, orv_domain_get_em_concurrency_level}};
+  for (const auto &[set, get] : settings) {
+    EXPECT_EQ(set(d.get(), 7), orv_error_none);
+    EXPECT_EQ(get(d.get()), 7u);
+    EXPECT_EQ(set(d.get(), 0), orv_error_usage);
+    EXPECT_EQ(orv_error_code(), orv_error_usage);
+    EXPECT_EQ(get(d.get()), 7u);  // the old value stays
+    EXPECT_EQ(orv_error_code(), orv_error_none);
+    EXPECT_EQ(set(nullptr, 3), orv_error_usage);
+    EXPECT_EQ(get(nullptr), static_cast<size_t>(-1));
+    EXPECT_EQ(orv_error_code(), orv_error_usage);
+    auto *node = reinterpret_cast<orv_domain_t>(orv_domain_new_node(d.get(), orv_category_chance,
+                                                                    orv_kind_discrete));
+    EXPECT_EQ(set(node, 3), orv_error_usage);  // wrong kind of handle
+    EXPECT_EQ(get(d.get()), 7u);
+  }
+}
+
+}  // namespace
+}  // namespace orv

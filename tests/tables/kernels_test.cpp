@@ -1,0 +1,177 @@
+// Table kernels in the calling thread: every operation against the naive
+// reference on random shapes (permuted orders, empty tables, one-state nodes,
+// selected states), and the whole-table helpers on hand-checked numbers.
+#include <gtest/gtest.h>
+
+#include "runtime/error.h"
+#include "tables/kernel_checks.h"
+
+namespace orv {
+namespace {
+
+using test::data_of;
+using test::node_with_states;
+using test::put;
+using test::table_over;
+using test::TablePtr;
+using V = std::vector<double>;
+
+TEST(TableKernels, MatchNaiveReferenceOnRandomShapes) {
+  auto d = test::new_domain();
+  std::mt19937 random(20261121);
+  for (int round = 0; round < 400; ++round) {
+    const test::RandomShape shape = test::random_shape(d.get(), random, 6);
+    const bool normal = round % 2 == 1;
+    if (normal) test::select_random_states(shape.larger, random);
+    test::check_operations(d.get(), shape, random, normal, "round " + std::to_string(round));
+    test::clear_selected_states(shape.larger);
+    if (HasFailure()) break;
+  }
+}
+
+// Larger and smaller tables over the same node set: a permutation.
+TEST(TableKernels, PermutationCopiesEntriesToTheOtherOrder) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 2), b = node_with_states(d.get(), 3);
+  TablePtr ab(table_over(d.get(), {a, b})), ba(table_over(d.get(), {b, a}));
+  put(ab.get(), {1, 2, 3, 4, 5, 6});
+  _orv_marginalize_tables(ab.get(), ba.get(), orv_equilibrium_sum, orv_mode_normal);
+  EXPECT_EQ(data_of(ba.get()), (V{1, 4, 2, 5, 3, 6}));
+}
+
+TEST(TableKernels, WholeTableHelpers) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 2), b = node_with_states(d.get(), 3);
+  TablePtr ab(table_over(d.get(), {a, b})), bt(table_over(d.get(), {b}));
+  put(ab.get(), {1, 2, 3, 4, 5, 6});
+  _orv_marginalize_tables(ab.get(), bt.get(), orv_equilibrium_sum, orv_mode_normal);
+  EXPECT_EQ(data_of(bt.get()), (V{5, 7, 9}));
+  _orv_marginalize_tables(ab.get(), bt.get(), orv_equilibrium_max, orv_mode_normal);
+  EXPECT_EQ(data_of(bt.get()), (V{4, 5, 6}));
+
+  put(bt.get(), {2, 0, 4});
+  _orv_combine_tables(ab.get(), bt.get());
+  EXPECT_EQ(data_of(ab.get()), (V{2, 0, 12, 8, 0, 24}));
+  _orv_divide_tables(ab.get(), bt.get());
+  EXPECT_EQ(data_of(ab.get()), (V{1, 0, 3, 4, 0, 6}));  // x / 0 gives 0
+
+  // A utility target adds.
+  TablePtr u(table_over(d.get(), {a, b}, orv_table_utility));
+  put(u.get(), {1, 1, 1, 1, 1, 1});
+  _orv_combine_tables(u.get(), bt.get());
+  EXPECT_EQ(data_of(u.get()), (V{3, 1, 5, 3, 1, 5}));
+
+  // Tables without nodes: one entry each.
+  TablePtr scalar(table_over(d.get(), {})), other(table_over(d.get(), {}));
+  put(scalar.get(), {3}), put(other.get(), {0.5});
+  _orv_combine_tables(scalar.get(), other.get());
+  EXPECT_EQ(scalar->data[0], 1.5);
+  _orv_marginalize_tables(ab.get(), other.get(), orv_equilibrium_sum, orv_mode_normal);
+  EXPECT_EQ(other->data[0], 14.0);
+  _orv_combine_tables(ab.get(), scalar.get());
+  EXPECT_EQ(data_of(ab.get()), (V{1.5, 0, 4.5, 6, 0, 9}));
+
+  // The marginal of a table as a new table; data are made on demand.
+  TablePtr fresh(_orv_create_table(d.get(), ab->nodes.c_list(), orv_table_probability, 0, false,
+                                   false));
+  orv_node_t only_a[] = {a, nullptr};
+  TablePtr marginal(_orv_table_get_marginal(fresh.get(), only_a));
+  EXPECT_EQ(data_of(marginal.get()), (V{3, 3}));
+  EXPECT_EQ(marginal->number, 0u);
+}
+
+TEST(TableKernels, RefusalsChangeNothing) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 2), b = node_with_states(d.get(), 3);
+  orv_node_t x = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_continuous);
+  TablePtr ab(table_over(d.get(), {a, b})), bt(table_over(d.get(), {b})), at(table_over(d.get(), {a}));
+  TablePtr ax(table_over(d.get(), {a, x}));
+  put(ab.get(), {1, 2, 3, 4, 5, 6});
+  auto code_of = [](auto &&operation) {
+    return guarded_status([&] { operation(); });
+  };
+  // The smaller table must be over a subset of the larger's nodes.
+  EXPECT_EQ(code_of([&] { _orv_combine_tables(bt.get(), ab.get()); }), orv_error_usage);
+  EXPECT_EQ(code_of([&] { _orv_combine_tables(nullptr, ab.get()); }), orv_error_usage);
+  EXPECT_EQ(code_of([&] {
+              _orv_marginalize_tables(ab.get(), at.get(), orv_equilibrium_sum,
+                                      orv_mode_fast_retraction);
+            }),
+            orv_error_usage);  // "out" needs an output array
+  orv_node_t twice[] = {a, a, nullptr};
+  EXPECT_EQ(code_of([&] { _orv_table_get_marginal(ab.get(), twice); }), orv_error_usage);
+  // CG parts are not combined by these kernels.
+  EXPECT_EQ(code_of([&] { _orv_combine_tables(ax.get(), at.get()); }), orv_error_error);
+  EXPECT_EQ(code_of([&] {
+              _orv_marginalize_tables(ax.get(), at.get(), orv_equilibrium_sum, orv_mode_normal);
+            }),
+            orv_error_error);
+  EXPECT_EQ(data_of(ab.get()), (V{1, 2, 3, 4, 5, 6}));
+  // A different domain's table.
+  auto other = test::new_domain();
+  TablePtr foreign(table_over(other.get(), {node_with_states(other.get(), 2)}));
+  EXPECT_EQ(code_of([&] { _orv_combine_tables(ab.get(), foreign.get()); }), orv_error_usage);
+}
+
+// A long-lived control is prepared again before each use: different selected
+// states, a different concurrency level, and no allocation on one thread.
+TEST(TableKernels, ReusedControlFollowsEachSetupWithoutAllocating) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 3), b = node_with_states(d.get(), 4);
+  orv_node_t c = node_with_states(d.get(), 2), e = node_with_states(d.get(), 5);
+  TablePtr clique(table_over(d.get(), {a, b, c, e})), separator(table_over(d.get(), {e, a}));
+  std::mt19937 random(11);
+  test::fill_random(clique.get(), random);
+  const auto data = data_of(clique.get());
+  test::ControlOwner control(clique.get(), nullptr, separator.get(), nullptr, true);
+  for (long state : {-1L, 3L, 0L, -1L}) {
+    b->selected_state = state;
+    c->selected_state = state >= 0 ? 1 : -1;
+    const std::size_t before = testing::allocations();
+    _orv_setup_control_normal(control.control);
+    _orv_marginalize(control.control, orv_equilibrium_sum, orv_mode_normal);
+    EXPECT_EQ(testing::allocations(), before) << "state " << state;
+    const auto map = test::naive_map(clique.get(), separator.get(), true);
+    EXPECT_EQ(data_of(separator.get()), test::naive_sum(data, separator->size, map)) << state;
+  }
+  b->selected_state = c->selected_state = -1;
+  orv_domain_set_concurrency_level(d.get(), 3);
+  _orv_setup_control_normal(control.control);
+  _orv_marginalize(control.control, orv_equilibrium_max, orv_mode_normal);
+  const auto map = test::naive_map(clique.get(), separator.get(), true);
+  EXPECT_EQ(data_of(separator.get()), test::naive_max(data, separator->size, map));
+}
+
+// Separator updates divide and combine tables of one layout: no allocation.
+TEST(TableKernels, SameLayoutOperationsAllocateNothing) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 3), b = node_with_states(d.get(), 2);
+  TablePtr fresh(table_over(d.get(), {a, b})), old(table_over(d.get(), {a, b}));
+  TablePtr copy(table_over(d.get(), {a, b}));
+  put(fresh.get(), {1, 0, 4, 6, 0, 2});
+  put(old.get(), {2, 0, 8, 3, 5, 0});
+  const std::size_t before = testing::allocations();
+  _orv_divide_tables(fresh.get(), old.get());
+  EXPECT_EQ(data_of(fresh.get()), (V{0.5, 0, 0.5, 2, 0, 0}));
+  _orv_combine_tables(fresh.get(), old.get());
+  EXPECT_EQ(data_of(fresh.get()), (V{1, 0, 4, 6, 0, 0}));
+  _orv_marginalize_tables(fresh.get(), copy.get(), orv_equilibrium_sum, orv_mode_normal);
+  EXPECT_EQ(data_of(copy.get()), data_of(fresh.get()));
+  EXPECT_EQ(testing::allocations(), before);
+}
+
+// The source and the target of a marginalization must not share data.
+TEST(TableKernels, MarginalizingATableOntoItselfIsRefused) {
+  auto d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 3);
+  TablePtr t(table_over(d.get(), {a}));
+  put(t.get(), {1, 2, 3});
+  EXPECT_EQ(guarded_status([&] {
+              _orv_marginalize_tables(t.get(), t.get(), orv_equilibrium_sum, orv_mode_normal);
+            }),
+            orv_error_usage);
+  EXPECT_EQ(data_of(t.get()), (V{1, 2, 3}));
+}
+
+}  // namespace
+}  // namespace orv
