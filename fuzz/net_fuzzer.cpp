@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxInput = 16 * 1024;
 // Tables beyond this fail as no_memory, which keeps runs small and fast.
-constexpr std::size_t kMaxBlock = 16u << 20;
+constexpr std::size_t kMaxBlock = 4u << 20;
 
 struct Domain {
   orv_domain_t d;
