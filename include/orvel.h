@@ -407,6 +407,30 @@ ORV_API const char *orv_attribute_get_value(orv_attribute_t attribute);
 /* ======================================================================
  * Links and graph checks
  * ====================================================================== */
+/* Makes parent a parent of child; the child's tables gain the parent's
+ * dimension (existing entries repeat for each of its states). Errors: usage
+ * (different domains, already a parent, utility parent or continuous parent
+ * of a non-function node, instance nodes), cyclic_network,
+ * cyclic_functional_dependency, functional_dependency, no_memory. */
+ORV_API orv_status_t orv_node_add_parent(orv_node_t child, orv_node_t parent);
+/* Removes the link; the child's tables keep the slice for the parent's state
+ * 0. Errors: usage (not a parent). */
+ORV_API orv_status_t orv_node_remove_parent(orv_node_t child, orv_node_t parent);
+/* As orv_node_remove_parent, keeping the slice for the given state of a
+ * discrete parent. Errors: usage (not a discrete parent, state too large). */
+ORV_API orv_status_t orv_node_remove_discrete_parent(orv_node_t child, orv_node_t parent, size_t state);
+/* Replaces old_parent by a compatible new_parent (same category, kind and
+ * states) in the child's lists and tables; table data are kept. Errors:
+ * usage, cyclic_network, cyclic_functional_dependency, functional_dependency,
+ * no_memory. */
+ORV_API orv_status_t orv_node_switch_parent(orv_node_t child, orv_node_t old_parent, orv_node_t new_parent);
+/* Reverses the link between two discrete chance nodes (either may be the
+ * parent), rewriting both tables so the joint distribution is kept; both
+ * nodes end with the union of their parents. Table handles stay valid;
+ * experience and fading tables of both nodes are deleted. Errors: usage
+ * (no link, other categories or kinds, chain-block members, continuous
+ * pairs), cyclic_network, invalid_probability_potential, no_memory. */
+ORV_API orv_status_t orv_node_reverse_edge(orv_node_t node1, orv_node_t node2);
 
 /* ======================================================================
  * Controls, table operations and concurrency settings

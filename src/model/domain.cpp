@@ -2,6 +2,7 @@
 #include "model/domain.h"
 
 #include "model/attributes.h"
+#include "model/chain_blocks.h"
 #include "model/node.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
@@ -11,6 +12,7 @@
 orv_domain_s::~orv_domain_s() {
   orv::uncompile(this);
   orv::discard_node_set_cache(this);
+  orv::free_chain_blocks(this);
   while (first_node) orv::free_node(first_node);
   while (first_control) orv::_orv_free_control(first_control);
   while (first_table) orv::_orv_free_table(first_table);

@@ -14,6 +14,16 @@
 
 struct orv_control_s;
 
+namespace orv {
+struct ChainBlock;
+
+// The decision-information cache: per decision node, the nodes known when
+// the decision is made. It survives adding a parent it already lists.
+struct InformationCache : Attachment {
+  virtual bool lists(const orv_node_s *decision, const orv_node_s *node) const = 0;
+};
+}  // namespace orv
+
 struct orv_domain_s : orv::Tagged {
   explicit orv_domain_s(orv::Tag t = orv::Tag::domain) : Tagged(t) {}
   ~orv_domain_s();
@@ -63,7 +73,11 @@ struct orv_domain_s : orv::Tagged {
   void *user_data = nullptr;
   orv_attribute_s *attributes = nullptr;  // owned list, newest key first
 
-  // Links: chain blocks and graph caches.
+  // Links: chain blocks (newest first) and the caches that depend on the
+  // graph, owned by the compilation and decision layers.
+  orv::ChainBlock *first_chain_block = nullptr;
+  orv::Owned<orv::Attachment> graph_cache;
+  orv::Owned<orv::InformationCache> information_cache;
 
   // Compilation settings and state.
 

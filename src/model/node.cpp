@@ -9,12 +9,6 @@ namespace orv {
 
 bool is_node(const orv_node_s *n) { return n && n->tag == Tag::node; }
 
-bool function_nodes_satisfy_limid_constraints(orv_domain_s *) {
-  // Function nodes get parents only through the link checks, which keep the
-  // LIMID constraints; until such links exist every domain satisfies them.
-  return true;
-}
-
 namespace {
 
 std::size_t &category_count(orv_domain_s *d, orv_category_t category) {

@@ -26,7 +26,7 @@ struct orv_node_s : orv::Tagged {
   // Graph: discrete parents come first.
   orv::NodeList parents;
   orv::NodeList children;
-  void *chain_block = nullptr;  // undirected-link block, or null
+  orv::ChainBlock *chain_block = nullptr;  // undirected-link block, or null
   std::uint64_t mark = 0;       // scratch flag of graph searches
   orv::NodeArray relatives;     // result of ancestors/descendants
 
@@ -40,6 +40,7 @@ struct orv_node_s : orv::Tagged {
   orv_model_s *model = nullptr;
   orv_table_s *experience = nullptr;
   orv_table_s *fading = nullptr;
+  bool table_valid = false;  // the table was checked as a conditional distribution
 
   // Inference fields start with these fixed values.
   double evidence_weight = 1.0;

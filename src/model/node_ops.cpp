@@ -3,6 +3,7 @@
 #include "model/node_ops.h"
 
 #include "model/attributes.h"
+#include "model/links.h"
 #include "runtime/error.h"
 #include "tables/table.h"
 
@@ -36,6 +37,7 @@ orv_node_s *clone_node(orv_node_s *node) {
   clone->state_labels = node->state_labels;
   clone->state_values = node->state_values;
   clone->label = node->label;
+  clone->table_valid = node->table_valid;
   OwnedAttributes attributes(copy_attribute_list(node->attributes));
   clone->parents.assign(node->parents.c_list());
   for (orv_node_s *p : node->parents) p->children.reserve(p->children.size() + 1);
@@ -60,26 +62,11 @@ orv_node_s *clone_node(orv_node_s *node) {
   return clone.release();
 }
 
-namespace {
-
-// The children's tables lose the node's dimension: a discrete parent keeps
-// the slice of its state 0, a continuous one loses its part of the blocks.
-void drop_from_child_tables(orv_node_s *node) noexcept {
-  for (orv_node_s *c : node->children)
-    for (orv_table_s *t : {c->table, c->experience, c->fading}) {
-      if (!t) continue;
-      if (node->is_discrete()) _orv_table_instantiate(t, node, 0);
-      else remove_continuous_node(t, node);
-    }
-}
-
-}  // namespace
-
 void delete_node(orv_node_s *node) {
   orv_domain_s *d = node->owner;
-  drop_from_child_tables(node);
-  for (orv_node_s *p : node->parents) p->children.remove(node);
-  for (orv_node_s *c : node->children) c->parents.remove(node);
+  // Children lose the node's dimension (keeping state 0) like any removed parent.
+  while (!node->parents.empty()) eliminate_parent(node, node->parents[0], 0);
+  while (!node->children.empty()) eliminate_parent(node->children[0], node, 0);
   if (node->counts_as_variable() || node->category == orv_category_utility) uncompile(d);
   if (node->counts_as_variable()) discard_node_set_cache(d);
   free_node(node);

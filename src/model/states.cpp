@@ -75,6 +75,11 @@ void set_number_of_states(orv_node_s *node, std::size_t count) {
   node->state_labels.swap(labels);
   node->state_values.swap(values);
   node->state_count = count;
+  // New states got default entries: no owner's table is known to be a
+  // normalised conditional distribution any more.
+  node->table_valid = false;
+  for (orv_table_s *t : tables)
+    if (t->node) t->node->table_valid = false;
   states_resized_hook(node, old_count);
   mark_models_for_regeneration(node);
   uncompile(node->owner);

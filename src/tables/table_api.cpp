@@ -64,6 +64,8 @@ double *orv_table_get_data(orv_table_t table) {
   if (!is_table(table)) return usage<double *>(nullptr);
   return guarded<double *>(nullptr, [&] {
     orv::_orv_allocate_data_arrays(table);
+    // The caller may write the entries: the owner's table must be checked again.
+    if (table->node && table->node->table == table) table->node->table_valid = false;
     return table->data;
   });
 }

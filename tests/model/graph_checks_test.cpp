@@ -1,0 +1,146 @@
+// Graph searches: marking services, paths, functional-dependency trails,
+// the proposed-link check and the LIMID constraints on function nodes.
+#include <gtest/gtest.h>
+
+#include "model/graph_checks.h"
+#include "support/domain_fixture.h"
+#include "support/link_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::new_domain;
+
+bool all_unmarked(orv_domain_t d) {
+  for (orv_node_t n = d->first_node; n; n = n->next)
+    if (n->mark) return false;
+  return true;
+}
+
+TEST(GraphMarks, ServicesAndDistinctness) {
+  auto d = new_domain(), other = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t s = add_node(other.get(), "S");
+  orv_node_t ab[] = {a, b, nullptr}, abc[] = {a, b, c, nullptr}, aba[] = {a, b, a, nullptr};
+  orv_node_t as[] = {a, s, nullptr};
+  _orv_mark_nodes(ab);
+  EXPECT_TRUE(_orv_nodes_are_marked(ab));
+  EXPECT_FALSE(_orv_nodes_are_marked(abc));
+  EXPECT_FALSE(_orv_nodes_are_unmarked(abc));
+  _orv_unmark_nodes(ab);
+  EXPECT_TRUE(_orv_nodes_are_unmarked(abc));
+  c->mark = 1;
+  _orv_domain_unmark_nodes(d.get());
+  EXPECT_TRUE(all_unmarked(d.get()));
+  EXPECT_TRUE(_orv_nodes_are_distinct(abc, d.get()));
+  EXPECT_FALSE(_orv_nodes_are_distinct(aba, d.get()));
+  EXPECT_FALSE(_orv_nodes_are_distinct(as, d.get()));
+  EXPECT_TRUE(all_unmarked(d.get()));
+  EXPECT_TRUE(all_unmarked(other.get()));
+}
+
+TEST(GraphPaths, DirectedAndIndirect) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t e = add_node(d.get(), "E");
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  EXPECT_TRUE(_orv_path_exists(a, c));
+  EXPECT_TRUE(_orv_path_exists(a, a));
+  EXPECT_FALSE(_orv_path_exists(c, a));
+  EXPECT_FALSE(_orv_path_exists(a, e));
+  EXPECT_TRUE(_orv_indirect_path_exists(a, c));   // through B
+  EXPECT_FALSE(_orv_indirect_path_exists(a, b));  // only the link itself
+  EXPECT_FALSE(_orv_indirect_path_exists(b, c));
+  EXPECT_TRUE(all_unmarked(d.get()));
+}
+
+// A -> F (discrete function) and A -> C: F -> C would let C depend on a
+// function of its own parent's values.
+TEST(FunctionalDependencies, TrailsThroughFunctionNodes) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), c = add_node(d.get(), "C"), e = add_node(d.get(), "E");
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  EXPECT_TRUE(_orv_functional_trail_exists(c, f));   // C up to A, down into F
+  EXPECT_TRUE(_orv_functional_trail_exists(f, a));   // A down into F; F never goes up
+  EXPECT_FALSE(_orv_functional_trail_exists(c, a));  // a plain trail: C's parent A
+  EXPECT_FALSE(_orv_functional_trail_exists(e, f));
+  EXPECT_EQ(orv_node_add_parent(c, f), orv_error_cyclic_functional_dependency);
+  EXPECT_EQ(orv_node_get_parents(c)[1], nullptr);
+  EXPECT_EQ(orv_node_add_parent(e, f), orv_error_none);  // E shares no trail with F
+  EXPECT_TRUE(all_unmarked(d.get()));
+  // Without any function node the check does not apply.
+  auto plain = new_domain();
+  orv_node_t p = add_node(plain.get(), "P"), q = add_node(plain.get(), "Q");
+  EXPECT_NO_THROW(_orv_check_proposed_link(p, q, nullptr));
+}
+
+TEST(FunctionalDependencies, WithDecisionsOnlyPureRealValuedChainsCarryValues) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
+  orv_node_t h = add_node(d.get(), "H", orv_category_function, orv_kind_other);
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  orv_node_t u = add_node(d.get(), "U", orv_category_utility);
+  add_node(d.get(), "D", orv_category_decision);
+  // A real-valued sink with no descendants may read a chance node.
+  EXPECT_EQ(orv_node_add_parent(g, a), orv_error_none);
+  // A discrete function node may not (its descendants are not real-valued).
+  EXPECT_EQ(orv_node_add_parent(f, a), orv_error_functional_dependency);
+  // G now has a chance ancestor: its value may feed only real-valued nodes
+  // whose descendants are real-valued.
+  EXPECT_EQ(orv_node_add_parent(u, g), orv_error_functional_dependency);
+  EXPECT_EQ(orv_node_add_parent(h, g), orv_error_none);
+  EXPECT_EQ(orv_node_get_parents(u)[0], nullptr);
+  // A value-free link between ordinary nodes is not affected.
+  EXPECT_EQ(orv_node_add_parent(u, a), orv_error_none);
+}
+
+TEST(FunctionalDependencies, SwitchIgnoresTheReplacedLink) {
+  auto d = new_domain();
+  orv_node_t c = add_node(d.get(), "C");
+  orv_node_t f1 = add_node(d.get(), "F1", orv_category_function, orv_kind_discrete);
+  orv_node_t f2 = add_node(d.get(), "F2", orv_category_function, orv_kind_discrete);
+  ASSERT_EQ(orv_node_add_parent(f2, f1), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, f1), orv_error_none);
+  // C reaches F2 through its parent F1 and F1's function child.
+  EXPECT_TRUE(functional_trail(c, f2, nullptr, nullptr, true));
+  EXPECT_FALSE(functional_trail(c, f2, f1, c, true));
+  EXPECT_FALSE(functional_trail(c, f2, nullptr, nullptr, false));
+  EXPECT_EQ(orv_node_add_parent(c, f2), orv_error_cyclic_functional_dependency);
+  EXPECT_EQ(orv_node_switch_parent(c, f1, f2), orv_error_none);
+  EXPECT_EQ(test::names_of(orv_node_get_parents(c)), (std::vector<std::string>{"F2"}));
+  EXPECT_TRUE(all_unmarked(d.get()));
+}
+
+TEST(LimidConstraints, FunctionNodesFedByChanceNodesFeedOnlyValues) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), c = add_node(d.get(), "C");
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
+  EXPECT_TRUE(_orv_function_nodes_satisfy_limid_constraints(d.get()));
+  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(g, f), orv_error_none);
+  EXPECT_TRUE(_orv_function_nodes_satisfy_limid_constraints(d.get()));
+  ASSERT_EQ(orv_node_add_parent(c, f), orv_error_none);  // fine while there are no decisions
+  EXPECT_FALSE(_orv_function_nodes_satisfy_limid_constraints(d.get()));
+  EXPECT_TRUE(all_unmarked(d.get()));
+
+  const std::size_t nodes = d->node_count;
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_decision, orv_kind_discrete), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_cyclic_functional_dependency);
+  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other), nullptr);
+  EXPECT_EQ(orv_node_set_category(a, orv_category_decision), orv_error_cyclic_functional_dependency);
+  EXPECT_EQ(d->node_count, nodes);
+
+  ASSERT_EQ(orv_node_remove_parent(c, f), orv_error_none);
+  EXPECT_TRUE(_orv_function_nodes_satisfy_limid_constraints(d.get()));
+  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other), nullptr);
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,330 @@
+// Adding, removing and switching parents: refusals, cycles, and the child's
+// tables (node, experience, fading) gaining and losing dimensions.
+#include <gtest/gtest.h>
+
+#include "model/graph_checks.h"
+#include "model/links.h"
+#include "support/domain_fixture.h"
+#include "support/link_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::entries;
+using test::names_of;
+using test::new_domain;
+using test::node_table;
+using test::set_states;
+using test::snapshot;
+using Names = std::vector<std::string>;
+using Values = std::vector<double>;
+
+TEST(AddParent, RefusesWrongKindsAndArgumentsWithUsageChangingNothing) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  node_table(a);
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_add_parent(a, x), orv_error_usage);  // continuous parent, discrete child
+  EXPECT_EQ(orv_node_add_parent(nullptr, a), orv_error_usage);
+  EXPECT_EQ(orv_node_add_parent(a, nullptr), orv_error_usage);
+  EXPECT_EQ(orv_node_add_parent(reinterpret_cast<orv_node_t>(d.get()), a), orv_error_usage);
+  auto other = new_domain();
+  orv_node_t stranger = add_node(other.get(), "S");
+  EXPECT_EQ(orv_node_add_parent(a, stranger), orv_error_usage);
+  b->class_node = x;  // a copy of a class node takes no parents
+  EXPECT_EQ(orv_node_add_parent(b, a), orv_error_usage);
+  b->class_node = nullptr;
+  b->temporal_clone = true;  // a temporal clone takes no ordinary parent
+  EXPECT_EQ(orv_node_add_parent(b, a), orv_error_usage);
+  b->temporal_clone = false;
+  EXPECT_EQ(snapshot(d.get()), before);
+
+  EXPECT_EQ(orv_node_add_parent(x, a), orv_error_none);  // discrete parent, continuous child
+  EXPECT_EQ(orv_node_add_parent(x, a), orv_error_usage);  // already a parent
+  EXPECT_EQ(orv_node_add_parent(f, x), orv_error_none);  // function nodes take any parent
+  EXPECT_EQ(orv_node_add_parent(f, b), orv_error_none);
+  EXPECT_EQ(names_of(orv_node_get_parents(f)), (Names{"B", "X"}));  // discrete first
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+
+  auto id = new_domain();
+  orv_node_t c = add_node(id.get(), "C"), dec = add_node(id.get(), "D", orv_category_decision);
+  orv_node_t u = add_node(id.get(), "U", orv_category_utility);
+  orv_node_t g = add_node(id.get(), "G", orv_category_function, orv_kind_other);
+  EXPECT_EQ(orv_node_add_parent(c, u), orv_error_usage);    // utility parent of chance
+  EXPECT_EQ(orv_node_add_parent(dec, u), orv_error_usage);  // ... of decision
+  EXPECT_EQ(orv_node_add_parent(u, dec), orv_error_none);
+  EXPECT_EQ(orv_node_add_parent(g, u), orv_error_none);  // a value-only sink
+}
+
+TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_add_parent(a, a), orv_error_cyclic_network);
+  EXPECT_EQ(orv_node_add_parent(a, b), orv_error_cyclic_network);
+  EXPECT_EQ(orv_node_add_parent(a, c), orv_error_cyclic_network);
+  EXPECT_EQ(snapshot(d.get()), before);
+  EXPECT_EQ(orv_node_add_parent(c, a), orv_error_none);  // a shortcut is no cycle
+  EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C", "B"}));
+}
+
+TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  set_states(a, 3), set_states(b, 2), set_states(c, 2);
+  orv_table_t table = node_table(b, {0.3, 0.7});
+  orv_table_t experience = test::learning_table(b, orv_table_experience);
+  orv_table_t fading = test::learning_table(b, orv_table_fading);
+  experience->data[0] = 5;
+  fading->data[0] = 0.5;
+  test::mark_compiled(d.get());
+
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+  EXPECT_EQ(b->table, table);  // the same record: handles stay valid
+  EXPECT_EQ(names_of(table->nodes.c_list()), (Names{"A", "B"}));
+  EXPECT_EQ(entries(table), (Values{0.3, 0.7, 0.3, 0.7, 0.3, 0.7}));
+  EXPECT_EQ(entries(experience), (Values{5, 5, 5}));
+  EXPECT_EQ(entries(fading), (Values{0.5, 0.5, 0.5}));
+
+  for (std::size_t i = 0; i < 6; ++i) table->data[i] = static_cast<double>(i);
+  ASSERT_EQ(orv_node_add_parent(b, c), orv_error_none);
+  EXPECT_EQ(names_of(orv_node_get_parents(b)), (Names{"C", "A"}));
+  EXPECT_EQ(names_of(table->nodes.c_list()), (Names{"C", "A", "B"}));
+  EXPECT_EQ(entries(table), (Values{0, 1, 2, 3, 4, 5, 0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(table->size, 12u);
+  EXPECT_EQ(names_of(experience->nodes.c_list()), (Names{"C", "A"}));
+  EXPECT_EQ(experience->size, 6u);
+
+  // A function child's table holds the node alone and compiles nothing away.
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  orv_table_t ft = orv_node_get_table(f);
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
+  EXPECT_TRUE(test::is_compiled(d.get()));
+  EXPECT_EQ(names_of(ft->nodes.c_list()), (Names{"F"}));
+}
+
+TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A");
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  set_states(a, 2);
+  orv_table_t t = node_table(x, {1.0});
+  t->cg_data[0] = 4.0;  // mean of X
+  t->cg_data[1] = 2.5;  // variance of X
+  ASSERT_EQ(orv_node_add_parent(x, y), orv_error_none);
+  EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"X", "Y"}));
+  ASSERT_EQ(t->block_size, 5u);
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 5), (Values{4.0, 2.5, 0, 0, 0}));
+  EXPECT_EQ(std::vector<int>(t->roles.begin(), t->roles.end()), (std::vector<int>{kRoleHead, kRoleTail}));
+
+  ASSERT_EQ(orv_node_add_parent(x, a), orv_error_none);
+  EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y"}));
+  EXPECT_EQ(t->size, 2u);
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 10), (Values{4.0, 2.5, 0, 0, 0, 4.0, 2.5, 0, 0, 0}));
+}
+
+TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  set_states(a, 3), set_states(b, 2), set_states(c, 2);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  orv_table_t tb = node_table(b, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
+  orv_table_t tc = node_table(c, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
+  orv_table_t experience = test::learning_table(b, orv_table_experience);
+  std::copy_n(Values{7, 8, 9}.begin(), 3, experience->data);
+
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_remove_discrete_parent(b, a, 3), orv_error_usage);  // no such state
+  EXPECT_EQ(orv_node_remove_parent(a, b), orv_error_usage);              // not a parent
+  EXPECT_EQ(orv_node_remove_parent(b, nullptr), orv_error_usage);
+  EXPECT_EQ(snapshot(d.get()), before);
+
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_remove_discrete_parent(b, a, 2), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+  EXPECT_EQ(names_of(tb->nodes.c_list()), (Names{"B"}));
+  EXPECT_EQ(entries(tb), (Values{0.3, 0.7}));
+  EXPECT_EQ(entries(experience), (Values{9}));
+  EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C"}));
+  EXPECT_EQ(names_of(orv_node_get_parents(b)), Names{});
+
+  ASSERT_EQ(orv_node_remove_parent(c, a), orv_error_none);
+  EXPECT_EQ(entries(tc), (Values{0.1, 0.9}));  // state 0
+  EXPECT_EQ(tc->size, 2u);
+}
+
+TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
+  auto d = new_domain();
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t z = add_node(d.get(), "Z", orv_category_chance, orv_kind_continuous);
+  orv_node_t a = add_node(d.get(), "A");
+  set_states(a, 2);
+  for (orv_node_t p : {a, y, z}) ASSERT_EQ(orv_node_add_parent(x, p), orv_error_none);
+  orv_table_t t = node_table(x);
+  ASSERT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y", "Z"}));
+  ASSERT_EQ(t->block_size, 9u);
+  for (std::size_t i = 0; i < 18; ++i) t->cg_data[i] = static_cast<double>(i);
+  EXPECT_EQ(orv_node_remove_discrete_parent(x, y, 0), orv_error_usage);  // not discrete
+  ASSERT_EQ(orv_node_remove_parent(x, y), orv_error_none);
+  EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Z"}));
+  ASSERT_EQ(t->block_size, 5u);
+  // Surviving entries: mean X, var X, mean Z, cov(X, Z), var Z of each block.
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 10), (Values{0, 1, 5, 6, 8, 9, 10, 14, 15, 17}));
+  EXPECT_EQ(t->roles.size(), 2u);
+  ASSERT_EQ(orv_node_remove_parent(x, z), orv_error_none);
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 4), (Values{0, 1, 9, 10}));
+  ASSERT_EQ(orv_node_remove_parent(x, a), orv_error_none);
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 2), (Values{0, 1}));
+}
+
+TEST(NodeDeletion, ChildrenLoseTheDeletedParentsDimension) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  set_states(a, 2), set_states(b, 2), set_states(c, 2);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
+  node_table(a, {0.5, 0.5});
+  orv_table_t tb = node_table(b, {0.1, 0.9, 0.6, 0.4});
+  node_table(c, {0.2, 0.8, 0.7, 0.3});
+  const std::size_t tables = d->table_count;
+  ASSERT_EQ(orv_node_delete(a), orv_error_none);
+  EXPECT_EQ(names_of(tb->nodes.c_list()), (Names{"B"}));
+  EXPECT_EQ(entries(tb), (Values{0.1, 0.9}));
+  EXPECT_EQ(d->table_count, tables - 1);
+  ASSERT_EQ(orv_node_delete(b), orv_error_none);
+  EXPECT_EQ(entries(c->table), (Values{0.2, 0.8}));
+  EXPECT_EQ(names_of(orv_node_get_parents(c)), Names{});
+}
+
+TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), b = add_node(d.get(), "B");
+  orv_node_t c = add_node(d.get(), "C"), x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  set_states(a, 2), set_states(a2, 2), set_states(b, 2), set_states(c, 2);
+  ASSERT_EQ(orv_node_add_parent(b, c), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  orv_table_t t = node_table(b, {1, 2, 3, 4, 5, 6, 7, 8});
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_switch_parent(b, a2, a), orv_error_usage);  // a2 is not a parent
+  EXPECT_EQ(orv_node_switch_parent(b, a, c), orv_error_usage);   // c already is
+  EXPECT_EQ(orv_node_switch_parent(b, a, x), orv_error_usage);   // another kind
+  EXPECT_EQ(orv_node_switch_parent(b, a, nullptr), orv_error_usage);
+  ASSERT_EQ(orv_node_set_state_label(a2, 1, "high"), orv_error_none);  // same states, other labels
+  EXPECT_EQ(orv_node_switch_parent(b, a, a2), orv_error_usage);
+  ASSERT_EQ(orv_node_set_state_label(a2, 1, ""), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(a2, b), orv_error_none);
+  EXPECT_EQ(orv_node_switch_parent(b, a, a2), orv_error_cyclic_network);
+  ASSERT_EQ(orv_node_remove_parent(a2, b), orv_error_none);
+  EXPECT_EQ(snapshot(d.get()), before);
+
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_switch_parent(b, a, a2), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+  EXPECT_EQ(names_of(orv_node_get_parents(b)), (Names{"A2", "C"}));
+  EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A2", "C", "B"}));
+  EXPECT_EQ(entries(t), (Values{1, 2, 3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(names_of(orv_node_get_children(a)), Names{});
+  EXPECT_EQ(names_of(orv_node_get_children(a2)), (Names{"B"}));
+}
+
+TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  set_states(a, 2), set_states(b, 2);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // "" equals no label
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_state_label(b, 0, "low"), orv_error_none);
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_state_label(a, 0, "low"), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_number), orv_error_none);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_number), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));  // both with default values
+  ASSERT_EQ(orv_node_set_state_value(a, 0, 1.0), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(a, 1, 2.0), orv_error_none);
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_state_value(b, 0, 1.0), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(b, 1, 2.0), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_interval), orv_error_none);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_interval), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_value(b, 2, 3.0), orv_error_none);  // the upper end counts
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_boolean), orv_error_none);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_boolean), orv_error_none);
+  EXPECT_TRUE(_orv_nodes_are_compatible(a, b));  // labels and values do not matter
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_label), orv_error_none);
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  set_states(b, 3);
+  EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
+  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  EXPECT_TRUE(_orv_nodes_are_compatible(x, y));
+  EXPECT_FALSE(_orv_nodes_are_compatible(x, a));
+}
+
+TEST(RemoveParent, ValueLinksLeaveTheCompiledStructure) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), c = add_node(d.get(), "C");
+  orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
+  orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
+  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, g), orv_error_none);  // a value parent of a chance node
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_switch_parent(f, a, a2), orv_error_none);  // function child
+  ASSERT_EQ(orv_node_remove_parent(f, a2), orv_error_none);
+  ASSERT_EQ(orv_node_remove_parent(c, g), orv_error_none);  // parent of kind other
+  EXPECT_TRUE(test::is_compiled(d.get()));
+  ASSERT_EQ(orv_node_remove_parent(c, a), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+}
+
+struct KnownNodes : InformationCache {
+  explicit KnownNodes(orv_node_t n) : known(n) {}
+  bool lists(const orv_node_s *, const orv_node_s *node) const override { return node == known; }
+  orv_node_t known;
+};
+struct AnyCache : Attachment {};
+
+TEST(GraphCaches, LinkChangesDiscardThemUnlessADecisionAlreadyKnowsTheParent) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t dec = add_node(d.get(), "D", orv_category_decision);
+  const auto attach = [&] {
+    d->graph_cache.reset(make<AnyCache>());
+    d->information_cache.reset(make<KnownNodes>(a));
+  };
+  attach();
+  ASSERT_EQ(orv_node_add_parent(dec, a), orv_error_none);
+  EXPECT_EQ(d->graph_cache, nullptr);
+  EXPECT_NE(d->information_cache, nullptr);  // A was known when deciding
+  attach();
+  ASSERT_EQ(orv_node_add_parent(dec, b), orv_error_none);
+  EXPECT_EQ(d->information_cache, nullptr);
+  attach();
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);  // not a decision
+  EXPECT_EQ(d->information_cache, nullptr);
+  attach();
+  ASSERT_EQ(orv_node_remove_parent(dec, a), orv_error_none);
+  EXPECT_EQ(d->graph_cache, nullptr);
+  EXPECT_EQ(d->information_cache, nullptr);
+  attach();
+  EXPECT_EQ(orv_node_add_parent(a, c), orv_error_cyclic_network);  // refusals keep them
+  EXPECT_NE(d->graph_cache, nullptr);
+  EXPECT_NE(d->information_cache, nullptr);
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,120 @@
+#include "support/link_fixture.h"
+
+#include <sstream>
+#include <stdexcept>
+
+#include "model/chain_blocks.h"
+#include "model/records.h"
+#include "tables/node_table.h"
+
+namespace orv::test {
+
+void set_states(orv_node_t node, std::size_t count) {
+  if (orv_node_set_number_of_states(node, count) != orv_error_none) throw std::logic_error("states");
+}
+
+orv_table_t node_table(orv_node_t node, const std::vector<double> &data) {
+  orv_table_s *t = ::orv::node_table(node);
+  _orv_allocate_data_arrays(t);
+  if (!data.empty()) {
+    if (data.size() != t->size) throw std::logic_error("table data of the wrong size");
+    std::copy(data.begin(), data.end(), t->data);
+  }
+  return t;
+}
+
+orv_table_t learning_table(orv_node_t node, orv_table_type_t type) {
+  NodeList nodes;
+  for (orv_node_t p : node->parents)
+    if (p->is_discrete()) nodes.push_back(p);
+  orv_table_s *t = _orv_create_table(node->owner, nodes.c_list(), type, 0, true, true);
+  t->node = node;
+  (type == orv_table_experience ? node->experience : node->fading) = t;
+  return t;
+}
+
+std::vector<double> entries(const orv_table_s *t) {
+  return t->data ? std::vector<double>(t->data, t->data + t->size) : std::vector<double>{};
+}
+
+std::vector<double> joint_distribution(orv_domain_t d) {
+  std::vector<orv_node_t> nodes;
+  std::size_t total = 1;
+  for (orv_node_t n = d->first_node; n; n = n->next) {
+    nodes.push_back(n);
+    total *= n->state_count;
+  }
+  std::vector<double> joint(total, 1.0);
+  std::vector<std::size_t> state(nodes.size(), 0);
+  for (std::size_t c = 0; c < total; ++c) {
+    std::size_t rest = c;
+    for (std::size_t i = nodes.size(); i-- > 0;) {
+      state[i] = rest % nodes[i]->state_count;
+      rest /= nodes[i]->state_count;
+    }
+    for (orv_node_t n : nodes) {
+      const orv_table_s *t = n->table;
+      if (!t) throw std::logic_error("node without table");
+      std::size_t index = 0;
+      for (orv_node_t m : t->nodes) {
+        std::size_t at = 0;
+        while (nodes[at] != m) ++at;
+        index = index * m->state_count + state[at];
+      }
+      joint[c] *= t->data[index];
+    }
+  }
+  return joint;
+}
+
+namespace {
+struct CompiledStandIn : Attachment {};
+}  // namespace
+
+void mark_compiled(orv_domain_t d) { d->compiled.reset(make<CompiledStandIn>()); }
+bool is_compiled(orv_domain_t d) { return d->compiled != nullptr; }
+
+namespace {
+
+void describe_table(std::ostringstream &out, const char *what, const orv_table_s *t) {
+  if (!t) return;
+  out << "  " << what << " #" << t->number << " @" << static_cast<const void *>(t) << " [";
+  for (orv_node_t n : t->nodes) out << ' ' << n->name.c_str();
+  out << " ] size " << t->size << " block " << t->block_size << " data";
+  if (t->data)
+    for (std::size_t i = 0; i < t->size; ++i) out << ' ' << t->data[i];
+  if (t->cg_data) {
+    out << " cg";
+    for (std::size_t i = 0; i < t->size * t->block_size; ++i) out << ' ' << t->cg_data[i];
+  }
+  out << " roles";
+  for (unsigned char r : t->roles) out << ' ' << int(r);
+  out << '\n';
+}
+
+}  // namespace
+
+std::string snapshot(orv_domain_t d) {
+  std::ostringstream out;
+  out.precision(17);
+  out << "compiled " << is_compiled(d) << " tables " << d->table_count << '\n';
+  for (orv_node_t n = d->first_node; n; n = n->next) {
+    out << n->name.c_str() << " #" << n->number << " valid " << n->table_valid << " parents";
+    for (orv_node_t p : n->parents) out << ' ' << p->name.c_str();
+    out << " children";
+    for (orv_node_t c : n->children) out << ' ' << c->name.c_str();
+    out << " block " << static_cast<const void *>(n->chain_block) << " mark " << n->mark << '\n';
+    describe_table(out, "table", n->table);
+    describe_table(out, "experience", n->experience);
+    describe_table(out, "fading", n->fading);
+  }
+  for (const ChainBlock *b = d->first_chain_block; b; b = b->next) {
+    out << "block " << static_cast<const void *>(b) << " members";
+    for (orv_node_t m : b->members) out << ' ' << m->name.c_str();
+    out << '\n';
+    for (const orv_table_s *t : b->potentials) describe_table(out, "potential", t);
+  }
+  return out.str();
+}
+
+}  // namespace orv::test

@@ -1,0 +1,42 @@
+// Helpers for link tests: discrete states, node tables with given data, the
+// joint distribution of a small discrete network by brute force, and a
+// snapshot of everything a link operation may change.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "model/domain.h"
+#include "model/node.h"
+#include "orvel.h"
+#include "tables/table.h"
+
+namespace orv::test {
+
+// Sets the number of states of a discrete node through the public API.
+void set_states(orv_node_t node, std::size_t count);
+
+// The node's own table (created over its current parents when absent), with
+// data allocated; `data`, when given, must fill it exactly.
+orv_table_t node_table(orv_node_t node, const std::vector<double> &data = {});
+
+// An experience (or fading) table over the node's discrete parents.
+orv_table_t learning_table(orv_node_t node, orv_table_type_t type);
+
+// Entries of a table, in order.
+std::vector<double> entries(const orv_table_s *t);
+
+// P(all nodes) for every configuration of the domain's nodes in chain order
+// (last node fastest), as the product of the node tables.
+std::vector<double> joint_distribution(orv_domain_t d);
+
+// Attaches a compiled-structure stand-in, so tests can see uncompilation.
+void mark_compiled(orv_domain_t d);
+bool is_compiled(orv_domain_t d);
+
+// Text describing lists, tables (nodes, data, CG data, roles) and learning
+// tables of every node, plus the compiled flag and the chain blocks.
+std::string snapshot(orv_domain_t d);
+
+}  // namespace orv::test
