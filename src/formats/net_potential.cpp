@@ -7,6 +7,7 @@
 #include "expr/model.h"
 #include "formats/net_reader.h"
 #include "learning/experience.h"
+#include "model/chain_blocks.h"
 #include "model/node_ops.h"
 #include "runtime/error.h"
 
@@ -186,8 +187,11 @@ class PotentialParser {
     }
     const orv_table_type_t type =
         head_->category == orv_category_utility ? orv_table_utility : orv_table_probability;
-    if (children_.size() > 1) p_.fatal("chain graph potentials are not supported", orv_error_parse);
     orv_table_s *t = _orv_create_table(d_, nodes.c_list(), type, 0, false, true);
+    if (children_.size() > 1) {
+      add_chain_potential(t);
+      return;
+    }
     t->node = head_;
     if (head_->table) {
       String message = format_message("potential specified twice for node `%s'", node_name(head_));
@@ -196,6 +200,30 @@ class PotentialParser {
     }
     head_->table = t;
     table_ = t;
+  }
+
+  // Hands t to the chain blocks; on failure t is freed.
+  void add_chain_potential(orv_table_s *t) {
+    if (d_->is_class()) p_.report("undirected links are not allowed in classes");
+    orv_error_t code = orv_error_none;
+    try {
+      _orv_domain_add_chain_potential(d_, t, children_.size());
+    } catch (const Failure &f) {
+      code = f.code;
+    } catch (const std::bad_alloc &) {
+      code = orv_error_no_memory;
+    }
+    if (code == orv_error_none) {
+      table_ = t;
+      return;
+    }
+    _orv_free_table(t);
+    if (code == orv_error_cyclic_network || code == orv_error_cyclic_functional_dependency) {
+      String message = format_message("adding chain potential creates a %s",
+                                      code == orv_error_cyclic_network ? "directed cycle" : "cyclic functional dependency");
+      p_.fatal(message.c_str(), code);
+    }
+    report_api_error(p_, code);
   }
 
   void body() {

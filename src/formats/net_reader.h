@@ -5,7 +5,6 @@
 #include <cstddef>
 
 #include "formats/lexer.h"
-#include "formats/net_deps.h"
 #include "model/node.h"
 #include "tables/table.h"
 

@@ -1,7 +1,10 @@
 // NET text of a domain: the net block, node blocks and potential blocks.
 #include "formats/net_writer.h"
 
+#include <algorithm>
+
 #include "expr/model.h"
+#include "model/chain_blocks.h"
 #include "model/node.h"
 #include "model/node_ops.h"
 #include "runtime/error.h"
@@ -36,6 +39,47 @@ class NetWriter {
     for (orv_node_s *n = d_->first_node; n; n = n->next) {
       if (n->category == orv_category_instance) continue;
       potential(n);
+    }
+    chain_potentials();
+  }
+
+  // Number of trailing nodes of a chain potential that are its children:
+  // the shortest tail (at least two) whose nodes all have the nodes before
+  // it as parents.
+  static std::size_t chain_child_count(const orv_table_s *t) {
+    const std::size_t n = t->discrete_count;
+    for (std::size_t k = 2; k < n; ++k) {
+      bool all = true;
+      for (std::size_t i = n - k; i < n && all; ++i)
+        for (std::size_t j = 0; j < n - k && all; ++j) all = t->nodes[i]->parents.contains(t->nodes[j]);
+      if (all) return k;
+    }
+    return n;
+  }
+
+  void chain_potentials() {
+    Vector<orv_table_s *> tables;
+    for (ChainBlock *b = d_->first_chain_block; b; b = b->next)
+      tables.insert(tables.end(), b->potentials.begin(), b->potentials.end());
+    std::sort(tables.begin(), tables.end(), [](const orv_table_s *a, const orv_table_s *b) { return a->number < b->number; });
+    for (orv_table_s *t : tables) {
+      const std::size_t k = chain_child_count(t), first = t->discrete_count - k;
+      out_.put("\n");
+      out_.put(l_.outer);
+      out_.put("potential (");
+      for (std::size_t i = first; i < t->discrete_count; ++i) {
+        if (i > first) out_.put(" ");
+        out_.put(node_name(t->nodes[i]));
+      }
+      if (first > 0) out_.put(" |");
+      for (std::size_t j = 0; j < first; ++j) parent_name(t->nodes[j]);
+      out_.put(")\n");
+      out_.put(l_.outer);
+      out_.put("{\n");
+      field("data = ");
+      write_table(out_, t, l_);
+      out_.put(l_.outer);
+      out_.put("}\n");
     }
   }
 

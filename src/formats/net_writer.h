@@ -2,7 +2,6 @@
 // indentation, quoted strings and one comment per table row.
 #pragma once
 
-#include "formats/net_deps.h"
 #include "formats/net_output.h"
 #include "model/domain.h"
 #include "tables/table.h"

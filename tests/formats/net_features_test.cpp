@@ -10,7 +10,6 @@
 #include <string>
 
 #include "expr/model.h"
-#include "formats/net_deps.h"
 #include "formats/net_parse.h"
 #include "model/node.h"
 #include "orvel.h"
@@ -367,6 +366,45 @@ TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   Parsed again(text);
   ASSERT_NE(again.d, nullptr) << again.messages.first();
   EXPECT_EQ(again.text(), text);
+}
+
+}  // namespace
+}  // namespace orv
+
+namespace orv {
+namespace {
+
+TEST(NetChain, ChainGraphPotentialsRoundTrip) {
+  const std::string head =
+      "net { }\nnode A { states = (\"a0\" \"a1\"); }\nnode B { states = (\"b0\" \"b1\"); }\n"
+      "node C { states = (\"c0\" \"c1\"); }\npotential (A) { data = (0.5 0.5); }\n";
+  Parsed p(head + "potential (B C | A) { data = (((1 2) (3 4)) ((5 6) (7 8))); }\n");
+  ASSERT_NE(p.d, nullptr) << p.messages.first();
+  EXPECT_NE(p.node("B")->chain_block, nullptr);
+  EXPECT_EQ(p.node("B")->chain_block, p.node("C")->chain_block);
+  EXPECT_EQ(test::names_of_parents(p.node("C")), "A");
+  const std::string text = p.text();
+  EXPECT_NE(text.find("\npotential (B C | A)\n{\n    data = ((( 1 2 )\t%  A=a0  B=b0\n\t ( 3 4 ))\t%  A=a0  B=b1\n"
+                      "\t(( 5 6 )\t%  A=a1  B=b0\n\t ( 7 8 )));\t%  A=a1  B=b1\n}\n"),
+            std::string::npos)
+      << text;
+  Parsed again(text);
+  ASSERT_NE(again.d, nullptr) << again.messages.first();
+  EXPECT_EQ(again.text(), text);
+
+  Parsed cyclic(head + "potential (B | A) {}\npotential (C | B) {}\npotential (A C) {}\n");
+  EXPECT_EQ(cyclic.d, nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_cyclic_network);
+  EXPECT_EQ(cyclic.messages.items.back().second, "adding chain potential creates a directed cycle");
+  Parsed mixed(head + "decision D { states = (\"d\"); }\npotential (B D) {}\n");
+  EXPECT_EQ(mixed.d, nullptr);
+  EXPECT_EQ(mixed.messages.first(), "undirected links can only be specified for discrete chance nodes");
+  Parsed function(head + "function R {}\npotential (R | A) {}\npotential (B C | A R) {}\n");
+  EXPECT_EQ(function.d, nullptr);
+  EXPECT_EQ(function.messages.items.back().second, "real-valued function nodes are not allowed in chain potentials");
+  Parsed model(head + "potential (B C | A) { model_nodes = (); }\n");
+  EXPECT_EQ(model.d, nullptr);
+  EXPECT_EQ(model.messages.first(), "models cannot be specified for chain graph potentials");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "expr/model.h"
-#include "formats/net_deps.h"
 #include "model/node.h"
 #include "tables/table.h"
 
