@@ -549,6 +549,24 @@ ORV_API int orv_node_has_fading_table(orv_node_t node);
 /* ======================================================================
  * Compilation: moralization and triangulation
  * ====================================================================== */
+/* Moralizes and triangulates the domain with method 15-18 or 20 (best
+ * greedy), leaving its cliques and elimination order. Method 19 is not
+ * available and is refused like any other bad method. Errors: usage (null,
+ * class, no discrete or continuous node, already triangulated, bad method),
+ * io (log), no_memory; on failure the domain stays untriangulated. */
+ORV_API orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_method_t method);
+/* Triangulates by eliminating the nodes in the given null-terminated order
+ * (every discrete and continuous node once, continuous ones first). Errors:
+ * usage, enumeration (invalid order), io, no_memory. */
+ORV_API orv_status_t orv_domain_triangulate_with_order(orv_domain_t domain, orv_node_t *order);
+/* The discrete and continuous nodes in elimination order, null-terminated;
+ * owned by the domain until it is uncompiled. Errors: usage (not
+ * triangulated), enumeration (inconsistent positions), no_memory. */
+ORV_API orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain);
+/* The node's neighbours in the moral graph (marriages and necessary fill-ins
+ * included), null-terminated; owned by the domain while it stays
+ * triangulated. Errors: usage (not triangulated, or a node of neither kind). */
+ORV_API orv_node_t *orv_node_get_moral_neighbors(orv_node_t node);
 
 /* ======================================================================
  * Junction forest: cliques and junction trees

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "model/chain_blocks.h"
 #include "runtime/error.h"
 #include "tables/table_reshape.h"
 
@@ -53,8 +54,13 @@ Vector<orv_table_s *> tables_with_node(orv_node_s *node) {
   tables.reserve(3 * (node->children.size() + 1));
   add_tables_of(tables, node, node);
   for (orv_node_s *child : node->children) add_tables_of(tables, child, node);
-  // Chain potentials of chain blocks, the corresponding nodes of class
-  // instances and temporal clones join here when those structures exist.
+  // Chain-graph potentials hold the node as a block member or as a parent of
+  // members.
+  for (ChainBlock *block = node->owner->first_chain_block; block; block = block->next)
+    for (orv_table_s *t : block->potentials)
+      if (has_discrete_node(t, node)) tables.push_back(t);
+  // The corresponding nodes of class instances and temporal clones join here
+  // when those structures exist.
   return tables;
 }
 

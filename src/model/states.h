@@ -10,7 +10,8 @@
 namespace orv {
 
 // Every table that has `node` among its discrete nodes: its own table, its
-// children's tables, and the experience and fading tables of both. Throws.
+// children's tables, the experience and fading tables of both, and the
+// chain-graph potentials that hold it. Throws.
 Vector<orv_table_s *> tables_with_node(orv_node_s *node);
 
 // Changes the number of states (count >= 1), resizing every table that

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "model/chain_blocks.h"
 #include "model/node.h"
+#include "runtime/error.h"
 #include "orvel.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
@@ -191,6 +193,33 @@ TEST(NumberOfStates, TablesWithoutDataOnlyChangeShape) {
   EXPECT_EQ(orv_table_get_size(b->table), 12u);
   EXPECT_EQ(b->table->data, nullptr);
   EXPECT_EQ(orv_table_get_data(b->table)[11], 1.0);
+}
+
+TEST(NumberOfStates, ChainPotentialsFollowTheirNodes) {
+  auto d = new_domain();
+  orv_node_t p = add_node(d.get(), "P"), a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  set_state_count(p, 2), set_state_count(a, 2), set_state_count(b, 2);
+  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
+  orv_node_t pab[] = {p, a, b, nullptr};
+  orv_table_s *potential = _orv_create_table(d.get(), pab, orv_table_probability, 0, true, true);
+  ASSERT_EQ(guarded_status([&] { _orv_domain_add_chain_potential(d.get(), potential, 2); }), orv_error_none);
+  test::fill_distinct(potential);
+  const auto old = test::configurations(potential);
+  const auto before = snapshot(potential);
+
+  set_state_count(p, 3);  // a parent of the block's members
+  EXPECT_EQ(orv_table_get_size(potential), 12u);
+  for (size_t i = 0; i < old.size(); ++i) EXPECT_EQ(test::entry(potential, old[i]), before.data[i]);
+  ASSERT_EQ(orv_node_set_state_label(a, 0, "a0"), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_label(a, 1, "a1"), orv_error_none);
+  const char *order[] = {"a1", "a0", nullptr};  // a block member
+  ASSERT_EQ(orv_node_reorder_states(a, order), orv_error_none);
+  for (size_t i = 0; i < old.size(); ++i) {
+    test::Assignment moved = old[i];
+    moved[a] = 1 - moved[a];
+    EXPECT_EQ(test::entry(potential, moved), before.data[i]);
+  }
 }
 
 }  // namespace

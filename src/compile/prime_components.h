@@ -1,0 +1,23 @@
+// Decomposition of a graph by clique minimal separators into prime
+// components (Lex M minimal elimination ordering plus candidate separators).
+#pragma once
+
+#include "compile/fragment.h"
+
+namespace orv {
+
+// Lex M numbering: number[v] in 1..n (n numbered first), and for every vertex
+// the vertices numbered before it that reached it, when those are pairwise
+// adjacent in g (has_candidates[v] == 0 when they are not).
+struct LexMNumbering {
+  Vector<std::size_t> number;
+  Vector<VertexList> candidates;
+  Vector<unsigned char> has_candidates;
+};
+LexMNumbering lex_m_numbering(const Fragment &g);
+
+// The prime components as sorted vertex lists, in extraction order. Every
+// vertex and every edge of g lies in at least one component.
+Vector<VertexList> find_prime_components(const Fragment &g);
+
+}  // namespace orv

@@ -1,0 +1,100 @@
+// Entry points of the qualitative phase: triangulation by a heuristic or by
+// a given order, and the accessors of its results. The new compiled state is
+// built off to the side and committed only when complete; a failure after
+// the commit uncompiles the domain, so every failure leaves it untriangulated.
+#include <algorithm>
+
+#include "compile/compile_log.h"
+#include "compile/compiled_domain.h"
+#include "compile/moralize.h"
+#include "compile/triangulate.h"
+#include "model/node.h"
+#include "runtime/error.h"
+#include "runtime/files.h"
+
+namespace orv {
+namespace {
+
+bool has_participants(const orv_domain_s *d) { return d->discrete_count + d->continuous_count > 0; }
+
+bool can_triangulate(orv_domain_s *d) {
+  return is_domain(d) && !d->is_class() && has_participants(d) && !d->compiled;
+}
+
+// Installs the state, then completes the phase; any failure from here on
+// uncompiles the domain again and keeps the first cause.
+void commit_and_finish(orv_domain_s *d, Owned<CompiledDomain> state) {
+  attach_triangulation(d, std::move(state));
+  try {
+    if (_orv_domain_flush_log_file(d) != orv_error_none) fail(orv_error_io);
+  } catch (...) {
+    uncompile(d);
+    if (d->log) std::fflush(d->log);
+    throw;
+  }
+}
+
+// Vertices of the given nodes, in order.
+VertexList vertices_of(const CompiledDomain &state, orv_node_t const *order) {
+  VertexList vertices;
+  vertices.reserve(state.moral_graph.size());
+  for (; *order; ++order) vertices.push_back(static_cast<Vertex>(state.vertex(*order)));
+  return vertices;
+}
+
+}  // namespace
+}  // namespace orv
+
+using orv::guarded;
+using orv::guarded_status;
+
+extern "C" {
+
+orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_method_t method) {
+  if (!orv::can_triangulate(domain) || method < orv_tm_clique_size || method > orv_tm_best_greedy)
+    return orv::usage(orv_error_usage);
+  // The minimal-separator search is not available: refused like a bad method.
+  if (method == orv_tm_total_weight) return orv::usage(orv_error_usage);
+  return guarded_status([&] {
+    std::FILE *log = domain->log;
+    auto state = orv::make_owned<orv::CompiledDomain>();
+    orv::log_time_stamp(log);
+    orv::_orv_domain_moralize(domain, *state, log);
+    orv::triangulate_domain(domain, *state, method, log);
+    orv::commit_and_finish(domain, std::move(state));
+  });
+}
+
+orv_status_t orv_domain_triangulate_with_order(orv_domain_t domain, orv_node_t *order) {
+  if (!orv::can_triangulate(domain) || !order) return orv::usage(orv_error_usage);
+  return guarded_status([&] {
+    orv::_orv_check_elimination_order(domain, order);
+    std::FILE *log = domain->log;
+    auto state = orv::make_owned<orv::CompiledDomain>();
+    orv::log_time_stamp(log);
+    orv::_orv_domain_moralize(domain, *state, log);
+    orv::build_cliques_from_order(*state, orv::vertices_of(*state, order), log);
+    state->user_order = true;
+    orv::commit_and_finish(domain, std::move(state));
+  });
+}
+
+orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain) {
+  if (!orv::is_domain(domain)) return orv::usage<orv_node_t *>(nullptr);
+  orv::CompiledDomain *state = orv::compiled_domain(domain);
+  if (!state) return orv::usage<orv_node_t *>(nullptr);
+  return guarded<orv_node_t *>(nullptr, [&] {
+    orv::list_elimination_order(*state);
+    return state->elimination_order.data();
+  });
+}
+
+orv_node_t *orv_node_get_moral_neighbors(orv_node_t node) {
+  if (!orv::is_node(node) || !orv::is_domain(node->owner)) return orv::usage<orv_node_t *>(nullptr);
+  orv::CompiledDomain *state = orv::compiled_domain(node->owner);
+  const long v = state ? state->vertex(node) : -1;
+  if (v < 0) return orv::usage<orv_node_t *>(nullptr);
+  return guarded<orv_node_t *>(nullptr, [&] { return state->moral_neighbors[v].data(); });
+}
+
+}  // extern "C"

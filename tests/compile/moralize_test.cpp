@@ -1,0 +1,154 @@
+// Moralization: which nodes become moral neighbours under each rule, how
+// marriages and necessary fill-ins are logged, and the log of a whole
+// triangulation of a small CG network line by line.
+#include <gtest/gtest.h>
+
+#include "compile/network_builder.h"
+#include "model/chain_blocks.h"
+#include "tables/table.h"
+
+namespace orv {
+namespace {
+
+using test::add_continuous;
+using test::add_node;
+using test::add_states;
+using test::capture_log;
+using test::link;
+using test::names_of;
+using test::new_domain;
+using Names = std::vector<std::string>;
+
+Names sorted_neighbors(orv_node_t node) {
+  Names names = names_of(orv_node_get_moral_neighbors(node));
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Everything after the time stamp (the first line).
+std::string after_time_stamp(const std::string &log) { return log.substr(log.find('\n') + 1); }
+
+TEST(Moralization, ParentsChildrenAndSpousesByCategory) {
+  auto d = new_domain();
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  orv_node_t dec = add_node(d.get(), "Dec", orv_category_decision);
+  orv_node_t f = add_node(d.get(), "F", orv_category_function);
+  orv_node_t u = add_node(d.get(), "U", orv_category_utility, orv_kind_other);
+  link(a, u), link(b, u);    // a utility child marries its parents
+  link(a, f), link(c, f);    // a function child neither joins nor marries
+  link(c, dec);              // a decision child is a neighbour
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+  EXPECT_EQ(sorted_neighbors(a), (Names{"B"}));
+  EXPECT_EQ(sorted_neighbors(b), (Names{"A"}));
+  EXPECT_EQ(sorted_neighbors(c), (Names{"Dec"}));
+  EXPECT_EQ(sorted_neighbors(dec), (Names{"C"}));
+  EXPECT_EQ(sorted_neighbors(f), Names{});
+  EXPECT_EQ(orv_node_get_moral_neighbors(u), nullptr);  // utility nodes take no part
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(test::check_domain(d.get()), "");
+}
+
+TEST(Moralization, EachMarriageIsLoggedOnce) {
+  auto d = new_domain();
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  orv_node_t k1 = add_states(d.get(), "K1", 2), k2 = add_states(d.get(), "K2", 2);
+  link(a, k1), link(b, k1), link(a, k2), link(b, k2), link(c, k2);
+  const std::string log =
+      capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none); });
+  const std::string links = log.substr(log.find("\n\nMoral links:\n\n"), log.find("\n\nTriangulating") - log.find("\n\nMoral"));
+  EXPECT_EQ(links,
+            "\n\nMoral links:\n\n"
+            "    Marrying B and C\n"
+            "    Marrying A and C\n"
+            "    Marrying A and B\n");
+  EXPECT_EQ(sorted_neighbors(c), (Names{"A", "B", "K2"}));
+}
+
+// Chain block {A, B, C} from the potentials (A B | P) and (B C); P -> A,
+// P -> B and X -> C. Within the block only nodes that share a potential are
+// neighbours (A-B, B-C), and the parents of all members marry (P-X).
+TEST(Moralization, ChainBlocksJoinPotentialMembersAndMarryAllTheirParents) {
+  auto d = new_domain();
+  orv_node_t p = add_states(d.get(), "P", 2), x = add_states(d.get(), "X", 2);
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, x), orv_error_none);
+  orv_node_t pab[] = {p, a, b, nullptr}, bc[] = {b, c, nullptr};
+  _orv_domain_add_chain_potential(d.get(), _orv_create_table(d.get(), pab, orv_table_probability, 0, false, true), 2);
+  _orv_domain_add_chain_potential(d.get(), _orv_create_table(d.get(), bc, orv_table_probability, 0, false, true), 2);
+  ASSERT_NE(a->chain_block, nullptr);
+  ASSERT_EQ(a->chain_block, c->chain_block);
+  const std::string log =
+      capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none); });
+  EXPECT_EQ(sorted_neighbors(a), (Names{"B", "P"}));
+  EXPECT_EQ(sorted_neighbors(b), (Names{"A", "C", "P"}));
+  EXPECT_EQ(sorted_neighbors(c), (Names{"B", "X"}));
+  EXPECT_EQ(sorted_neighbors(p), (Names{"A", "B", "X"}));
+  EXPECT_EQ(sorted_neighbors(x), (Names{"C", "P"}));
+  const std::size_t links = log.find("\n\nMoral links:\n\n");
+  EXPECT_EQ(log.substr(links, log.find("\n\nTriangulating") - links), "\n\nMoral links:\n\n    Marrying P and X\n");
+  EXPECT_EQ(test::check_domain(d.get()), "");
+}
+
+// Discrete D1 (2 states), D2 (3), D3 (2) and continuous X, Y with links
+// D1 -> X, D2 -> X, X -> Y, D3 -> Y. Domain node order is Y, X, D3, D2, D1
+// (newest first); creation numbers D1 = 1 ... Y = 5.
+struct SmallCgNetwork {
+  test::DomainPtr d = new_domain();
+  orv_node_t d1 = add_states(d.get(), "D1", 2), d2 = add_states(d.get(), "D2", 3), d3 = add_states(d.get(), "D3", 2);
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
+  SmallCgNetwork() { link(d1, x), link(d2, x), link(x, y), link(d3, y); }
+};
+
+TEST(Moralization, NecessaryFillInsCompleteTheDiscreteBoundary) {
+  SmallCgNetwork net;
+  ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none);
+  // {X, Y} is one connected continuous set with discrete boundary D1, D2, D3.
+  EXPECT_EQ(sorted_neighbors(net.d3), (Names{"D1", "D2", "X", "Y"}));
+  EXPECT_EQ(sorted_neighbors(net.d1), (Names{"D2", "D3", "X"}));
+  EXPECT_EQ(test::check_domain(net.d.get()), "");
+}
+
+// Walked through by hand:
+// - moral links in node order: Y takes D3, X; X takes D2, D1, Y and marries
+//   D3 (logged from D3, the older node); D3 takes Y and marries X; D2 takes
+//   X and marries D1 (logged from D1); D1 takes X and marries D2.
+// - the continuous set {Y, X} is reached from Y: boundary D3, then X's
+//   discrete neighbours D2, D1. New pairs D3-D2 and D3-D1 (printed older
+//   first); D2-D1 are married already.
+// - the moral graph is then chordal with prime components {D1, D2, D3, X}
+//   (weight 2*3*2 * (1*4/2 + 1) = 36) and {D3, X, Y} (weight 2 * (2*5/2 + 1)
+//   = 12), both complete.
+// - the search numbers D3 (in both cliques) first, then D2 and D1, and the
+//   continuous X, Y after all discrete nodes: Y is eliminated first.
+TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
+  SmallCgNetwork net;
+  const std::string log = capture_log(
+      net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none); });
+  EXPECT_EQ(after_time_stamp(log),
+            "\n\nMoral links:\n\n"
+            "    Marrying D3 and X\n"
+            "    Marrying D1 and D2\n"
+            "\n\nNecessary fill-ins:\n\n"
+            "    Creating necessary fill-in between D2 and D3\n"
+            "    Creating necessary fill-in between D1 and D3\n"
+            "\n"
+            "\nTriangulating prime component with 3 members:\n"
+            "    Y, X, D3\n"
+            "This component is a clique of cost 12\n"
+            "\nTriangulating prime component with 4 members:\n"
+            "    X, D3, D2, D1\n"
+            "This component is a clique of cost 36\n"
+            "\n\nTotal cost of triangulation for all prime components is 48\n"
+            "\n\nElimination sequence:\n\n"
+            "    Y\n"
+            "    X\n"
+            "    D1\n"
+            "    D2\n"
+            "    D3\n");
+  EXPECT_EQ(log.find('\n'), 24u);  // "Www Mmm dd hh:mm:ss yyyy\n" from ctime_r
+}
+
+}  // namespace
+}  // namespace orv

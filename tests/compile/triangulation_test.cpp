@@ -1,0 +1,174 @@
+// Triangulation results checked by the independent oracle on random
+// networks, heuristic choices worked out by hand, and best greedy's choice.
+#include <gtest/gtest.h>
+
+#include "compile/compiled_domain.h"
+#include "compile/elimination.h"
+#include "compile/fragment_builder.h"
+#include "compile/network_builder.h"
+
+namespace orv {
+namespace {
+
+using test::add_continuous;
+using test::add_states;
+using test::check_domain;
+using test::clique_names;
+using test::link;
+using test::new_domain;
+using Cliques = std::vector<std::vector<std::string>>;
+
+const orv_triangulation_method_t kMethods[] = {orv_tm_clique_size, orv_tm_clique_weight, orv_tm_fill_in_size,
+                                               orv_tm_fill_in_weight, orv_tm_best_greedy};
+
+TEST(Triangulation, EveryMethodGivesChordalMaximalCliquesOnRandomNetworks) {
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    const double continuous_share = seed % 4 == 0 ? 0.3 : 0.0;
+    for (orv_triangulation_method_t method : kMethods) {
+      auto d = new_domain();
+      test::random_network(d.get(), seed, 8 + static_cast<int>(seed % 30), 1 + seed % 4, 5, continuous_share);
+      ASSERT_EQ(orv_domain_triangulate(d.get(), method), orv_error_none) << seed;
+      EXPECT_EQ(check_domain(d.get()), "") << "seed " << seed << " method " << method;
+    }
+  }
+}
+
+TEST(Triangulation, BestGreedyIsNeverWorseThanAnySingleHeuristic) {
+  for (unsigned seed = 100; seed < 130; ++seed) {
+    double best = 0.0, cheapest_single = 1e300;
+    for (orv_triangulation_method_t method : kMethods) {
+      auto d = new_domain();
+      test::random_network(d.get(), seed, 30, 3, 6);
+      ASSERT_EQ(orv_domain_triangulate(d.get(), method), orv_error_none);
+      const double cost = compiled_domain(d.get())->cost;
+      if (method == orv_tm_best_greedy)
+        best = cost;
+      else
+        cheapest_single = std::min(cheapest_single, cost);
+    }
+    EXPECT_LE(best, cheapest_single) << seed;
+  }
+}
+
+// The four-cycle 0-1-2-3 with weights 2, 10, 2, 10: every elimination adds
+// one fill-in. Plain scores tie everywhere (clique 3, one fill-in), so the
+// heap's order takes vertex 0 and joins 1-3: cliques {0,1,3} and {1,2,3},
+// cost 200 + 200. Weighted scores prefer vertex 1 (clique 10*2*2 = 40,
+// weighted fill-in 2*2 = 4, against 200 and 100 for vertex 0), joining 0-2:
+// cliques {0,1,2} and {0,2,3}, cost 40 + 40.
+Fragment weighted_cycle() { return test::make_fragment({2, 10, 2, 10}, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}); }
+
+TEST(Triangulation, WeightedAndPlainHeuristicsOnAFourCycleWorkedOutByHand) {
+  const Fragment g = weighted_cycle();
+  const std::vector<std::vector<int>> light{{0, 1, 2}, {0, 2, 3}}, heavy{{0, 1, 3}, {1, 2, 3}};
+  for (auto [method, cliques, cost] : {std::tuple{orv_tm_clique_size, heavy, 400.0},
+                                       std::tuple{orv_tm_clique_weight, light, 80.0},
+                                       std::tuple{orv_tm_fill_in_size, heavy, 400.0},
+                                       std::tuple{orv_tm_fill_in_weight, light, 80.0}}) {
+    const ComponentTriangulation found = triangulate_by_elimination(g, method, nullptr);
+    EXPECT_EQ(test::as_sets(found.cliques), cliques) << method;
+    EXPECT_EQ(found.cost, cost) << method;
+  }
+  const ComponentTriangulation best = try_all_greedy_methods(g, nullptr);
+  EXPECT_EQ(test::as_sets(best.cliques), light);
+  EXPECT_EQ(best.cost, 80.0);
+}
+
+// Eight vertices, none simplicial. Vertex 3 (neighbours 0, 4, 5, 6; 0-4 and
+// 0-5 open) has the smallest clique, 5, with two fill-ins; vertex 7
+// (neighbours 0, 1, 2, 4, 6; only 0-4 open) has the fewest fill-ins, one,
+// with a clique of 6. Every other vertex has a clique of 6 or more and at
+// least two fill-ins.
+TEST(Triangulation, CliqueSizeAndFillInSizeChooseAsWorkedOutByHand) {
+  const Fragment g = test::make_fragment(
+      {2, 2, 2, 2, 2, 2, 2, 2}, {{0, 1}, {0, 2}, {0, 3}, {0, 6}, {0, 7}, {1, 2}, {1, 4}, {1, 5}, {1, 6}, {1, 7}, {2, 4},
+                                 {2, 5}, {2, 6}, {2, 7}, {3, 4}, {3, 5}, {3, 6}, {4, 5}, {4, 6}, {4, 7}, {5, 6}, {6, 7}});
+  Vector<EliminatedClique> by_clique = eliminate_greedily(g, orv_tm_clique_size, nullptr);
+  ASSERT_FALSE(by_clique.empty());
+  EXPECT_EQ(by_clique[0].eliminated, 3u);
+  EXPECT_EQ(std::vector<Vertex>(by_clique[0].fill_ins.begin(), by_clique[0].fill_ins.end()),
+            (std::vector<Vertex>{0, 4, 0, 5}));
+  Vector<EliminatedClique> by_fill = eliminate_greedily(g, orv_tm_fill_in_size, nullptr);
+  ASSERT_FALSE(by_fill.empty());
+  EXPECT_EQ(by_fill[0].eliminated, 7u);
+  EXPECT_EQ(std::vector<Vertex>(by_fill[0].fill_ins.begin(), by_fill[0].fill_ins.end()), (std::vector<Vertex>{0, 4}));
+}
+
+// A vertex whose neighbourhood is already complete goes first even when its
+// clique is the largest, and its simplicial neighbours go with it.
+TEST(Triangulation, FillInFreeVerticesGoFirstAndAbsorbTheirNeighbours) {
+  // 0..3 complete; 4-5-6-7-4 a four-cycle hanging off 3 through 3-4.
+  const Fragment g = test::make_fragment({2, 2, 2, 2, 2, 2, 2, 2},
+                                         {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {6, 7}, {7, 4}});
+  Vector<EliminatedClique> run = eliminate_greedily(g, orv_tm_clique_size, nullptr);
+  ASSERT_FALSE(run.empty());
+  EXPECT_EQ(std::vector<Vertex>(run[0].members.begin(), run[0].members.end()), (std::vector<Vertex>{0, 1, 2, 3}));
+  EXPECT_TRUE(run[0].fill_ins.empty());
+  std::vector<std::vector<int>> all;
+  for (auto &r : run) all.emplace_back(r.members.begin(), r.members.end());
+  EXPECT_EQ(std::count(all.begin(), all.end(), std::vector<int>{1, 2, 3}), 0);  // absorbed, not listed
+}
+
+TEST(Triangulation, RedundantFillInsAreRemoved) {
+  // Eliminating the centre of a star first joins its leaves pairwise; no
+  // later clique holds two leaves, so all three fill-ins go again.
+  const Fragment star = test::make_fragment({2, 2, 2, 2}, {{0, 1}, {0, 2}, {0, 3}});
+  Vector<EliminatedClique> run = eliminate_in_order(star, VertexList{0, 1, 2, 3}, nullptr);
+  ASSERT_EQ(run.size(), 1u);
+  EXPECT_EQ(run[0].fill_ins.size(), 6u);
+  EXPECT_EQ(test::as_sets(_orv_remove_redundant_fill_ins(star, run, nullptr)),
+            (std::vector<std::vector<int>>{{0, 1}, {0, 2}, {0, 3}}));
+
+  // K(2,3): eliminating 0 joins 1, 2, 3, and eliminating 1 next forms
+  // {1, 2, 3, 4}: every fill-in lies in two cliques and stays.
+  const Fragment k23 = test::make_fragment({2, 2, 2, 2, 2}, {{0, 1}, {0, 2}, {0, 3}, {4, 1}, {4, 2}, {4, 3}});
+  run = eliminate_in_order(k23, VertexList{0, 1, 2, 3, 4}, nullptr);
+  EXPECT_EQ(test::as_sets(_orv_remove_redundant_fill_ins(k23, run, nullptr)),
+            (std::vector<std::vector<int>>{{0, 1, 2, 3}, {1, 2, 3, 4}}));
+}
+
+// The triangle {0, 1, 4} (weights 2, 2, 2) on the four-cycle 0-2-3-4
+// (weights 2, 4, 4, 2): the cycle takes chord 0-3 (cliques 2*4*4 + 2*4*2)
+// or chord 2-4 (2*4*2 + 4*4*2), both 48, plus 8 for the triangle. The
+// weighted run picks vertex 0 (clique weight 16) and chord 2-4; whatever the
+// plain run found costs the same, so best greedy keeps the earlier result.
+TEST(Triangulation, BestGreedyKeepsTheEarlierOfEqualCosts) {
+  const Fragment g =
+      test::make_fragment({2, 2, 4, 4, 2}, {{0, 1}, {0, 2}, {0, 4}, {1, 4}, {2, 3}, {3, 4}});
+  const ComponentTriangulation plain = triangulate_by_elimination(g, orv_tm_clique_size, nullptr);
+  const ComponentTriangulation weighted = triangulate_by_elimination(g, orv_tm_clique_weight, nullptr);
+  EXPECT_EQ(plain.cost, 56.0);
+  EXPECT_EQ(weighted.cost, 56.0);
+  EXPECT_EQ(test::as_sets(weighted.cliques), (std::vector<std::vector<int>>{{0, 1, 4}, {0, 2, 4}, {2, 3, 4}}));
+  ASSERT_NE(test::as_sets(plain.cliques), test::as_sets(weighted.cliques));
+  EXPECT_EQ(test::as_sets(try_all_greedy_methods(g, nullptr).cliques), test::as_sets(plain.cliques));
+}
+
+TEST(Triangulation, BestGreedySkipsWeightedRunsOnlyWhereWeightsCannotMatter) {
+  const std::vector<std::pair<int, int>> path{{0, 1}, {1, 2}};
+  EXPECT_FALSE(weights_can_differ(test::make_fragment({2, 2, 2}, path)));          // all binary
+  EXPECT_FALSE(weights_can_differ(test::make_fragment({1, 1, 1}, path, {0, 1, 2})));  // all continuous
+  EXPECT_TRUE(weights_can_differ(test::make_fragment({2, 3, 2}, path)));
+  EXPECT_TRUE(weights_can_differ(test::make_fragment({2, 1, 2}, path, {1})));  // mixed kinds
+  EXPECT_TRUE(weights_can_differ(test::make_fragment({1, 2, 3}, path, {0})));
+}
+
+TEST(Triangulation, CliqueWeightCountsContinuousParameters) {
+  // One CG node with two discrete neighbours: (2 * 3) * (1 * 4 / 2 + 1).
+  auto d = new_domain();
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 3);
+  orv_node_t x = add_continuous(d.get(), "X");
+  link(a, x), link(b, x);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
+  EXPECT_EQ(compiled_domain(d.get())->cost, 18.0);
+  // Two CG nodes and one binary node: 2 * (2 * 5 / 2 + 1).
+  auto e = new_domain();
+  orv_node_t c = add_states(e.get(), "C", 2);
+  orv_node_t y = add_continuous(e.get(), "Y"), z = add_continuous(e.get(), "Z");
+  link(c, y), link(y, z), link(c, z);
+  ASSERT_EQ(orv_domain_triangulate(e.get(), orv_tm_clique_size), orv_error_none);
+  EXPECT_EQ(compiled_domain(e.get())->cost, 12.0);
+}
+
+}  // namespace
+}  // namespace orv
