@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "model/chain.h"
 #include "model/node.h"
 #include "runtime/error.h"
 
@@ -175,13 +176,7 @@ void _orv_free_table(orv_table_s *t) noexcept {
   if (!t) return;
   if (t->chained) {
     orv_domain_s *d = t->domain;
-    // Tables before t in the chain are newer: each moves down by one.
-    orv_table_s **link = &d->first_table;
-    while (*link != t) {
-      --(*link)->number;
-      link = &(*link)->next;
-    }
-    *link = t->next;
+    unlink_and_renumber(&d->first_table, t);
     --d->table_count;
   }
   destroy(t);
