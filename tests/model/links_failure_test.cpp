@@ -17,7 +17,7 @@ namespace {
 
 using test::add_node;
 using test::node_table;
-using test::set_states;
+using test::set_state_count;
 
 // Finds a node without touching the allocator (no name index).
 orv_node_t node(orv_domain_t d, const char *name) {
@@ -31,7 +31,7 @@ orv_node_t node(orv_domain_t d, const char *name) {
 test::DomainPtr discrete_network() {
   auto d = test::new_domain();
   const std::pair<const char *, std::size_t> nodes[] = {{"P", 2}, {"P2", 2}, {"Q", 3}, {"A", 2}, {"B", 2}, {"C", 3}};
-  for (auto [name, states] : nodes) set_states(add_node(d.get(), name), states);
+  for (auto [name, states] : nodes) set_state_count(add_node(d.get(), name), states);
   for (auto [child, parent] : {std::pair{"A", "P"}, {"B", "A"}, {"B", "Q"}, {"C", "B"}})
     if (orv_node_add_parent(node(d.get(), child), node(d.get(), parent)) != orv_error_none)
       throw std::logic_error("link");
@@ -48,7 +48,7 @@ test::DomainPtr discrete_network() {
 // X <- Y (continuous) with a discrete K, all with tables.
 test::DomainPtr cg_network() {
   auto d = test::new_domain();
-  set_states(add_node(d.get(), "K"), 2);
+  set_state_count(add_node(d.get(), "K"), 2);
   add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
   if (orv_node_add_parent(node(d.get(), "X"), node(d.get(), "Y")) != orv_error_none) throw std::logic_error("link");

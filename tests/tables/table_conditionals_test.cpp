@@ -30,7 +30,7 @@ orv_error_t normalize(orv_table_s *t, ZeroSum mode) {
 TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   auto d = test::new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  test::set_states(a, 2), test::set_states(b, 3);
+  test::set_state_count(a, 2), test::set_state_count(b, 3);
   auto t = table(d.get(), {a, b}, {1, 1, 2, 0, 0, 0});
   EXPECT_EQ(normalize(t.get(), ZeroSum::refuse), orv_error_invalid_probability_potential);
   std::copy_n(Values{1, 1, 2, 0, 0, 0}.begin(), 6, t->data);
