@@ -61,28 +61,18 @@ using Build = std::function<test::DomainPtr()>;
 using Operation = std::function<orv_status_t(orv_domain_t)>;
 
 // Returns the number of allocations the operation makes.
+// Every run starts from a freshly built network.
 std::size_t sweep(const char *what, const Build &build, const Operation &operation) {
-  for (std::size_t n = 0;; ++n) {
-    auto d = build();
-    const std::string before = test::snapshot(d.get());
-    test::LiveBlocks live;
-    orv_status_t status;
-    std::size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      status = operation(d.get());
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      EXPECT_EQ(status, orv_error_none) << what;
-      EXPECT_NE(test::snapshot(d.get()), before) << what;
-      return n;
-    }
-    EXPECT_EQ(status, orv_error_no_memory) << what << " allocation " << n;
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory) << what << " allocation " << n;
-    EXPECT_EQ(test::snapshot(d.get()), before) << what << " allocation " << n;
-    EXPECT_EQ(live.delta(), 0) << what << " allocation " << n;
-  }
+  auto d = build();
+  std::string before = test::snapshot(d.get());
+  const auto clean = test::expect_no_memory_sweep(what, [&] { return operation(d.get()); }, [&] {
+    EXPECT_EQ(test::snapshot(d.get()), before);
+    d = build();
+    before = test::snapshot(d.get());
+  });
+  EXPECT_EQ(clean.result, orv_error_none) << what;
+  EXPECT_NE(test::snapshot(d.get()), before) << what;
+  return clean.n;
 }
 
 TEST(LinkFailurePaths, NoMemoryAtEveryAllocationLeavesTheNetworkUnchanged) {

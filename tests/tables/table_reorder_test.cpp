@@ -127,25 +127,12 @@ TEST(TableReorder, ExperienceAndFadingTablesFollowTheNodeTable) {
   const auto old_experience = snapshot(c->experience), old_fading = snapshot(c->fading);
 
   orv_node_t order[] = {a, b, c, nullptr};
-  for (size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_status_t rc;
-    size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      rc = orv_table_reorder_nodes(tc, order);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_EQ(rc, orv_error_none);
-      break;
-    }
-    EXPECT_EQ(rc, orv_error_no_memory);
+  const auto clean = test::expect_no_memory_sweep("reorder", [&] { return orv_table_reorder_nodes(tc, order); }, [&] {
     EXPECT_EQ(test::names_of(orv_table_get_nodes(tc)), (std::vector<std::string>{"B", "A", "C"}));
     EXPECT_EQ(snapshot(c->experience), old_experience);
     EXPECT_EQ(snapshot(c->fading), old_fading);
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-  }
+  });
+  ASSERT_EQ(clean.result, orv_error_none);
   EXPECT_EQ(test::names_of(orv_table_get_nodes(c->experience)), (std::vector<std::string>{"A", "B"}));
   EXPECT_EQ(test::names_of(orv_table_get_nodes(c->fading)), (std::vector<std::string>{"A", "B"}));
   for (size_t i = 0; i < experience.size(); ++i) {

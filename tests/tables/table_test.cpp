@@ -190,25 +190,11 @@ TEST(NodeTables, CreationFailureLeavesNoTable) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X");
   link(a, x);
-  for (size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_table_t t;
-    size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      t = orv_node_get_table(x);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_NE(t, nullptr);
-      break;
-    }
-    EXPECT_EQ(t, nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+  const auto clean = test::expect_no_memory_sweep("node table", [&] { return orv_node_get_table(x); }, [&] {
     EXPECT_EQ(x->table, nullptr);
     EXPECT_EQ(d->table_count, 0u);
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-  }
+  });
+  ASSERT_NE(clean.result, nullptr);
 }
 
 TEST(TableChain, FreeingRenumbersNewerTables) {
