@@ -71,8 +71,7 @@ orv_node_s *_orv_domain_new_node(orv_domain_s *d, orv_category_t category, orv_k
 
 void free_node(orv_node_s *node) noexcept {
   orv_domain_s *d = node->owner;
-  unlink_and_renumber(&d->first_node, node);
-  --d->node_count;
+  unlink_and_renumber(&d->first_node, d->node_count, node);
   count_node(d, node, -1);
   d->names.remove(node, node->name.c_str());
   _orv_free_table(node->table);

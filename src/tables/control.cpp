@@ -141,11 +141,7 @@ orv_control_s *_orv_create_temporary_control(orv_table_s *larger_probability,
 
 void _orv_free_control(orv_control_s *c) noexcept {
   if (!c) return;
-  if (c->chained) {
-    orv_domain_s *d = c->domain;
-    unlink_and_renumber(&d->first_control, c);
-    --d->control_count;
-  }
+  if (c->chained) unlink_and_renumber(&c->domain->first_control, c->domain->control_count, c);
   destroy(c);
 }
 

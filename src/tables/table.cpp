@@ -174,11 +174,7 @@ void _orv_copy_table_data(orv_table_s *target, const orv_table_s *source) {
 
 void _orv_free_table(orv_table_s *t) noexcept {
   if (!t) return;
-  if (t->chained) {
-    orv_domain_s *d = t->domain;
-    unlink_and_renumber(&d->first_table, t);
-    --d->table_count;
-  }
+  if (t->chained) unlink_and_renumber(&t->domain->first_table, t->domain->table_count, t);
   destroy(t);
 }
 
