@@ -24,15 +24,8 @@ TEST(ParallelKernels, MatchNaiveReferenceOnThreads) {
   auto d = test::new_domain();
   orv_domain_set_grain_size(d.get(), 1);
   std::mt19937 random(7);
-  for (int round = 0; round < 120; ++round) {
-    orv_domain_set_concurrency_level(d.get(), 2 + round % 3);
-    const test::RandomShape shape = test::random_shape(d.get(), random, 6);
-    const bool normal = round % 2 == 0;
-    if (normal) test::select_random_states(shape.larger, random);
-    test::check_operations(d.get(), shape, random, normal, "round " + std::to_string(round));
-    test::clear_selected_states(shape.larger);
-    if (HasFailure()) break;
-  }
+  test::check_random_rounds(d.get(), random, 120, 0,
+                            [&](int round) { orv_domain_set_concurrency_level(d.get(), 2 + round % 3); });
 }
 
 // Runs every operation on copies of the same tables and returns the results.
