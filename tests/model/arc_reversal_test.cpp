@@ -101,8 +101,8 @@ TEST(ArcReversal, RefusesWithoutChangingAnything) {
   EXPECT_EQ(snapshot(d.get()), before);
 
   auto cg = new_domain();
-  orv_node_t x = add_node(cg.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(cg.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(cg.get(), "X");
+  orv_node_t y = test::add_continuous(cg.get(), "Y");
   orv_node_t k = add_node(cg.get(), "K");
   ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(x, k), orv_error_none);

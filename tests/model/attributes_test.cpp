@@ -108,8 +108,8 @@ TEST(UserData, IsStoredAndReturnedPerObject) {
 TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
   set_state_count(a, 2), set_state_count(b, 3);
   link(a, b), link(a, x), link(y, x);
   ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_number), orv_error_none);

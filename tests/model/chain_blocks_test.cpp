@@ -100,7 +100,7 @@ TEST(ChainBlocks, RefusesMalformedPotentials) {
 
   auto cg = new_domain();
   orv_node_t e = add_node(cg.get(), "E"), f = add_node(cg.get(), "F");
-  orv_node_t x = add_node(cg.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(cg.get(), "X");
   orv_table_s *efx = potential(cg.get(), {e, f, x});  // no CG nodes
   EXPECT_EQ(add_potential(cg.get(), efx, 2), orv_error_usage);
   EXPECT_EQ(block_count(cg.get()), 0u);

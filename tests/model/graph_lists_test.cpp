@@ -25,7 +25,7 @@ void link(orv_node_t parent, orv_node_t child) {
 TEST(NodeListServices, RawArrayOperations) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_node_t abc[] = {a, b, c, nullptr}, ca[] = {c, a, nullptr}, ac[] = {a, c, nullptr};
   orv_node_t none[] = {nullptr};
   EXPECT_EQ(_orv_node_list_length(abc), 3u);

@@ -49,8 +49,8 @@ test::DomainPtr discrete_network() {
 test::DomainPtr cg_network() {
   auto d = test::new_domain();
   set_state_count(add_node(d.get(), "K"), 2);
-  add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  test::add_continuous(d.get(), "X");
+  test::add_continuous(d.get(), "Y");
   if (orv_node_add_parent(node(d.get(), "X"), node(d.get(), "Y")) != orv_error_none) throw std::logic_error("link");
   for (orv_node_t n = d->first_node; n; n = n->next) node_table(n);
   test::mark_compiled(d.get());
@@ -60,8 +60,8 @@ test::DomainPtr cg_network() {
 using Build = std::function<test::DomainPtr()>;
 using Operation = std::function<orv_status_t(orv_domain_t)>;
 
-// Returns the number of allocations the operation makes.
-// Every run starts from a freshly built network.
+// Returns the number of allocations the operation makes; every run starts
+// from a freshly built network.
 std::size_t sweep(const char *what, const Build &build, const Operation &operation) {
   auto d = build();
   std::string before = test::snapshot(d.get());

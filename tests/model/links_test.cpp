@@ -23,7 +23,7 @@ using Values = std::vector<double>;
 TEST(AddParent, RefusesWrongKindsAndArgumentsWithUsageChangingNothing) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
   node_table(a);
   const std::string before = snapshot(d.get());
@@ -113,8 +113,8 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
 TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
   set_state_count(a, 2);
   orv_table_t t = node_table(x, {1.0});
   t->cg_data[0] = 4.0;  // mean of X
@@ -164,9 +164,9 @@ TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
 
 TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
   auto d = new_domain();
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
-  orv_node_t z = add_node(d.get(), "Z", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
+  orv_node_t z = test::add_continuous(d.get(), "Z");
   orv_node_t a = add_node(d.get(), "A");
   set_state_count(a, 2);
   for (orv_node_t p : {a, y, z}) ASSERT_EQ(orv_node_add_parent(x, p), orv_error_none);
@@ -209,7 +209,7 @@ TEST(NodeDeletion, ChildrenLoseTheDeletedParentsDimension) {
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), b = add_node(d.get(), "B");
-  orv_node_t c = add_node(d.get(), "C"), x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t c = add_node(d.get(), "C"), x = test::add_continuous(d.get(), "X");
   set_state_count(a, 2), set_state_count(a2, 2), set_state_count(b, 2), set_state_count(c, 2);
   ASSERT_EQ(orv_node_add_parent(b, c), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
@@ -268,8 +268,8 @@ TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
   set_state_count(b, 3);
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
   EXPECT_TRUE(_orv_nodes_are_compatible(x, y));
   EXPECT_FALSE(_orv_nodes_are_compatible(x, a));
 }

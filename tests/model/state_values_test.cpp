@@ -141,7 +141,7 @@ TEST(StateValues, NumberLookupWithRelativeTolerance) {
 struct Labelled {
   test::DomainPtr d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_table_t ta, tb, tx;
   Labelled() {
     set_state_count(a, 3), set_state_count(b, 2);

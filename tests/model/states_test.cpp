@@ -58,7 +58,7 @@ TEST(StateLabels, DefaultsAndLookup) {
 TEST(StateLabels, RefuseBadArguments) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   set_state_count(a, 2);
   EXPECT_EQ(orv_node_get_state_label(a, 2), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_usage);
@@ -94,7 +94,7 @@ TEST(StateLabels, RefuseBadArguments) {
 struct Family {
   test::DomainPtr d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_table_t ta, tb, tx, eb;
   Family() {
     set_state_count(a, 3), set_state_count(b, 2);

@@ -47,7 +47,7 @@ TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   Owned<orv_table_s> fresh(_orv_create_table(d.get(), t->nodes.c_list(), orv_table_probability, 0, false, false));
   EXPECT_EQ(normalize(fresh.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(fresh.get()), Values(6, 1.0 / 3));
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   auto cg = table(d.get(), {a, x}, {-5, 7});
   EXPECT_EQ(normalize(cg.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(cg.get()), (Values{1, 1}));
