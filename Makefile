@@ -2,7 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: all build test test-asan test-tsan bench clean
+.PHONY: all build test test-asan test-tsan bench fuzz-net clean
 
 all: build
 
@@ -24,6 +24,17 @@ test-tsan:
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R 'Parallel|Thread'
 
+# Fuzzes the NET reader (libFuzzer, ASan + UBSan, clang) for FUZZ_SECONDS,
+# seeded with the committed corpus; new inputs collect in build-fuzz/corpus-net.
+FUZZ_SECONDS ?= 600
+fuzz-net:
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DORVEL_SANITIZE=ON -DORVEL_FUZZ=ON -DBUILD_TESTING=OFF
+	cmake --build build-fuzz -j $(JOBS) --target net_fuzzer
+	mkdir -p build-fuzz/corpus-net
+	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/net_fuzzer -max_total_time=$(FUZZ_SECONDS) \
+	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-net fuzz/corpus/net
+
 # Benchmarks (Release); pass options with BENCH_ARGS, e.g.
 # BENCH_ARGS='--benchmark_filter=Multiply --benchmark_min_time=0.01'.
 BENCH_ARGS ?=
@@ -33,4 +44,4 @@ bench:
 	for program in build-bench/bench/*_bench; do $$program $(BENCH_ARGS) || exit 1; done
 
 clean:
-	rm -rf $(BUILD) build-asan build-tsan build-bench
+	rm -rf $(BUILD) build-asan build-tsan build-bench build-fuzz

@@ -454,10 +454,97 @@ ORV_API size_t orv_domain_get_em_concurrency_level(orv_domain_t domain);
 /* ======================================================================
  * Expressions
  * ====================================================================== */
+/* Error handler of the parsers: called for every error and warning with the
+ * location (line number for files and streams, character offset for text in
+ * memory), the message and the caller's data. */
+typedef void (*orv_error_handler_t)(size_t location, const char *message, void *data);
+/* The legacy two-argument handler form. */
+typedef void (*orv_legacy_error_handler_t)(int location, const char *message);
+/* Leaf expressions; the caller owns the result (orv_expression_delete).
+ * Errors: usage (NULL label), no_memory. */
+ORV_API orv_expression_t orv_number_make_expression(double number);
+ORV_API orv_expression_t orv_boolean_make_expression(int value);
+ORV_API orv_expression_t orv_label_make_expression(const char *label);
+ORV_API orv_expression_t orv_node_make_expression(orv_node_t node);
+/* Composite of operator op (60..113) over a NULL-terminated operand array.
+ * The array is copied; the operands become shared parts of the result.
+ * Errors: usage, invalid_expression (arity or types), no_memory. */
+ORV_API orv_expression_t orv_make_composite_expression(orv_operator_t op, orv_expression_t *operands);
+/* 1 for a composite, 0 for a leaf, -1 with usage for a bad handle. */
+ORV_API int orv_expression_is_composite(orv_expression_t expression);
+ORV_API orv_operator_t orv_expression_get_operator(orv_expression_t expression);
+/* Operands of a composite (NULL-terminated, owned by the expression). */
+ORV_API orv_expression_t *orv_expression_get_operands(orv_expression_t expression);
+/* Payloads of leaves; usage when asked for the wrong kind. */
+ORV_API orv_node_t orv_expression_get_node(orv_expression_t expression);
+ORV_API double orv_expression_get_number(orv_expression_t expression);
+ORV_API const char *orv_expression_get_label(orv_expression_t expression);
+ORV_API int orv_expression_get_boolean(orv_expression_t expression);
+/* Deep copy, rebuilt and checked again. Errors: usage, no_memory. */
+ORV_API orv_expression_t orv_expression_clone(orv_expression_t expression);
+/* Frees the expression unless it is an operand of a composite. */
+ORV_API orv_status_t orv_expression_delete(orv_expression_t expression);
+/* Text form; the caller frees it with free(). Errors: usage, no_memory, locale. */
+ORV_API char *orv_expression_to_string(orv_expression_t expression);
+/* Parses an expression naming nodes of the domain (class). Errors: usage,
+ * syntax, invalid_expression, no_memory, locale; messages go to handler. */
+ORV_API orv_expression_t orv_domain_string_to_expression(orv_domain_t domain, const char *text,
+                                                        orv_error_handler_t handler, void *data);
+ORV_API orv_expression_t orv_class_string_to_expression(orv_class_t class_, const char *text,
+                                                       orv_error_handler_t handler, void *data);
+/* As above, in the domain of the model's node. */
+ORV_API orv_expression_t orv_string_parse_expression(const char *text, orv_model_t model,
+                                                    orv_error_handler_t handler, void *data);
+/* As above with a legacy two-argument handler. */
+ORV_API orv_expression_t orv_string_to_expression(const char *text, orv_domain_t domain,
+                                                 orv_legacy_error_handler_t handler);
+
+/* Models: one expression per configuration of the model nodes (discrete
+ * parents of the node). A new model replaces the node's old one; the model
+ * belongs to the node. Errors: usage, size_too_large, no_memory. */
+ORV_API orv_model_t orv_node_new_model(orv_node_t node, orv_node_t *model_nodes);
+/* The node's model, or NULL (error 0) when it has none. */
+ORV_API orv_model_t orv_node_get_model(orv_node_t node);
+ORV_API orv_status_t orv_model_delete(orv_model_t model);
+/* The model nodes, owned by the model. */
+ORV_API orv_node_t *orv_model_get_nodes(orv_model_t model);
+/* Number of configurations (expressions) of the model. */
+ORV_API size_t orv_model_get_size(orv_model_t model);
+/* Stores a copy of expression (NULL clears) at index; the caller keeps its
+ * own. Errors: usage, invalid_expression, no_memory. */
+ORV_API orv_status_t orv_model_set_expression(orv_model_t model, size_t index, orv_expression_t expression);
+/* The expression at index (owned by the model), or NULL (error 0). */
+ORV_API orv_expression_t orv_model_get_expression(orv_model_t model, size_t index);
+/* Samples per interval used by table generation (default 25, at least 1). */
+ORV_API orv_status_t orv_model_set_number_of_samples_per_interval(orv_model_t model, size_t count);
+ORV_API size_t orv_model_get_number_of_samples_per_interval(orv_model_t model);
 
 /* ======================================================================
  * NET language: reading and writing
  * ====================================================================== */
+/* Parses a domain from NET text or, when the argument does not begin like
+ * NET text, from the file of that name. The caller deletes the domain.
+ * Errors: usage, io, parse (with messages to handler), no_memory, locale and
+ * the codes of failed API calls. */
+ORV_API orv_domain_t orv_net_parse_domain(const char *file_name_or_text, orv_error_handler_t handler,
+                                         void *data);
+/* Parses a domain from an open stream (locations are line numbers). */
+ORV_API orv_domain_t orv_net_parse(FILE *stream, orv_legacy_error_handler_t handler);
+/* Parses a domain from NET text (locations are character offsets). */
+ORV_API orv_domain_t orv_net_parse_from_string(const char *text, orv_legacy_error_handler_t handler);
+/* Writes the domain as NET text onto the stream. Errors: usage, io, locale. */
+ORV_API orv_status_t orv_domain_write_net(orv_domain_t domain, FILE *stream);
+/* The domain as NET text; the caller frees it with free(). NULL on failure. */
+ORV_API char *orv_domain_to_net_string(orv_domain_t domain);
+/* Writes the domain into the file and records the file name in the domain.
+ * Errors: usage, io, no_memory, locale. */
+ORV_API orv_status_t orv_domain_save_as_net(orv_domain_t domain, const char *file_name);
+/* Experience and fading tables of chance nodes (over the discrete parents),
+ * created on first request and owned by the node. Errors: usage, no_memory. */
+ORV_API orv_table_t orv_node_get_experience_table(orv_node_t node);
+ORV_API int orv_node_has_experience_table(orv_node_t node);
+ORV_API orv_table_t orv_node_get_fading_table(orv_node_t node);
+ORV_API int orv_node_has_fading_table(orv_node_t node);
 
 /* ======================================================================
  * Compilation: moralization and triangulation

@@ -2,6 +2,7 @@
 #include "model/node.h"
 
 #include "model/attributes.h"
+#include "model/chain.h"
 #include "runtime/error.h"
 #include "tables/table.h"
 
@@ -70,44 +71,24 @@ orv_node_s *_orv_domain_new_node(orv_domain_s *d, orv_category_t category, orv_k
 
 void free_node(orv_node_s *node) noexcept {
   orv_domain_s *d = node->owner;
-  // Nodes before this one in the chain are newer: each moves down by one.
-  orv_node_s **link = &d->first_node;
-  while (*link != node) {
-    --(*link)->number;
-    link = &(*link)->next;
-  }
-  *link = node->next;
-  --d->node_count;
+  unlink_and_renumber(&d->first_node, d->node_count, node);
   count_node(d, node, -1);
   d->names.remove(node, node->name.c_str());
   _orv_free_table(node->table);
   _orv_free_table(node->experience);
   _orv_free_table(node->fading);
+  free_model(node->model);
   _orv_free(node->relatives.items);
   _orv_free_attribute_list(node->attributes);
   destroy(node);
 }
 
 void _orv_reverse_node_and_table_lists(orv_domain_s *d) {
-  orv_node_s *reversed = nullptr;
-  for (orv_node_s *n = d->first_node; n;) {
-    orv_node_s *next = n->next;
-    n->next = reversed;
-    reversed = n;
-    n = next;
-  }
-  d->first_node = reversed;
+  reverse_chain(&d->first_node);
   std::size_t number = d->node_count;
   for (orv_node_s *n = d->first_node; n; n = n->next) n->number = number--;
 
-  orv_table_s *tables = nullptr;
-  for (orv_table_s *t = d->first_table; t;) {
-    orv_table_s *next = t->next;
-    t->next = tables;
-    tables = t;
-    t = next;
-  }
-  d->first_table = tables;
+  reverse_chain(&d->first_table);
   std::size_t table_number = 1;
   for (orv_table_s *t = d->first_table; t; t = t->next) t->number = table_number++;
 }

@@ -102,6 +102,8 @@ orv_node_s *_orv_domain_new_node(orv_domain_s *d, orv_category_t category, orv_k
                                  orv_subtype_t subtype, bool uncounted);
 // Unlinks and frees a node; renumbers so numbers stay dense. Never fails.
 void free_node(orv_node_s *node) noexcept;
+// Frees a node's model (defined with the models); null is ignored.
+void free_model(orv_model_s *model) noexcept;
 
 // True when the name rule holds (dots only when dots_allowed).
 bool is_valid_name(const char *name, bool dots_allowed);

@@ -14,9 +14,11 @@ std::atomic<std::int64_t> fail_countdown{-1};
 std::atomic<std::size_t> failures_injected{0};
 std::atomic<std::size_t> allocation_count{0};
 std::atomic<std::int64_t> live_count{0};
+std::atomic<std::size_t> block_limit{kSizeSentinel};
 
 // True when this allocation is the one a test asked to fail.
-bool injected_failure() {
+bool injected_failure(std::size_t size) {
+  if (size > block_limit.load(std::memory_order_relaxed)) return true;
   allocation_count.fetch_add(1, std::memory_order_relaxed);
   std::int64_t n = fail_countdown.load(std::memory_order_relaxed);
   while (n >= 0) {
@@ -34,7 +36,7 @@ bool injected_failure() {
 }  // namespace
 
 void *_orv_allocate(std::size_t size) {
-  if (size == kSizeSentinel || injected_failure()) {
+  if (size == kSizeSentinel || injected_failure(size)) {
     set_error(orv_error_no_memory);
     return nullptr;
   }
@@ -50,7 +52,7 @@ void *_orv_allocate(std::size_t size) {
 
 void *_orv_reallocate(void *block, std::size_t size) {
   if (!block) return _orv_allocate(size);
-  if (size == kSizeSentinel || injected_failure()) {
+  if (size == kSizeSentinel || injected_failure(size)) {
     set_error(orv_error_no_memory);
     return nullptr;
   }
@@ -98,6 +100,7 @@ void fail_allocation(std::int64_t n) {
 std::size_t injected_failures() { return failures_injected.load(std::memory_order_relaxed); }
 std::size_t allocations() { return allocation_count.load(std::memory_order_relaxed); }
 std::int64_t live_blocks() { return live_count.load(std::memory_order_relaxed); }
+void limit_block_size(std::size_t limit) { block_limit.store(limit, std::memory_order_relaxed); }
 
 }  // namespace testing
 }  // namespace orv

@@ -46,6 +46,8 @@ std::size_t injected_failures();
 std::size_t allocations();
 // Blocks currently live (allocated and not yet freed).
 std::int64_t live_blocks();
+// Refuses (as no_memory) every block larger than limit; kSizeSentinel lifts it.
+void limit_block_size(std::size_t limit);
 }  // namespace testing
 
 // Standard-container allocator over the funnel; throws bad_alloc on failure.

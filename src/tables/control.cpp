@@ -2,6 +2,7 @@
 // arrangement into sections, the domain's control chain, freeing.
 #include "tables/control.h"
 
+#include "model/chain.h"
 #include "model/node.h"
 #include "runtime/error.h"
 
@@ -140,17 +141,7 @@ orv_control_s *_orv_create_temporary_control(orv_table_s *larger_probability,
 
 void _orv_free_control(orv_control_s *c) noexcept {
   if (!c) return;
-  if (c->chained) {
-    orv_domain_s *d = c->domain;
-    // Controls before c in the chain are newer: each moves down by one.
-    orv_control_s **link = &d->first_control;
-    while (*link != c) {
-      --(*link)->number;
-      link = &(*link)->next;
-    }
-    *link = c->next;
-    --d->control_count;
-  }
+  if (c->chained) unlink_and_renumber(&c->domain->first_control, c->domain->control_count, c);
   destroy(c);
 }
 

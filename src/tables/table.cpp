@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "model/chain.h"
 #include "model/node.h"
 #include "runtime/error.h"
 
@@ -173,17 +174,7 @@ void _orv_copy_table_data(orv_table_s *target, const orv_table_s *source) {
 
 void _orv_free_table(orv_table_s *t) noexcept {
   if (!t) return;
-  if (t->chained) {
-    orv_domain_s *d = t->domain;
-    // Tables before t in the chain are newer: each moves down by one.
-    orv_table_s **link = &d->first_table;
-    while (*link != t) {
-      --(*link)->number;
-      link = &(*link)->next;
-    }
-    *link = t->next;
-    --d->table_count;
-  }
+  if (t->chained) unlink_and_renumber(&t->domain->first_table, t->domain->table_count, t);
   destroy(t);
 }
 

@@ -62,27 +62,12 @@ void build_sweep_network(orv_domain_t d) {
 
 template <class Operation>
 void sweep(orv_domain_t d, Operation operation, const char *what) {
-  for (std::size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_status_t rc;
-    std::size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      rc = operation();
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_EQ(rc, orv_error_none) << what;
-      EXPECT_GT(n, 10u) << what;
-      EXPECT_EQ(test::check_domain(d), "") << what;
-      uncompile(d);
-      break;
-    }
-    EXPECT_EQ(rc, orv_error_no_memory) << what << " allocation " << n;
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory) << what << " allocation " << n;
-    EXPECT_EQ(compiled_domain(d), nullptr) << what << " allocation " << n;
-    EXPECT_EQ(live.delta(), 0) << what << " allocation " << n;
-  }
+  const auto clean =
+      test::expect_no_memory_sweep(what, operation, [&] { EXPECT_EQ(compiled_domain(d), nullptr); });
+  ASSERT_EQ(clean.result, orv_error_none) << what;
+  EXPECT_GT(clean.n, 10u) << what;
+  EXPECT_EQ(test::check_domain(d), "") << what;
+  uncompile(d);
 }
 
 TEST(TriangulationFailure, EveryAllocationFailureLeavesTheDomainUntriangulated) {
@@ -107,22 +92,9 @@ TEST(TriangulationFailure, EveryAllocationFailureLeavesTheDomainUntriangulated) 
 
   // Listing the order can fail on its own; the triangulation stays.
   ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
-  for (std::size_t n = 0;; ++n) {
-    orv_node_t *order;
-    std::size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      order = orv_domain_get_elimination_order(d.get());
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      EXPECT_NE(order, nullptr);
-      break;
-    }
-    EXPECT_EQ(order, nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory);
-    EXPECT_NE(compiled_domain(d.get()), nullptr);
-  }
+  const auto clean = test::expect_no_memory_sweep("order", [&] { return orv_domain_get_elimination_order(d.get()); },
+                                                  [&] { EXPECT_NE(compiled_domain(d.get()), nullptr); });
+  EXPECT_NE(clean.result, nullptr);
 }
 
 TEST(TriangulationFailure, LogWriteFailuresGiveIoAndUntriangulate) {

@@ -18,19 +18,10 @@
 
 namespace orv::test {
 
-inline void link(orv_node_t parent, orv_node_t child) {
-  child->parents.insert_discrete_first(parent);
-  parent->children.insert_discrete_first(child);
-}
-
 inline orv_node_t add_states(orv_domain_t d, const char *name, std::size_t states) {
   orv_node_t n = add_node(d, name);
   n->state_count = states;
   return n;
-}
-
-inline orv_node_t add_continuous(orv_domain_t d, const char *name) {
-  return add_node(d, name, orv_category_chance, orv_kind_continuous);
 }
 
 // A random DAG over n nodes: each node takes up to max_parents earlier nodes

@@ -17,7 +17,7 @@ using test::entries;
 using test::names_of;
 using test::new_domain;
 using test::node_table;
-using test::set_states;
+using test::set_state_count;
 using test::snapshot;
 using Names = std::vector<std::string>;
 
@@ -29,7 +29,7 @@ void expect_near(const std::vector<double> &actual, const std::vector<double> &e
 TEST(ArcReversal, WorkedExampleRewritesBothTablesInPlace) {
   auto d = new_domain();
   orv_node_t x = add_node(d.get(), "X"), y = add_node(d.get(), "Y");
-  set_states(x, 2), set_states(y, 2);
+  set_state_count(x, 2), set_state_count(y, 2);
   ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
   orv_table_t tx = node_table(x, {0.3, 0.7});
   orv_table_t ty = node_table(y, {0.9, 0.1, 0.2, 0.8});
@@ -69,7 +69,7 @@ TEST(ArcReversal, RefusesWithoutChangingAnything) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t e = add_node(d.get(), "E"), dec = add_node(d.get(), "D", orv_category_decision);
-  for (orv_node_t n : {a, b, c}) set_states(n, 2);
+  for (orv_node_t n : {a, b, c}) set_state_count(n, 2);
   ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
@@ -101,8 +101,8 @@ TEST(ArcReversal, RefusesWithoutChangingAnything) {
   EXPECT_EQ(snapshot(d.get()), before);
 
   auto cg = new_domain();
-  orv_node_t x = add_node(cg.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(cg.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(cg.get(), "X");
+  orv_node_t y = test::add_continuous(cg.get(), "Y");
   orv_node_t k = add_node(cg.get(), "K");
   ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(x, k), orv_error_none);
@@ -114,7 +114,7 @@ TEST(ArcReversal, BothNodesEndWithTheUnionOfTheirParents) {
   auto d = new_domain();
   orv_node_t p = add_node(d.get(), "P"), q = add_node(d.get(), "Q"), s = add_node(d.get(), "S");
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  for (orv_node_t n : {p, q, s, a, b}) set_states(n, 2);
+  for (orv_node_t n : {p, q, s, a, b}) set_state_count(n, 2);
   ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(a, s), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(b, q), orv_error_none);
@@ -138,7 +138,7 @@ TEST(ArcReversal, BothNodesEndWithTheUnionOfTheirParents) {
 TEST(ArcReversal, MissingTablesFollowTheDefaults) {
   auto d = new_domain();
   orv_node_t x = add_node(d.get(), "X"), y = add_node(d.get(), "Y");
-  set_states(x, 2), set_states(y, 3);
+  set_state_count(x, 2), set_state_count(y, 3);
   ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
   orv_table_t ty = node_table(y, {0.2, 0.3, 0.5, 0.6, 0.2, 0.2});
   const std::size_t tables = d->table_count;
@@ -172,7 +172,7 @@ TEST(ArcReversal, RandomReversalsPreserveTheJointDistribution) {
     std::vector<orv_node_t> nodes;
     for (int i = 0; i < count; ++i) {
       orv_node_t n = add_node(d.get(), ("N" + std::to_string(i)).c_str());
-      set_states(n, 2 + random() % 2);
+      set_state_count(n, 2 + random() % 2);
       nodes.push_back(n);
     }
     for (int j = 1; j < count; ++j)

@@ -80,23 +80,10 @@ TEST(Attributes, NoMemoryLeavesTheListAsItWas) {
   ASSERT_EQ(orv_domain_set_attribute(d.get(), "kept", long_value.c_str()), orv_error_none);
   const std::string other(100, 'w');
   for (const char *key : {"kept", "a_new_key_that_is_long_enough_to_need_the_heap"}) {
-    for (size_t n = 0;; ++n) {
-      test::LiveBlocks live;
-      orv_status_t rc;
-      size_t failures;
-      {
-        test::FailNthAllocation guard(n);
-        rc = orv_domain_set_attribute(d.get(), key, other.c_str());
-        failures = guard.failures();
-      }
-      if (failures == 0) {
-        ASSERT_EQ(rc, orv_error_none);
-        break;
-      }
-      EXPECT_EQ(rc, orv_error_no_memory);
-      EXPECT_EQ(listed(orv_domain_get_first_attribute(d.get())), (Pairs{{"kept", long_value}}));
-      EXPECT_EQ(live.delta(), 0);
-    }
+    const auto clean = test::expect_no_memory_sweep(
+        key, [&] { return orv_domain_set_attribute(d.get(), key, other.c_str()); },
+        [&] { EXPECT_EQ(listed(orv_domain_get_first_attribute(d.get())), (Pairs{{"kept", long_value}})); });
+    ASSERT_EQ(clean.result, orv_error_none);
     ASSERT_EQ(orv_domain_set_attribute(d.get(), key, long_value.c_str()), orv_error_none);
     if (std::string(key) != "kept") {
       ASSERT_EQ(orv_domain_set_attribute(d.get(), key, nullptr), orv_error_none);
@@ -121,8 +108,8 @@ TEST(UserData, IsStoredAndReturnedPerObject) {
 TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
   set_state_count(a, 2), set_state_count(b, 3);
   link(a, b), link(a, x), link(y, x);
   ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_number), orv_error_none);
@@ -175,25 +162,11 @@ TEST(NodeCloneAndDelete, CloneFailureLeavesNothingBehind) {
   ASSERT_EQ(orv_node_set_attribute(b, "key", "a value long enough to need the heap"), orv_error_none);
   ASSERT_EQ(orv_node_set_attribute(b, "other", "another value long enough to need the heap"), orv_error_none);
   ASSERT_NE(orv_node_get_table(b), nullptr);
-  for (size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_node_t clone;
-    size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      clone = orv_node_clone(b);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_NE(clone, nullptr);
-      break;
-    }
-    EXPECT_EQ(clone, nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+  const auto clean = test::expect_no_memory_sweep("clone", [&] { return orv_node_clone(b); }, [&] {
     EXPECT_EQ(d->node_count, 2u);
     EXPECT_EQ(d->table_count, 1u);
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-  }
+  });
+  ASSERT_NE(clean.result, nullptr);
 }
 
 }  // namespace

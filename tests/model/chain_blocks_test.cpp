@@ -14,7 +14,7 @@ namespace {
 using test::add_node;
 using test::names_of;
 using test::new_domain;
-using test::set_states;
+using test::set_state_count;
 using Names = std::vector<std::string>;
 
 orv_table_s *potential(orv_domain_t d, std::vector<orv_node_t> nodes) {
@@ -36,7 +36,7 @@ TEST(ChainBlocks, PotentialsJoinTheirHeadsAndBlocksMerge) {
   auto d = new_domain();
   orv_node_t p = add_node(d.get(), "P"), a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
   orv_node_t c = add_node(d.get(), "C"), e = add_node(d.get(), "E");
-  set_states(p, 2), set_states(a, 2), set_states(b, 3);
+  set_state_count(p, 2), set_state_count(a, 2), set_state_count(b, 3);
   ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(e, c), orv_error_none);
@@ -100,7 +100,7 @@ TEST(ChainBlocks, RefusesMalformedPotentials) {
 
   auto cg = new_domain();
   orv_node_t e = add_node(cg.get(), "E"), f = add_node(cg.get(), "F");
-  orv_node_t x = add_node(cg.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(cg.get(), "X");
   orv_table_s *efx = potential(cg.get(), {e, f, x});  // no CG nodes
   EXPECT_EQ(add_potential(cg.get(), efx, 2), orv_error_usage);
   EXPECT_EQ(block_count(cg.get()), 0u);

@@ -25,7 +25,7 @@ void link(orv_node_t parent, orv_node_t child) {
 TEST(NodeListServices, RawArrayOperations) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_node_t abc[] = {a, b, c, nullptr}, ca[] = {c, a, nullptr}, ac[] = {a, c, nullptr};
   orv_node_t none[] = {nullptr};
   EXPECT_EQ(_orv_node_list_length(abc), 3u);
@@ -133,29 +133,19 @@ TEST(NodeFailurePaths, NoMemoryAtEveryAllocationLeavesTheDomainUnchanged) {
   };
   const Names before = snapshot();
   const auto sweep = [&](const char *what, auto operation, auto undo) {
-    for (std::size_t n = 0;; ++n) {
-      test::LiveBlocks live;
-      bool ok;
-      std::size_t failures;
-      {
-        test::FailNthAllocation guard(n);
-        ok = operation();
-        failures = guard.failures();
-      }
-      if (failures == 0) {
-        ASSERT_TRUE(ok) << what;
+    const auto clean = test::sweep_allocation_failures(operation, [&](const auto &run) {
+      SCOPED_TRACE(std::string(what) + " allocation " + std::to_string(run.n));
+      if (run.result) {  // absorbed: the lookups still work without the index
+        EXPECT_EQ(d->names.bucket_count(), 0u);
         undo();
-        break;
+        return;
       }
-      if (ok) {  // absorbed: the lookups still work without the index
-        EXPECT_EQ(d->names.bucket_count(), 0u) << what << " allocation " << n;
-        undo();
-        continue;
-      }
-      EXPECT_EQ(orv_error_code(), orv_error_no_memory) << what << " allocation " << n;
-      EXPECT_EQ(snapshot(), before) << what << " allocation " << n;
-      EXPECT_LE(live.delta(), 0) << what << " allocation " << n;  // the index may go
-    }
+      EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+      EXPECT_EQ(snapshot(), before);
+      EXPECT_LE(run.leaked, 0);  // the index may go
+    });
+    ASSERT_TRUE(clean.result) << what;
+    undo();
     EXPECT_EQ(snapshot(), before) << what;
   };
   orv_node_t made = nullptr;

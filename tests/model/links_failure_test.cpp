@@ -17,7 +17,7 @@ namespace {
 
 using test::add_node;
 using test::node_table;
-using test::set_states;
+using test::set_state_count;
 
 // Finds a node without touching the allocator (no name index).
 orv_node_t node(orv_domain_t d, const char *name) {
@@ -31,7 +31,7 @@ orv_node_t node(orv_domain_t d, const char *name) {
 test::DomainPtr discrete_network() {
   auto d = test::new_domain();
   const std::pair<const char *, std::size_t> nodes[] = {{"P", 2}, {"P2", 2}, {"Q", 3}, {"A", 2}, {"B", 2}, {"C", 3}};
-  for (auto [name, states] : nodes) set_states(add_node(d.get(), name), states);
+  for (auto [name, states] : nodes) set_state_count(add_node(d.get(), name), states);
   for (auto [child, parent] : {std::pair{"A", "P"}, {"B", "A"}, {"B", "Q"}, {"C", "B"}})
     if (orv_node_add_parent(node(d.get(), child), node(d.get(), parent)) != orv_error_none)
       throw std::logic_error("link");
@@ -48,9 +48,9 @@ test::DomainPtr discrete_network() {
 // X <- Y (continuous) with a discrete K, all with tables.
 test::DomainPtr cg_network() {
   auto d = test::new_domain();
-  set_states(add_node(d.get(), "K"), 2);
-  add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  set_state_count(add_node(d.get(), "K"), 2);
+  test::add_continuous(d.get(), "X");
+  test::add_continuous(d.get(), "Y");
   if (orv_node_add_parent(node(d.get(), "X"), node(d.get(), "Y")) != orv_error_none) throw std::logic_error("link");
   for (orv_node_t n = d->first_node; n; n = n->next) node_table(n);
   test::mark_compiled(d.get());
@@ -60,29 +60,19 @@ test::DomainPtr cg_network() {
 using Build = std::function<test::DomainPtr()>;
 using Operation = std::function<orv_status_t(orv_domain_t)>;
 
-// Returns the number of allocations the operation makes.
+// Returns the number of allocations the operation makes; every run starts
+// from a freshly built network.
 std::size_t sweep(const char *what, const Build &build, const Operation &operation) {
-  for (std::size_t n = 0;; ++n) {
-    auto d = build();
-    const std::string before = test::snapshot(d.get());
-    test::LiveBlocks live;
-    orv_status_t status;
-    std::size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      status = operation(d.get());
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      EXPECT_EQ(status, orv_error_none) << what;
-      EXPECT_NE(test::snapshot(d.get()), before) << what;
-      return n;
-    }
-    EXPECT_EQ(status, orv_error_no_memory) << what << " allocation " << n;
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory) << what << " allocation " << n;
-    EXPECT_EQ(test::snapshot(d.get()), before) << what << " allocation " << n;
-    EXPECT_EQ(live.delta(), 0) << what << " allocation " << n;
-  }
+  auto d = build();
+  std::string before = test::snapshot(d.get());
+  const auto clean = test::expect_no_memory_sweep(what, [&] { return operation(d.get()); }, [&] {
+    EXPECT_EQ(test::snapshot(d.get()), before);
+    d = build();
+    before = test::snapshot(d.get());
+  });
+  EXPECT_EQ(clean.result, orv_error_none) << what;
+  EXPECT_NE(test::snapshot(d.get()), before) << what;
+  return clean.n;
 }
 
 TEST(LinkFailurePaths, NoMemoryAtEveryAllocationLeavesTheNetworkUnchanged) {

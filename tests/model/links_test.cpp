@@ -15,7 +15,7 @@ using test::entries;
 using test::names_of;
 using test::new_domain;
 using test::node_table;
-using test::set_states;
+using test::set_state_count;
 using test::snapshot;
 using Names = std::vector<std::string>;
 using Values = std::vector<double>;
@@ -23,7 +23,7 @@ using Values = std::vector<double>;
 TEST(AddParent, RefusesWrongKindsAndArgumentsWithUsageChangingNothing) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
   node_table(a);
   const std::string before = snapshot(d.get());
@@ -76,7 +76,7 @@ TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
 TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_states(a, 3), set_states(b, 2), set_states(c, 2);
+  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
   orv_table_t table = node_table(b, {0.3, 0.7});
   orv_table_t experience = test::learning_table(b, orv_table_experience);
   orv_table_t fading = test::learning_table(b, orv_table_fading);
@@ -113,9 +113,9 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
 TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
-  set_states(a, 2);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
+  set_state_count(a, 2);
   orv_table_t t = node_table(x, {1.0});
   t->cg_data[0] = 4.0;  // mean of X
   t->cg_data[1] = 2.5;  // variance of X
@@ -134,7 +134,7 @@ TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
 TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_states(a, 3), set_states(b, 2), set_states(c, 2);
+  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
   ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
   orv_table_t tb = node_table(b, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
@@ -164,11 +164,11 @@ TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
 
 TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
   auto d = new_domain();
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
-  orv_node_t z = add_node(d.get(), "Z", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
+  orv_node_t z = test::add_continuous(d.get(), "Z");
   orv_node_t a = add_node(d.get(), "A");
-  set_states(a, 2);
+  set_state_count(a, 2);
   for (orv_node_t p : {a, y, z}) ASSERT_EQ(orv_node_add_parent(x, p), orv_error_none);
   orv_table_t t = node_table(x);
   ASSERT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y", "Z"}));
@@ -190,7 +190,7 @@ TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
 TEST(NodeDeletion, ChildrenLoseTheDeletedParentsDimension) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_states(a, 2), set_states(b, 2), set_states(c, 2);
+  set_state_count(a, 2), set_state_count(b, 2), set_state_count(c, 2);
   ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
   node_table(a, {0.5, 0.5});
@@ -209,8 +209,8 @@ TEST(NodeDeletion, ChildrenLoseTheDeletedParentsDimension) {
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), b = add_node(d.get(), "B");
-  orv_node_t c = add_node(d.get(), "C"), x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  set_states(a, 2), set_states(a2, 2), set_states(b, 2), set_states(c, 2);
+  orv_node_t c = add_node(d.get(), "C"), x = test::add_continuous(d.get(), "X");
+  set_state_count(a, 2), set_state_count(a2, 2), set_state_count(b, 2), set_state_count(c, 2);
   ASSERT_EQ(orv_node_add_parent(b, c), orv_error_none);
   ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
   orv_table_t t = node_table(b, {1, 2, 3, 4, 5, 6, 7, 8});
@@ -240,7 +240,7 @@ TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
 TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  set_states(a, 2), set_states(b, 2);
+  set_state_count(a, 2), set_state_count(b, 2);
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
   ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // "" equals no label
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
@@ -266,10 +266,10 @@ TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));  // labels and values do not matter
   ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_label), orv_error_none);
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
-  set_states(b, 3);
+  set_state_count(b, 3);
   EXPECT_FALSE(_orv_nodes_are_compatible(a, b));
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
   EXPECT_TRUE(_orv_nodes_are_compatible(x, y));
   EXPECT_FALSE(_orv_nodes_are_compatible(x, a));
 }

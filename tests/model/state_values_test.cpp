@@ -141,7 +141,7 @@ TEST(StateValues, NumberLookupWithRelativeTolerance) {
 struct Labelled {
   test::DomainPtr d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_table_t ta, tb, tx;
   Labelled() {
     set_state_count(a, 3), set_state_count(b, 2);
@@ -204,25 +204,12 @@ TEST(ReorderStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
   const auto tables = [&] { return std::vector<test::TableSnapshot>{snapshot(f.ta), snapshot(f.tb), snapshot(f.tx)}; };
   const auto before = tables();
   const char *order[] = {"mid", "hi", "lo", nullptr};
-  for (size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_status_t rc;
-    size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      rc = orv_node_reorder_states(f.a, order);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_EQ(rc, orv_error_none);
-      break;
-    }
-    EXPECT_EQ(rc, orv_error_no_memory);
-    EXPECT_EQ(tables(), before) << "allocation " << n;
+  const auto clean = test::expect_no_memory_sweep("reorder", [&] { return orv_node_reorder_states(f.a, order); }, [&] {
+    EXPECT_EQ(tables(), before);
     EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "lo");
     EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-  }
+  });
+  ASSERT_EQ(clean.result, orv_error_none);
   EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "mid");
 }
 

@@ -3,12 +3,9 @@
 // nothing, and the next good call reads 0.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "model/node.h"
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 
 namespace orv {
@@ -22,7 +19,7 @@ TEST(StatesContract, BadHandlesGiveUsageAndTheFailureValue) {
   orv_table_t table = orv_node_get_table(good);
   const char *order[] = {"", nullptr};
   for (orv_node_t bad : {static_cast<orv_node_t>(nullptr), reinterpret_cast<orv_node_t>(table)}) {
-    const std::vector<std::pair<std::string, std::function<bool()>>> calls = {
+    const std::vector<test::UsageCall> calls = {
         {"get_number_of_states", [&] { return orv_node_get_number_of_states(bad) == kNone; }},
         {"set_number_of_states", [&] { return orv_node_set_number_of_states(bad, 2) == orv_error_usage; }},
         {"get_state_label", [&] { return orv_node_get_state_label(bad, 0) == nullptr; }},
@@ -53,12 +50,7 @@ TEST(StatesContract, BadHandlesGiveUsageAndTheFailureValue) {
         {"attribute_value",
          [&] { return orv_attribute_get_value(reinterpret_cast<orv_attribute_t>(bad)) == nullptr; }},
     };
-    for (const auto &[name, call] : calls) {
-      EXPECT_TRUE(call()) << name;
-      EXPECT_EQ(orv_error_code(), orv_error_usage) << name;
-      EXPECT_EQ(orv_node_get_number_of_states(good), 1u);
-      EXPECT_EQ(orv_error_code(), orv_error_none) << "after " << name;
-    }
+    test::expect_usage_calls(calls, [&] { return orv_node_get_number_of_states(good) == 1u; });
   }
   EXPECT_EQ(orv_domain_get_first_attribute(d.get()), nullptr);
   EXPECT_EQ(orv_node_get_first_attribute(good), nullptr);

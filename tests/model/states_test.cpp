@@ -58,7 +58,7 @@ TEST(StateLabels, DefaultsAndLookup) {
 TEST(StateLabels, RefuseBadArguments) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   set_state_count(a, 2);
   EXPECT_EQ(orv_node_get_state_label(a, 2), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_usage);
@@ -94,7 +94,7 @@ TEST(StateLabels, RefuseBadArguments) {
 struct Family {
   test::DomainPtr d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   orv_table_t ta, tb, tx, eb;
   Family() {
     set_state_count(a, 3), set_state_count(b, 2);
@@ -158,26 +158,14 @@ TEST(NumberOfStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
   for (size_t target : {5u, 2u}) {
     Family f;
     const auto before = f.tables();
-    for (size_t n = 0;; ++n) {
-      test::LiveBlocks live;
-      orv_status_t rc;
-      size_t failures;
-      {
-        test::FailNthAllocation guard(n);
-        rc = orv_node_set_number_of_states(f.a, target);
-        failures = guard.failures();
-      }
-      if (failures == 0) {
-        ASSERT_EQ(rc, orv_error_none);
-        EXPECT_EQ(orv_table_get_size(f.tb), target * 2);
-        break;
-      }
-      EXPECT_EQ(rc, orv_error_no_memory) << "allocation " << n;
-      EXPECT_EQ(orv_node_get_number_of_states(f.a), 3u);
-      EXPECT_EQ(f.tables(), before) << "allocation " << n;
-      EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "a2");
-      EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-    }
+    const auto clean = test::expect_no_memory_sweep(
+        std::to_string(target) + " states", [&] { return orv_node_set_number_of_states(f.a, target); }, [&] {
+          EXPECT_EQ(orv_node_get_number_of_states(f.a), 3u);
+          EXPECT_EQ(f.tables(), before);
+          EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "a2");
+        });
+    ASSERT_EQ(clean.result, orv_error_none);
+    EXPECT_EQ(orv_table_get_size(f.tb), target * 2);
   }
 }
 

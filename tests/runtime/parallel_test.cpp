@@ -105,20 +105,17 @@ TEST(ParallelFanOut, AllocationFailureHappensBeforeAnyWork) {
   request.context = &recorder;
   for (std::size_t level : {1, 2}) {
     request.concurrency_level = level;
-    for (std::size_t n = 0;; ++n) {
-      recorder.calls.clear();
-      test::LiveBlocks blocks;
-      test::FailNthAllocation guard(n);
-      const orv_error_t result = fan_out(request);
-      EXPECT_EQ(blocks.delta(), 0);
-      if (guard.failures() == 0) {
-        EXPECT_EQ(result, orv_error_none);
-        EXPECT_EQ(recorder.calls.size(), level);
-        break;
-      }
-      EXPECT_EQ(result, orv_error_no_memory);
+    recorder.calls.clear();
+    const auto clean = test::sweep_allocation_failures([&] { return fan_out(request); }, [&](const auto &run) {
+      SCOPED_TRACE("allocation " + std::to_string(run.n));
+      EXPECT_EQ(run.result, orv_error_no_memory);
+      EXPECT_EQ(run.leaked, 0);
       EXPECT_TRUE(recorder.calls.empty());
-    }
+      recorder.calls.clear();
+    });
+    EXPECT_EQ(clean.result, orv_error_none);
+    EXPECT_EQ(clean.leaked, 0);
+    EXPECT_EQ(recorder.calls.size(), level);
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "model/node.h"
+
 namespace orv::test {
 
 orv_node_t add_node(orv_domain_t d, const char *name, orv_category_t category, orv_kind_t kind) {
@@ -9,6 +11,20 @@ orv_node_t add_node(orv_domain_t d, const char *name, orv_category_t category, o
   if (!n || orv_node_set_name(n, name) != orv_error_none)
     throw std::runtime_error(std::string("cannot create node ") + name);
   return n;
+}
+
+orv_node_t add_continuous(orv_domain_t d, const char *name) {
+  return add_node(d, name, orv_category_chance, orv_kind_continuous);
+}
+
+void set_state_count(orv_node_t node, size_t count) {
+  if (orv_node_set_number_of_states(node, count) != orv_error_none)
+    throw std::runtime_error("cannot set the number of states");
+}
+
+void link(orv_node_t parent, orv_node_t child) {
+  child->parents.insert_discrete_first(parent);
+  parent->children.insert_discrete_first(child);
 }
 
 std::vector<std::string> names_of(orv_node_t const *list) {

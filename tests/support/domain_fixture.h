@@ -19,6 +19,15 @@ inline DomainPtr new_domain() { return DomainPtr(orv_new_domain()); }
 // A named node of the given category and kind.
 orv_node_t add_node(orv_domain_t d, const char *name, orv_category_t category = orv_category_chance,
                     orv_kind_t kind = orv_kind_discrete);
+// A named continuous chance node.
+orv_node_t add_continuous(orv_domain_t d, const char *name);
+
+// Gives a discrete node `count` states through the public API.
+void set_state_count(orv_node_t node, size_t count);
+
+// Links parent -> child in both lists (the graph half of adding a parent:
+// no tables change, no checks run).
+void link(orv_node_t parent, orv_node_t child);
 
 // Names of a null-terminated node list, in order.
 std::vector<std::string> names_of(orv_node_t const *list);

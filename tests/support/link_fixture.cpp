@@ -9,10 +9,6 @@
 
 namespace orv::test {
 
-void set_states(orv_node_t node, std::size_t count) {
-  if (orv_node_set_number_of_states(node, count) != orv_error_none) throw std::logic_error("states");
-}
-
 orv_table_t node_table(orv_node_t node, const std::vector<double> &data) {
   orv_table_s *t = ::orv::node_table(node);
   _orv_allocate_data_arrays(t);

@@ -10,12 +10,10 @@
 #include "model/domain.h"
 #include "model/node.h"
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "tables/table.h"
 
 namespace orv::test {
-
-// Sets the number of states of a discrete node through the public API.
-void set_states(orv_node_t node, std::size_t count);
 
 // The node's own table (created over its current parents when absent), with
 // data allocated; `data`, when given, must fill it exactly.

@@ -7,16 +7,6 @@
 
 namespace orv::test {
 
-void link(orv_node_t parent, orv_node_t child) {
-  child->parents.insert_discrete_first(parent);
-  parent->children.insert_discrete_first(child);
-}
-
-void set_state_count(orv_node_t node, size_t count) {
-  if (orv_node_set_number_of_states(node, count) != orv_error_none)
-    throw std::runtime_error("cannot set the number of states");
-}
-
 void fill_distinct(orv_table_t t) {
   double *data = orv_table_get_data(t);
   for (size_t i = 0; i < t->size; ++i) data[i] = static_cast<double>(i + 1);

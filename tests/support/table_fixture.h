@@ -7,14 +7,9 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 
 namespace orv::test {
-
-// Links parent -> child in both lists (the graph half of adding a parent).
-void link(orv_node_t parent, orv_node_t child);
-
-// Gives a discrete node `count` states through the public API.
-void set_state_count(orv_node_t node, size_t count);
 
 // Fills the discrete data with 1, 2, 3, ... and every CG block entry q of
 // configuration i with 1000 i + q (roles untouched).

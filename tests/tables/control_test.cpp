@@ -189,26 +189,22 @@ TEST_F(Controls, ChainNumbersStayDenseAndSubsetIsRequired) {
 
 TEST_F(Controls, CreationUnderAllocationFailureLeavesNothing) {
   TablePtr ac(table_over(domain.get(), {a, c}));
-  for (std::size_t n = 0;; ++n) {
-    test::LiveBlocks blocks;
-    orv_control_s *control = nullptr;
-    bool failed = false;
-    {
-      test::FailNthAllocation guard(n);
-      try {
-        control = _orv_create_control(larger.get(), nullptr, ac.get(), nullptr, true);
-      } catch (const std::bad_alloc &) {
-        failed = true;
-      }
-      if (guard.failures() == 0) {
-        ASSERT_NE(control, nullptr);
-        break;
-      }
+  orv_control_s *control = nullptr;
+  const auto threw_bad_alloc = [&] {
+    try {
+      control = _orv_create_control(larger.get(), nullptr, ac.get(), nullptr, true);
+      return false;
+    } catch (const std::bad_alloc &) {
+      return true;
     }
-    EXPECT_TRUE(failed) << "allocation " << n;
-    EXPECT_EQ(blocks.delta(), 0) << "allocation " << n;
+  };
+  test::sweep_allocation_failures(threw_bad_alloc, [&](const auto &run) {
+    SCOPED_TRACE("allocation " + std::to_string(run.n));
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.leaked, 0);
     EXPECT_EQ(domain->control_count, 0u);
-  }
+  });
+  ASSERT_NE(control, nullptr);
   EXPECT_EQ(domain->control_count, 1u);
 }
 

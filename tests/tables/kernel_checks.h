@@ -112,4 +112,20 @@ inline void check_operations(orv_domain_t d, const RandomShape &shape, std::mt19
   }
 }
 
+// check_operations on `rounds` random shapes of up to six nodes. Rounds whose
+// parity is `normal_parity` run in normal mode with random selected states;
+// `prepare(round)` runs before each round. Stops at the first failure.
+template <class Prepare>
+void check_random_rounds(orv_domain_t d, std::mt19937 &random, int rounds, int normal_parity, Prepare prepare) {
+  for (int round = 0; round < rounds; ++round) {
+    prepare(round);
+    const RandomShape shape = random_shape(d, random, 6);
+    const bool normal = round % 2 == normal_parity;
+    if (normal) select_random_states(shape.larger, random);
+    check_operations(d, shape, random, normal, "round " + std::to_string(round));
+    clear_selected_states(shape.larger);
+    if (::testing::Test::HasFailure()) break;
+  }
+}
+
 }  // namespace orv::test

@@ -19,14 +19,7 @@ using V = std::vector<double>;
 TEST(TableKernels, MatchNaiveReferenceOnRandomShapes) {
   auto d = test::new_domain();
   std::mt19937 random(20261121);
-  for (int round = 0; round < 400; ++round) {
-    const test::RandomShape shape = test::random_shape(d.get(), random, 6);
-    const bool normal = round % 2 == 1;
-    if (normal) test::select_random_states(shape.larger, random);
-    test::check_operations(d.get(), shape, random, normal, "round " + std::to_string(round));
-    test::clear_selected_states(shape.larger);
-    if (HasFailure()) break;
-  }
+  test::check_random_rounds(d.get(), random, 400, 1, [](int) {});
 }
 
 // Larger and smaller tables over the same node set: a permutation.

@@ -24,15 +24,8 @@ TEST(ParallelKernels, MatchNaiveReferenceOnThreads) {
   auto d = test::new_domain();
   orv_domain_set_grain_size(d.get(), 1);
   std::mt19937 random(7);
-  for (int round = 0; round < 120; ++round) {
-    orv_domain_set_concurrency_level(d.get(), 2 + round % 3);
-    const test::RandomShape shape = test::random_shape(d.get(), random, 6);
-    const bool normal = round % 2 == 0;
-    if (normal) test::select_random_states(shape.larger, random);
-    test::check_operations(d.get(), shape, random, normal, "round " + std::to_string(round));
-    test::clear_selected_states(shape.larger);
-    if (HasFailure()) break;
-  }
+  test::check_random_rounds(d.get(), random, 120, 0,
+                            [&](int round) { orv_domain_set_concurrency_level(d.get(), 2 + round % 3); });
 }
 
 // Runs every operation on copies of the same tables and returns the results.
@@ -199,26 +192,17 @@ TEST(ParallelKernels, AllocationFailureLeavesTablesUnchanged) {
                      }};
   int which = 0;
   for (auto operation : operations) {
-    for (std::size_t n = 0;; ++n) {
-      put(ab.get(), ab0), put(at.get(), at0);
-      test::LiveBlocks blocks;
-      orv_status_t status;
-      std::size_t failures;
-      {
-        test::FailNthAllocation guard(n);
-        status = guarded_status([&] { operation(ab.get(), at.get()); });
-        failures = guard.failures();
-      }
-      EXPECT_EQ(blocks.delta(), 0) << "operation " << which << " allocation " << n;
-      if (failures == 0) {
-        EXPECT_EQ(status, orv_error_none);
-        EXPECT_GT(n, 1u);  // a control, its dimensions, the slice records
-        break;
-      }
-      EXPECT_EQ(status, orv_error_no_memory) << "operation " << which << " allocation " << n;
-      EXPECT_EQ(data_of(ab.get()), ab0) << "operation " << which << " allocation " << n;
-      EXPECT_EQ(data_of(at.get()), at0) << "operation " << which << " allocation " << n;
-    }
+    const auto clean = test::expect_no_memory_sweep(
+        "operation " + std::to_string(which), [&] { return guarded_status([&] { operation(ab.get(), at.get()); }); },
+        [&] {
+          EXPECT_EQ(data_of(ab.get()), ab0);
+          EXPECT_EQ(data_of(at.get()), at0);
+          put(ab.get(), ab0), put(at.get(), at0);
+        });
+    EXPECT_EQ(clean.result, orv_error_none);
+    EXPECT_EQ(clean.leaked, 0);
+    EXPECT_GT(clean.n, 1u);  // a control, its dimensions, the slice records
+    put(ab.get(), ab0), put(at.get(), at0);
     ++which;
   }
 }

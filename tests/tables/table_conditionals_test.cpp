@@ -30,7 +30,7 @@ orv_error_t normalize(orv_table_s *t, ZeroSum mode) {
 TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   auto d = test::new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  test::set_states(a, 2), test::set_states(b, 3);
+  test::set_state_count(a, 2), test::set_state_count(b, 3);
   auto t = table(d.get(), {a, b}, {1, 1, 2, 0, 0, 0});
   EXPECT_EQ(normalize(t.get(), ZeroSum::refuse), orv_error_invalid_probability_potential);
   std::copy_n(Values{1, 1, 2, 0, 0, 0}.begin(), 6, t->data);
@@ -47,7 +47,7 @@ TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   Owned<orv_table_s> fresh(_orv_create_table(d.get(), t->nodes.c_list(), orv_table_probability, 0, false, false));
   EXPECT_EQ(normalize(fresh.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(fresh.get()), Values(6, 1.0 / 3));
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   auto cg = table(d.get(), {a, x}, {-5, 7});
   EXPECT_EQ(normalize(cg.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(cg.get()), (Values{1, 1}));

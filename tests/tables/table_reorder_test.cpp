@@ -33,9 +33,9 @@ double cg_at(orv_table_t t, size_t index, orv_node_t n1, orv_node_t n2, bool mea
 TEST(TableReorder, KeepsEveryEntryAndCgBlockWithItsConfiguration) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  orv_node_t y = add_node(d.get(), "Y", orv_category_chance, orv_kind_continuous);
-  orv_node_t z = add_node(d.get(), "Z", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
+  orv_node_t z = test::add_continuous(d.get(), "Z");
   set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 4);
   orv_node_t nodes[] = {a, b, c, x, y, z, nullptr};
   orv_table_s *t = _orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true);
@@ -80,7 +80,7 @@ TEST(TableReorder, KeepsEveryEntryAndCgBlockWithItsConfiguration) {
 TEST(TableReorder, RefusesOrdersThatDoNotFitTheTable) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t x = add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
+  orv_node_t x = test::add_continuous(d.get(), "X");
   set_state_count(a, 2), set_state_count(b, 3);
   link(a, c), link(b, c), link(a, x);
   orv_table_t tc = orv_node_get_table(c);  // B, A, C
@@ -127,25 +127,12 @@ TEST(TableReorder, ExperienceAndFadingTablesFollowTheNodeTable) {
   const auto old_experience = snapshot(c->experience), old_fading = snapshot(c->fading);
 
   orv_node_t order[] = {a, b, c, nullptr};
-  for (size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_status_t rc;
-    size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      rc = orv_table_reorder_nodes(tc, order);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_EQ(rc, orv_error_none);
-      break;
-    }
-    EXPECT_EQ(rc, orv_error_no_memory);
+  const auto clean = test::expect_no_memory_sweep("reorder", [&] { return orv_table_reorder_nodes(tc, order); }, [&] {
     EXPECT_EQ(test::names_of(orv_table_get_nodes(tc)), (std::vector<std::string>{"B", "A", "C"}));
     EXPECT_EQ(snapshot(c->experience), old_experience);
     EXPECT_EQ(snapshot(c->fading), old_fading);
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-  }
+  });
+  ASSERT_EQ(clean.result, orv_error_none);
   EXPECT_EQ(test::names_of(orv_table_get_nodes(c->experience)), (std::vector<std::string>{"A", "B"}));
   EXPECT_EQ(test::names_of(orv_table_get_nodes(c->fading)), (std::vector<std::string>{"A", "B"}));
   for (size_t i = 0; i < experience.size(); ++i) {

@@ -14,15 +14,12 @@
 namespace orv {
 namespace {
 
+using test::add_continuous;
 using test::add_node;
 using test::link;
 using test::new_domain;
 using test::set_state_count;
 constexpr size_t kNone = static_cast<size_t>(-1);
-
-orv_node_t continuous(orv_domain_t d, const char *name) {
-  return add_node(d, name, orv_category_chance, orv_kind_continuous);
-}
 
 TEST(TableIndex, EmptyTableAndTheRowMajorRule) {
   auto d = new_domain();
@@ -58,7 +55,7 @@ TEST(TableIndex, EmptyTableAndTheRowMajorRule) {
 TEST(TableIndex, RoundTripsOnMixedTables) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
   set_state_count(a, 3), set_state_count(b, 1), set_state_count(c, 4);
   orv_node_t nodes[] = {a, b, c, x, y, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
@@ -94,7 +91,7 @@ TEST(TableSize, OverflowIsReportedOnlyBySizeGettersAndRefusedByAllocation) {
 
 TEST(CgBlocks, PositionsOfMeansAndCovariances) {
   auto d = new_domain();
-  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y"), z = continuous(d.get(), "Z");
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y"), z = add_continuous(d.get(), "Z");
   orv_node_t xyz[] = {x, y, z, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), xyz, orv_table_probability, 0, true, false));
   EXPECT_EQ(t->block_size, 9u);
@@ -162,7 +159,7 @@ TEST(NodeTables, ContinuousNodesGetHeadTailRolesAndUnitVariance) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   set_state_count(a, 3);
-  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
   link(a, x), link(y, x);
   orv_table_t tx = orv_node_get_table(x);
   ASSERT_NE(tx, nullptr);
@@ -191,27 +188,13 @@ TEST(NodeTables, ContinuousNodesGetHeadTailRolesAndUnitVariance) {
 
 TEST(NodeTables, CreationFailureLeavesNoTable) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), x = continuous(d.get(), "X");
+  orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X");
   link(a, x);
-  for (size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_table_t t;
-    size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      t = orv_node_get_table(x);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_NE(t, nullptr);
-      break;
-    }
-    EXPECT_EQ(t, nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+  const auto clean = test::expect_no_memory_sweep("node table", [&] { return orv_node_get_table(x); }, [&] {
     EXPECT_EQ(x->table, nullptr);
     EXPECT_EQ(d->table_count, 0u);
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-  }
+  });
+  ASSERT_NE(clean.result, nullptr);
 }
 
 TEST(TableChain, FreeingRenumbersNewerTables) {
@@ -232,7 +215,7 @@ TEST(TableChain, FreeingRenumbersNewerTables) {
 TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t one = add_node(d.get(), "One"), x = continuous(d.get(), "X");
+  orv_node_t one = add_node(d.get(), "One"), x = add_continuous(d.get(), "X");
   set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
   orv_node_t nodes[] = {a, b, one, c, x, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
@@ -265,7 +248,7 @@ TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   set_state_count(a, 2);
-  orv_node_t x = continuous(d.get(), "X"), y = continuous(d.get(), "Y"), z = continuous(d.get(), "Z");
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y"), z = add_continuous(d.get(), "Z");
   orv_node_t nodes[] = {a, x, y, z, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_utility, 0, true, false));
   test::fill_distinct(t.get());
@@ -293,7 +276,7 @@ TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
 
 TEST(TableClones, DiscreteAndContinuousParts) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), x = continuous(d.get(), "X"), y = continuous(d.get(), "Y");
+  orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
   set_state_count(a, 3);
   orv_node_t nodes[] = {a, x, y, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true));

@@ -1,0 +1,32 @@
+// The NET writer: a domain as NET text onto an output sink, with fixed
+// indentation, quoted strings and one comment per table row.
+#pragma once
+
+#include "formats/net_output.h"
+#include "model/domain.h"
+#include "tables/table.h"
+
+namespace orv {
+
+// Indentation of one writing context: a domain or a class.
+struct NetLayout {
+  const char *outer;  // "" for a domain, four spaces for a class
+  const char *inner;  // four spaces for a domain, a tab for a class
+  const char *tabs;   // one tab for a domain, two for a class
+  bool is_class;
+};
+
+extern const NetLayout kDomainLayout;
+extern const NetLayout kClassLayout;
+
+// Writes the whole domain. Throws Failure or bad_alloc; run under the C locale.
+void write_domain_net(NetOutput &out, orv_domain_s *d);
+
+// Table data ending in ";", the last row comment and a newline.
+void write_table(NetOutput &out, orv_table_s *t, const NetLayout &layout);
+// Whether write_table puts the data on the line of its attribute.
+bool table_fits_on_one_line(const orv_table_s *t);
+// A state value ("%.8G", or "infinity"/"-infinity" at the largest doubles).
+void write_state_value(NetOutput &out, double value);
+
+}  // namespace orv

@@ -1,0 +1,287 @@
+// Expressions: construction with arity and type checks, reference counting,
+// printing with minimal parentheses and parsing with messages and locations.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "expr/expression.h"
+#include "expr/model.h"
+#include "orvel.h"
+#include "support/domain_fixture.h"
+#include "support/fault_injection.h"
+
+namespace orv {
+namespace {
+
+using test::add_node;
+using test::new_domain;
+using test::LiveBlocks;
+
+struct Messages {
+  std::vector<std::pair<size_t, std::string>> items;
+  static void handler(size_t location, const char *message, void *data) {
+    static_cast<Messages *>(data)->items.emplace_back(location, message);
+  }
+};
+
+std::string text_of(orv_expression_t e) {
+  char *text = orv_expression_to_string(e);
+  EXPECT_NE(text, nullptr);
+  std::string s = text ? text : "";
+  _orv_free(text);
+  return s;
+}
+
+class ExpressionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    a = add_node(d.get(), "a", orv_category_chance, orv_kind_continuous);
+    b = add_node(d.get(), "b", orv_category_chance, orv_kind_continuous);
+    c = add_node(d.get(), "c", orv_category_chance, orv_kind_continuous);
+    label_node = add_node(d.get(), "L");
+  }
+  orv_expression_t parse(const char *text) {
+    messages.items.clear();
+    return orv_domain_string_to_expression(d.get(), text, Messages::handler, &messages);
+  }
+  // Parses, prints and checks that the printed text is a fixed point.
+  std::string reprint(const char *text) {
+    orv_expression_t e = parse(text);
+    EXPECT_NE(e, nullptr) << text << ": " << (messages.items.empty() ? "" : messages.items[0].second);
+    if (!e) return "";
+    std::string printed = text_of(e);
+    orv_expression_t again = parse(printed.c_str());
+    EXPECT_NE(again, nullptr) << printed;
+    if (again) EXPECT_EQ(text_of(again), printed);
+    orv_expression_delete(again);
+    orv_expression_delete(e);
+    return printed;
+  }
+  test::DomainPtr d = new_domain();
+  orv_node_t a, b, c, label_node;
+  Messages messages;
+};
+
+TEST_F(ExpressionTest, ArityAndTypeChecks) {
+  orv_expression_t one = orv_number_make_expression(1), two = orv_number_make_expression(2);
+  orv_expression_t args1[] = {one, nullptr};
+  EXPECT_EQ(orv_make_composite_expression(orv_op_Normal, args1), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  EXPECT_EQ(one->references, 0u);  // untouched by the failure
+  orv_expression_t args3[] = {one, two, one, nullptr};
+  EXPECT_EQ(orv_make_composite_expression(orv_op_NoisyOR, args3), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  orv_expression_t args2[] = {one, two, nullptr};
+  EXPECT_EQ(orv_make_composite_expression(orv_op_number, args2), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_make_composite_expression(orv_op_add, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  // Types: "and" wants booleans, "#" a discrete node.
+  EXPECT_EQ(orv_make_composite_expression(orv_op_and, args2), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  orv_expression_t x = orv_node_make_expression(a);
+  orv_expression_t idx[] = {x, nullptr};
+  EXPECT_EQ(orv_make_composite_expression(orv_op_state_index, idx), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  orv_expression_t nothing[] = {nullptr};
+  orv_expression_t empty_and = orv_make_composite_expression(orv_op_and, nothing);
+  ASSERT_NE(empty_and, nullptr);
+  EXPECT_EQ(text_of(empty_and), "and ()");
+
+  orv_expression_t sum = orv_make_composite_expression(orv_op_add, args2);
+  ASSERT_NE(sum, nullptr);
+  EXPECT_EQ(orv_expression_is_composite(sum), 1);
+  EXPECT_EQ(orv_expression_get_operands(sum)[1], two);
+  EXPECT_EQ(orv_expression_get_number(sum), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_expression_get_label(one), nullptr);
+  EXPECT_EQ(orv_expression_get_number(two), 2.0);
+  // An operand is not freed while a composite holds it.
+  LiveBlocks live;
+  EXPECT_EQ(orv_expression_delete(one), 0);
+  EXPECT_EQ(live.delta(), 0);
+  orv_expression_t copy = orv_expression_clone(sum);
+  EXPECT_EQ(text_of(copy), "1 + 2");
+  EXPECT_NE(orv_expression_get_operands(copy)[0], one);
+  orv_expression_delete(copy);
+  orv_expression_delete(sum);  // frees one and two with it
+  EXPECT_LT(live.delta(), 0);
+  orv_expression_delete(x);
+  orv_expression_delete(empty_and);
+}
+
+TEST_F(ExpressionTest, ProbabilityNeedsExactlyOneDiscreteNode) {
+  EXPECT_NE(orv_expression_delete(parse("probability (L == \"s\")")), orv_error_usage);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_EQ(parse("probability (a > 1)"), nullptr);  // continuous
+  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  ASSERT_EQ(messages.items.size(), 1u);
+  EXPECT_EQ(messages.items[0].second, "API error: invalid_expression");
+  EXPECT_EQ(parse("probability (probability (L == \"s\") > 0)"), nullptr);
+}
+
+TEST_F(ExpressionTest, PrintingParenthesisRules) {
+  EXPECT_EQ(reprint("(a - b) - c"), "a - b - c");
+  EXPECT_EQ(reprint("a - (b - c)"), "a - (b - c)");
+  EXPECT_EQ(reprint("2 ^ (3 ^ 4)"), "2 ^ 3 ^ 4");
+  EXPECT_EQ(reprint("(2 ^ 3) ^ 4"), "(2 ^ 3) ^ 4");
+  EXPECT_EQ(reprint("(a + b) * (b * c)"), "(a + b) * (b * c)");
+  EXPECT_EQ(reprint("(a * b) / c"), "a * b / c");
+  EXPECT_EQ(reprint("a * (-2)"), "a * (-2)");
+  EXPECT_EQ(parse("a * -2"), nullptr);  // a factor never starts with a sign
+  EXPECT_EQ(reprint("(a * b) ^ (-c)"), "(a * b) ^ (-c)");
+  EXPECT_EQ(reprint("-a * b"), "-a * b");
+  EXPECT_EQ(reprint("-(a + b)"), "-(a + b)");
+  EXPECT_EQ(reprint("(a < b) == (b > c)"), "(a < b) == (b > c)");
+  EXPECT_EQ(reprint("0.1234567"), "0.123457");
+  EXPECT_EQ(reprint("1e10 + 2.5E-7"), "1E+10 + 2.5E-07");
+  EXPECT_EQ(reprint("if (L = \"x\\ty\", Normal (a, 1), Normal(0,1))"),
+            "if (L == \"x\\ty\", Normal (a, 1), Normal (0, 1))");
+  EXPECT_EQ(reprint("#L + max(1, 2, 3)"), "#L + max (1, 2, 3)");
+  EXPECT_EQ(reprint("or (not (true), false)"), "or (not (true), false)");
+  EXPECT_EQ(parse("not (true) or false"), nullptr);  // "or" is a call, not infix
+}
+
+TEST_F(ExpressionTest, LeadingMinusAndComparisons) {
+  orv_expression_t e = parse("-2^2");
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(orv_expression_get_operator(e), orv_op_negate);
+  EXPECT_EQ(orv_expression_get_operator(orv_expression_get_operands(e)[0]), orv_op_power);
+  orv_expression_delete(e);
+  e = parse("-2");
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(orv_expression_get_operator(e), orv_op_number);
+  EXPECT_EQ(orv_expression_get_number(e), -2.0);
+  orv_expression_delete(e);
+  // "<>" and "!=" are one token, "=" and "==" too.
+  for (const char *text : {"a <> b", "a != b"}) {
+    e = parse(text);
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(orv_expression_get_operator(e), orv_op_not_equals);
+    orv_expression_delete(e);
+  }
+  e = parse("a = b");
+  EXPECT_EQ(orv_expression_get_operator(e), orv_op_equals);
+  orv_expression_delete(e);
+}
+
+TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
+  struct Case {
+    const char *text;
+    const char *message;
+    size_t location;
+    orv_error_t code;
+  };
+  const Case cases[] = {
+      {"a < b < c", "unexpected token", 7, orv_error_syntax},
+      {"(a + b", "`)' expected", 6, orv_error_syntax},
+      {"#a", "`#' must be followed by the name of a discrete node", 2, orv_error_syntax},
+      {"foo (1)", "unknown operator `foo'", 5, orv_error_syntax},
+      {"min (1 2)", "`,' or `)' expected", 8, orv_error_syntax},
+      {"zz + 1", "no such node: zz", 4, orv_error_syntax},
+      {"x.y", "no such node: x.y", 3, orv_error_syntax},
+      {"x.", "`.' must be followed by a letter or an `_'", 2, orv_error_syntax},
+      {"a ! b", "`!' must be followed by `='", 4, orv_error_syntax},
+      {"a $ b", "unexpected character: `$'", 3, orv_error_syntax},
+      {"*", "unexpected token", 1, orv_error_syntax},
+      {"\"abc", "string did not end", 4, orv_error_syntax},
+      {"Normal (1)", "API error: invalid_expression", 10, orv_error_invalid_expression},
+      {"a + \"s\"", "API error: invalid_expression", 7, orv_error_invalid_expression},
+  };
+  for (const Case &c : cases) {
+    LiveBlocks live;
+    EXPECT_EQ(parse(c.text), nullptr) << c.text;
+    EXPECT_EQ(orv_error_code(), c.code) << c.text;
+    ASSERT_EQ(messages.items.size(), 1u) << c.text;
+    EXPECT_EQ(messages.items[0].second, c.message) << c.text;
+    EXPECT_EQ(messages.items[0].first, c.location) << c.text;
+    EXPECT_EQ(live.delta(), 0) << c.text;
+  }
+  // A node named "true" hides the literal.
+  orv_expression_t e = parse("true");
+  EXPECT_EQ(orv_expression_get_operator(e), orv_op_boolean);
+  orv_expression_delete(e);
+  add_node(d.get(), "true");
+  e = parse("true");
+  EXPECT_EQ(orv_expression_get_operator(e), orv_op_node);
+  orv_expression_delete(e);
+}
+
+TEST_F(ExpressionTest, ArgumentChecksAndLegacyHandler) {
+  EXPECT_EQ(orv_domain_string_to_expression(nullptr, "1", nullptr, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_domain_string_to_expression(d.get(), nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  static std::vector<int> locations;
+  locations.clear();
+  EXPECT_EQ(orv_string_to_expression("1 +", d.get(), [](int location, const char *) { locations.push_back(location); }),
+            nullptr);
+  EXPECT_EQ(locations, std::vector<int>{3});
+  EXPECT_EQ(orv_expression_to_string(nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  orv_expression_t e = orv_string_to_expression("2 * a", d.get(), nullptr);
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_none);
+  orv_expression_delete(e);
+}
+
+TEST_F(ExpressionTest, DeepNestingIsRefused) {
+  std::string deep(2000, '(');
+  deep += "1" + std::string(2000, ')');
+  EXPECT_EQ(parse(deep.c_str()), nullptr);
+  std::string chain = "1";
+  for (int i = 0; i < 2000; ++i) chain += " + 1";
+  EXPECT_EQ(parse(chain.c_str()), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_syntax);
+}
+
+TEST_F(ExpressionTest, ParseSurvivesEveryAllocationFailure) {
+  const char *text = "if (L == \"s\", Normal (a * 2, b ^ 2), Normal (-c, 1))";
+  for (std::size_t n = 0;; ++n) {
+    LiveBlocks live;
+    orv_expression_t e;
+    std::size_t failures;
+    {
+      test::FailNthAllocation guard(n);
+      e = parse(text);
+      failures = guard.failures();
+    }
+    if (failures == 0) {
+      ASSERT_NE(e, nullptr);
+      orv_expression_delete(e);
+      break;
+    }
+    EXPECT_EQ(e, nullptr) << n;
+    EXPECT_EQ(orv_error_code(), orv_error_no_memory) << n;
+    EXPECT_EQ(live.delta(), 0) << n;
+  }
+}
+
+TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
+  orv_node_t child = add_node(d.get(), "child");
+  label_node->children.push_back(child);
+  child->parents.push_back(label_node);
+  orv_node_set_name(label_node, "L");
+  orv_node_t nodes[] = {label_node, nullptr};
+  orv_model_t m = orv_node_new_model(child, nodes);
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(orv_model_get_size(m), 1u);
+  orv_node_t not_parent[] = {a, nullptr};
+  EXPECT_EQ(orv_node_new_model(child, not_parent), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  orv_expression_t e = parse("Distribution (1, 2)");
+  EXPECT_EQ(orv_model_set_expression(m, 0, e), 0);
+  EXPECT_NE(orv_model_get_expression(m, 0), e);
+  EXPECT_EQ(orv_model_set_expression(m, 1, e), orv_error_usage);
+  orv_expression_delete(e);
+  EXPECT_EQ(orv_model_get_number_of_samples_per_interval(m), 25u);
+  EXPECT_EQ(orv_model_set_number_of_samples_per_interval(m, 0), orv_error_usage);
+  EXPECT_EQ(orv_node_get_model(child), m);
+  EXPECT_EQ(orv_model_delete(m), 0);
+  EXPECT_EQ(orv_node_get_model(child), nullptr);
+}
+
+}  // namespace
+}  // namespace orv

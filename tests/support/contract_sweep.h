@@ -1,0 +1,31 @@
+// Argument-check sweeps: every entry point called with a bad argument gives
+// its failure value with usage, and the next good call reads 0 again.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "orvel.h"
+
+namespace orv::test {
+
+// A named call that returns whether the entry point gave its failure value.
+using UsageCall = std::pair<std::string, std::function<bool()>>;
+
+// Runs each call and expects its failure value and usage; after each one,
+// `good` (a valid call that returns whether its result is right) must
+// succeed and leave the error code at 0.
+inline void expect_usage_calls(const std::vector<UsageCall> &calls, const std::function<bool()> &good) {
+  for (const auto &[name, call] : calls) {
+    EXPECT_TRUE(call()) << name;
+    EXPECT_EQ(orv_error_code(), orv_error_usage) << name;
+    EXPECT_TRUE(good()) << "after " << name;
+    EXPECT_EQ(orv_error_code(), orv_error_none) << "after " << name;
+  }
+}
+
+}  // namespace orv::test
