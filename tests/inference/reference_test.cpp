@@ -1,0 +1,78 @@
+// Every shared network against the independent exact results in
+// data/reference: prior marginals, and for each evidence case the posterior
+// marginals and log P(e).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <dirent.h>
+#include <string>
+#include <vector>
+
+#include "orvel.h"
+#include "support/json.h"
+
+namespace orv {
+namespace {
+
+const std::string kData = ORVEL_DATA_DIR;
+
+std::vector<std::string> reference_names() {
+  std::vector<std::string> names;
+  if (DIR *dir = opendir((kData + "/reference").c_str())) {
+    while (dirent *entry = readdir(dir)) {
+      const std::string file = entry->d_name;
+      if (file.size() > 5 && file.substr(file.size() - 5) == ".json") names.push_back(file.substr(0, file.size() - 5));
+    }
+    closedir(dir);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+void ignore_messages(size_t, const char *, void *) {}
+
+void expect_marginals(orv_domain_t d, const test::Json &marginals, const std::string &what) {
+  for (const auto &[name, values] : marginals.members) {
+    orv_node_t n = orv_domain_get_node_by_name(d, name.c_str());
+    ASSERT_NE(n, nullptr) << what << " " << name;
+    ASSERT_EQ(orv_node_get_number_of_states(n), values.items.size()) << what << " " << name;
+    for (std::size_t s = 0; s < values.items.size(); ++s)
+      EXPECT_NEAR(orv_node_get_belief(n, s), values.items[s].number, 1e-9) << what << " " << name << " state " << s;
+  }
+}
+
+class Reference : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(Reference, MarginalsAndEvidenceProbabilities) {
+  const std::string name = GetParam();
+  const test::Json reference = test::read_json_file(kData + "/reference/" + name + ".json");
+  const std::string net = kData + "/networks/" + name + ".net";
+  orv_domain_t d = orv_net_parse_domain(net.c_str(), ignore_messages, nullptr);
+  ASSERT_NE(d, nullptr) << name << ": " << orv_error_name(orv_error_code());
+  ASSERT_EQ(orv_domain_compile(d), orv_error_none) << name << ": " << orv_error_name(orv_error_code());
+  expect_marginals(d, reference["nodes"], name + " prior");
+  const auto &cases = reference["cases"].items;
+  for (std::size_t c = 0; c < cases.size(); ++c) {
+    const std::string what = name + " case " + std::to_string(c);
+    ASSERT_EQ(orv_domain_retract_findings(d), orv_error_none);
+    for (const auto &[node, label] : cases[c]["evidence"].members) {
+      orv_node_t n = orv_domain_get_node_by_name(d, node.c_str());
+      ASSERT_NE(n, nullptr) << what << " " << node;
+      const long state = orv_node_get_state_index_from_label(n, label.text.c_str());
+      ASSERT_GE(state, 0) << what << " " << node << " = " << label.text;
+      ASSERT_EQ(orv_node_select_state(n, static_cast<size_t>(state)), orv_error_none);
+    }
+    ASSERT_EQ(orv_domain_propagate(d, orv_equilibrium_sum, orv_mode_normal), orv_error_none) << what;
+    const double log_pe = cases[c]["log_pe"].number;
+    EXPECT_NEAR(orv_domain_get_log_normalization_constant(d), log_pe, 1e-9 * std::max(1.0, std::fabs(log_pe))) << what;
+    expect_marginals(d, cases[c]["marginals"], what);
+  }
+  orv_domain_delete(d);
+}
+
+INSTANTIATE_TEST_SUITE_P(Networks, Reference, ::testing::ValuesIn(reference_names()),
+                         [](const auto &info) { return info.param; });
+
+}  // namespace
+}  // namespace orv
