@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "support/bif_structure.h"
 #include "compile/compiled_domain.h"
 #include "compile/moralize.h"
 #include "compile/prime_components.h"
+#include "orvel.h"
 
 namespace {
 
@@ -59,6 +59,10 @@ void moral_graph_baseline(benchmark::State &state, orv_domain_t d) {
   }
 }
 
+void report_parse_error(size_t location, const char *message, void *) {
+  std::fprintf(stderr, "%zu: %s\n", location, message);
+}
+
 // The cost table: one row per network, one column per method.
 void print_cost_table() {
   std::printf("%-12s %6s", "network", "nodes");
@@ -79,14 +83,17 @@ void print_cost_table() {
 }  // namespace
 
 int main(int argc, char **argv) {
-  const std::filesystem::path dir = std::filesystem::path(ORVEL_DATA_DIR) / "networks" / "bif";
+  const std::filesystem::path dir = std::filesystem::path(ORVEL_DATA_DIR) / "networks";
   std::vector<std::filesystem::path> files;
   for (const auto &entry : std::filesystem::directory_iterator(dir))
-    if (entry.path().extension() == ".bif") files.push_back(entry.path());
+    if (entry.path().extension() == ".net") files.push_back(entry.path());
   std::sort(files.begin(), files.end());
-  for (const auto &file : files)
-    if (orv_domain_t d = orv::test::load_bif_structure(file.string()))
+  for (const auto &file : files) {
+    if (orv_domain_t d = orv_net_parse_domain(file.c_str(), report_parse_error, nullptr))
       networks().push_back({file.stem().string(), d});
+    else
+      std::fprintf(stderr, "%s: not loaded (error %d)\n", file.c_str(), static_cast<int>(orv_error_code()));
+  }
 
   for (const Network &net : networks()) {
     benchmark::RegisterBenchmark(("moral_graph/" + net.name).c_str(), moral_graph_baseline, net.domain)
