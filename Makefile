@@ -2,13 +2,17 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: all build test test-asan test-tsan bench fuzz-net clean
+.PHONY: all build demo test test-asan test-tsan bench fuzz-net clean
 
 all: build
 
 build:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD) -j $(JOBS)
+
+# The main job: query a network with evidence and show the beliefs.
+demo: build
+	$(BUILD)/bin/orvel query data/networks/asia.net -e smoke=yes -e xray=yes
 
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)

@@ -1,0 +1,82 @@
+// Shared pieces of the orvel command: exit codes, errors, argument scanning,
+// network loading and output helpers.
+#pragma once
+
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "orvel.h"
+
+namespace cli {
+
+// Exit codes: 0 success, 1 the work failed (bad file, impossible evidence),
+// 2 the command line is wrong (unknown option, node or state).
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+// Thrown to end a command with a one-line message and an exit code.
+struct Exit : std::runtime_error {
+  Exit(int code_, const std::string &message) : std::runtime_error(message), code(code_) {}
+  int code;
+};
+
+[[noreturn]] void usage_error(const std::string &message);
+[[noreturn]] void failure(const std::string &message);
+// Fails with the engine's error description when the last call failed.
+void check_engine(const std::string &what);
+
+// Walks argv of one subcommand: options, their values and positionals.
+class Args {
+ public:
+  Args(int argc, char **argv, int first);
+  bool done() const { return next_ >= args_.size(); }
+  // True when the next argument is the given option (it is consumed).
+  bool option(const char *long_name, const char *short_name = nullptr);
+  // The value following an option; a usage error when missing.
+  std::string value(const char *option_name);
+  // The next argument when it is not an option.
+  std::optional<std::string> positional();
+  // Ends the command: the next argument is an unknown option or one too many.
+  [[noreturn]] void reject() const;
+
+ private:
+  std::vector<std::string> args_;
+  std::size_t next_ = 0;
+};
+
+// A domain read from a NET file, deleted on scope exit.
+class Network {
+ public:
+  explicit Network(const std::string &path);
+  ~Network();
+  Network(const Network &) = delete;
+  Network &operator=(const Network &) = delete;
+  orv_domain_t get() const { return domain_; }
+  const std::string &path() const { return path_; }
+  // Looks a node up by name; usage error when absent.
+  orv_node_t node(const std::string &name) const;
+  // Nodes in file order.
+  std::vector<orv_node_t> nodes() const;
+
+ private:
+  std::string path_;
+  orv_domain_t domain_ = nullptr;
+};
+
+// Index of a state by label; usage error naming the node when absent.
+std::size_t state_index(orv_node_t node, const std::string &label);
+std::string category_name(orv_category_t category);
+std::string kind_name(orv_kind_t kind);
+std::string json_string(const std::string &text);
+std::string bar(double fraction, int width);
+
+int run_info(Args &args);
+int run_query(Args &args);
+int run_compile(Args &args);
+int run_convert(Args &args);
+
+}  // namespace cli

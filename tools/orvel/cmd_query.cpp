@@ -1,0 +1,214 @@
+// orvel query: compile, enter evidence, propagate, print beliefs.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli.h"
+
+namespace cli {
+namespace {
+
+constexpr const char *kHelp =
+    "usage: orvel query NET [-e NODE=STATE ...] [--likelihood NODE=v1,v2,...] [-n NODE ...]\n"
+    "                       [--max] [--json]\n"
+    "Compiles the network, enters the evidence, propagates it and prints the beliefs of every\n"
+    "node (or of the nodes named with -n), the expected utilities, P(evidence) and the conflict.\n"
+    "  -e, --evidence NODE=STATE       the node is observed in STATE\n"
+    "  --likelihood NODE=v1,v2,...     soft evidence: one nonnegative weight per state\n"
+    "  -n, --node NODE                 report this node (repeatable; default: all nodes)\n"
+    "  --max                           max-propagation: values are max-marginals\n"
+    "  --json                          print JSON instead of a table\n";
+
+struct Query {
+  std::optional<std::string> path;
+  std::vector<std::pair<std::string, std::string>> evidence;
+  std::vector<std::pair<std::string, std::vector<double>>> likelihoods;
+  std::vector<std::string> report;
+  bool max = false;
+  bool json = false;
+};
+
+std::pair<std::string, std::string> split_assignment(const std::string &text, const char *option) {
+  const auto eq = text.find('=');
+  if (eq == std::string::npos || eq == 0 || eq + 1 == text.size())
+    usage_error(std::string(option) + " expects NODE=VALUE, got '" + text + "'");
+  return {text.substr(0, eq), text.substr(eq + 1)};
+}
+
+std::vector<double> parse_weights(const std::string &node, const std::string &text) {
+  std::vector<double> weights;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const auto comma = std::min(text.find(',', start), text.size());
+    const std::string item = text.substr(start, comma - start);
+    char *end = nullptr;
+    const double w = std::strtod(item.c_str(), &end);
+    if (item.empty() || *end != '\0' || !(w >= 0) || !std::isfinite(w))
+      usage_error("likelihood for '" + node + "': '" + item + "' is not a nonnegative number");
+    weights.push_back(w);
+    start = comma + 1;
+  }
+  return weights;
+}
+
+Query parse(Args &args) {
+  Query q;
+  while (!args.done()) {
+    if (args.option("--help", "-h")) {
+      std::fputs(kHelp, stdout);
+      std::exit(kExitOk);
+    }
+    if (args.option("--evidence", "-e")) {
+      q.evidence.push_back(split_assignment(args.value("-e"), "-e"));
+    } else if (args.option("--likelihood")) {
+      auto [node, values] = split_assignment(args.value("--likelihood"), "--likelihood");
+      q.likelihoods.emplace_back(node, parse_weights(node, values));
+    } else if (args.option("--node", "-n")) {
+      q.report.push_back(args.value("-n"));
+    } else if (args.option("--max")) {
+      q.max = true;
+    } else if (args.option("--json")) {
+      q.json = true;
+    } else if (!q.path) {
+      q.path = args.positional();
+    } else {
+      args.reject();
+    }
+  }
+  if (!q.path) usage_error("a NET file is required (try --help)");
+  return q;
+}
+
+void enter_evidence(const Network &net, const Query &q) {
+  for (const auto &[name, label] : q.evidence) {
+    orv_node_t node = net.node(name);
+    if (orv_node_select_state(node, state_index(node, label)) != orv_error_none)
+      check_engine("cannot enter evidence on '" + name + "'");
+  }
+  for (const auto &[name, weights] : q.likelihoods) {
+    orv_node_t node = net.node(name);
+    if (orv_node_get_kind(node) != orv_kind_discrete) usage_error("node '" + name + "' is not discrete");
+    const size_t states = orv_node_get_number_of_states(node);
+    if (weights.size() != states)
+      usage_error("likelihood for '" + name + "' needs " + std::to_string(states) + " values, got " +
+                  std::to_string(weights.size()));
+    for (size_t s = 0; s < states; ++s)
+      if (orv_node_enter_finding(node, s, weights[s]) != orv_error_none)
+        check_engine("cannot enter the likelihood on '" + name + "'");
+  }
+}
+
+void propagate(const Network &net, const Query &q) {
+  const orv_status_t status =
+      orv_domain_propagate(net.get(), q.max ? orv_equilibrium_max : orv_equilibrium_sum, orv_mode_normal);
+  if (status == orv_error_inconsistency_or_underflow)
+    failure("the evidence is impossible: it has zero probability in this network");
+  if (status != orv_error_none) check_engine("propagation failed");
+}
+
+struct Row {
+  orv_node_t node;
+  std::vector<std::pair<std::string, double>> states;  // label and belief
+  double utility = NAN;                                // utility nodes
+  std::string evidence;
+};
+
+std::vector<Row> collect(const Network &net, const Query &q) {
+  std::vector<orv_node_t> nodes;
+  if (q.report.empty()) {
+    nodes = net.nodes();
+  } else {
+    for (const auto &name : q.report) nodes.push_back(net.node(name));
+  }
+  std::vector<Row> rows;
+  for (orv_node_t n : nodes) {
+    Row row{n, {}, NAN, {}};
+    if (orv_node_get_category(n) == orv_category_utility) {
+      row.utility = orv_node_get_expected_utility(n, 0);
+    } else if (orv_node_get_kind(n) == orv_kind_discrete) {
+      const size_t count = orv_node_get_number_of_states(n);
+      for (size_t s = 0; s < count; ++s) row.states.emplace_back(orv_node_get_state_label(n, s), orv_node_get_belief(n, s));
+    } else {
+      continue;
+    }
+    for (const auto &[name, label] : q.evidence)
+      if (name == orv_node_get_name(n)) row.evidence = label;
+    for (const auto &l : q.likelihoods)
+      if (l.first == orv_node_get_name(n)) row.evidence = "likelihood";
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+void print_table(const Network &net, const Query &q, const std::vector<Row> &rows) {
+  std::printf("network %s (%s propagation)\n", net.path().c_str(), q.max ? "max" : "sum");
+  if (!q.max) {
+    const double log_pe = orv_domain_get_log_normalization_constant(net.get());
+    std::printf("P(evidence) = %.6g   log P(evidence) = %.6f   conflict = %.4g\n", std::exp(log_pe), log_pe,
+                orv_domain_get_conflict(net.get()));
+  }
+  std::size_t width = 5;
+  for (const auto &row : rows)
+    for (const auto &s : row.states) width = std::max(width, s.first.size());
+  for (const auto &row : rows) {
+    std::printf("\n%s", orv_node_get_name(row.node));
+    if (!row.evidence.empty()) std::printf("  [evidence: %s]", row.evidence.c_str());
+    if (!std::isnan(row.utility)) {
+      std::printf("\n  expected utility  %.6g\n", row.utility);
+      continue;
+    }
+    std::printf("\n");
+    for (const auto &[label, belief] : row.states)
+      std::printf("  %-*s  %.6f  %s\n", static_cast<int>(width), label.c_str(), belief, bar(belief, 30).c_str());
+  }
+}
+
+void print_json(const Network &net, const Query &q, const std::vector<Row> &rows) {
+  std::printf("{\"network\": %s, \"equilibrium\": \"%s\"", json_string(net.path()).c_str(), q.max ? "max" : "sum");
+  if (!q.max) {
+    const double log_pe = orv_domain_get_log_normalization_constant(net.get());
+    std::printf(", \"log_pe\": %.17g, \"pe\": %.17g, \"conflict\": %.17g", log_pe, std::exp(log_pe),
+                orv_domain_get_conflict(net.get()));
+  }
+  std::printf(", \"evidence\": {");
+  for (std::size_t i = 0; i < q.evidence.size(); ++i)
+    std::printf("%s%s: %s", i ? ", " : "", json_string(q.evidence[i].first).c_str(),
+                json_string(q.evidence[i].second).c_str());
+  std::printf("}, \"beliefs\": {");
+  bool first = true;
+  for (const auto &row : rows) {
+    if (!std::isnan(row.utility)) continue;
+    std::printf("%s%s: {", first ? "" : ", ", json_string(orv_node_get_name(row.node)).c_str());
+    first = false;
+    for (std::size_t s = 0; s < row.states.size(); ++s)
+      std::printf("%s%s: %.17g", s ? ", " : "", json_string(row.states[s].first).c_str(), row.states[s].second);
+    std::printf("}");
+  }
+  std::printf("}, \"expected_utilities\": {");
+  first = true;
+  for (const auto &row : rows) {
+    if (std::isnan(row.utility)) continue;
+    std::printf("%s%s: %.17g", first ? "" : ", ", json_string(orv_node_get_name(row.node)).c_str(), row.utility);
+    first = false;
+  }
+  std::printf("}}\n");
+}
+
+}  // namespace
+
+int run_query(Args &args) {
+  const Query q = parse(args);
+  Network net(*q.path);
+  if (orv_domain_compile(net.get()) != orv_error_none) check_engine("compilation failed");
+  enter_evidence(net, q);
+  propagate(net, q);
+  const auto rows = collect(net, q);
+  if (q.json)
+    print_json(net, q, rows);
+  else
+    print_table(net, q, rows);
+  return kExitOk;
+}
+
+}  // namespace cli

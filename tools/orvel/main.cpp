@@ -1,0 +1,51 @@
+// The orvel command: inspect, query, compile and convert NET networks.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "cli.h"
+
+namespace {
+
+constexpr const char *kUsage =
+    "usage: orvel <command> [arguments]\n"
+    "\n"
+    "commands:\n"
+    "  info NET                      nodes, states and links; cliques after compilation\n"
+    "  query NET [options]           enter evidence, propagate and print beliefs\n"
+    "  compile NET [options]         triangulate, compile and write the compilation log\n"
+    "  convert IN.net OUT.net        read a network and write it back in canonical layout\n"
+    "\n"
+    "Run 'orvel <command> --help' for the options of a command.\n";
+
+int dispatch(const std::string &command, cli::Args &args) {
+  if (command == "info") return cli::run_info(args);
+  if (command == "query") return cli::run_query(args);
+  if (command == "compile") return cli::run_compile(args);
+  if (command == "convert") return cli::run_convert(args);
+  cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (argc < 2) {
+    std::fputs(kUsage, stderr);
+    return cli::kExitUsage;
+  }
+  const std::string command = argv[1];
+  if (command == "--help" || command == "-h" || command == "help") {
+    std::fputs(kUsage, stdout);
+    return cli::kExitOk;
+  }
+  try {
+    cli::Args args(argc, argv, 2);
+    return dispatch(command, args);
+  } catch (const cli::Exit &e) {
+    std::fprintf(stderr, "orvel %s: %s\n", command.c_str(), e.what());
+    return e.code;
+  } catch (const std::exception &e) {
+    std::fprintf(stderr, "orvel %s: %s\n", command.c_str(), e.what());
+    return cli::kExitFailure;
+  }
+}

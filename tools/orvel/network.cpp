@@ -1,0 +1,70 @@
+// Loading a network for a command, with parse messages as file:line: text.
+#include <cerrno>
+#include <cstring>
+
+#include "cli.h"
+
+namespace cli {
+namespace {
+
+struct ParseMessages {
+  std::string path;
+  std::string first_error;
+  std::vector<std::string> warnings;
+};
+
+void collect_message(size_t line, const char *message, void *data) {
+  auto *messages = static_cast<ParseMessages *>(data);
+  const std::string text = messages->path + ":" + std::to_string(line) + ": " + message;
+  if (std::strncmp(message, "warning: ", 9) == 0)
+    messages->warnings.push_back(text);
+  else if (messages->first_error.empty())
+    messages->first_error = text;
+}
+
+}  // namespace
+
+Network::Network(const std::string &path) : path_(path) {
+  std::FILE *probe = std::fopen(path.c_str(), "r");
+  if (!probe) failure("cannot open '" + path + "': " + std::strerror(errno));
+  std::fclose(probe);
+  ParseMessages messages{path, {}, {}};
+  domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages);
+  for (const auto &w : messages.warnings) std::fprintf(stderr, "%s\n", w.c_str());
+  if (!domain_) {
+    if (!messages.first_error.empty()) failure(messages.first_error);
+    failure("cannot read '" + path + "': " + orv_error_description(orv_error_code()));
+  }
+}
+
+Network::~Network() {
+  if (domain_) orv_domain_delete(domain_);
+}
+
+orv_node_t Network::node(const std::string &name) const {
+  orv_node_t n = orv_domain_get_node_by_name(domain_, name.c_str());
+  if (!n) usage_error("no node named '" + name + "' in " + path_);
+  return n;
+}
+
+std::vector<orv_node_t> Network::nodes() const {
+  std::vector<orv_node_t> all;
+  for (orv_node_t n = orv_domain_get_first_node(domain_); n; n = orv_node_get_next(n)) all.push_back(n);
+  return all;
+}
+
+std::size_t state_index(orv_node_t node, const std::string &label) {
+  if (orv_node_get_kind(node) != orv_kind_discrete)
+    usage_error(std::string("node '") + orv_node_get_name(node) + "' is not discrete");
+  const long index = orv_node_get_state_index_from_label(node, label.c_str());
+  if (index < 0) {
+    std::string states;
+    const size_t count = orv_node_get_number_of_states(node);
+    for (size_t s = 0; s < count; ++s) states += std::string(s ? ", " : "") + orv_node_get_state_label(node, s);
+    usage_error("node '" + std::string(orv_node_get_name(node)) + "' has no state '" + label +
+                "' (states: " + states + ")");
+  }
+  return static_cast<std::size_t>(index);
+}
+
+}  // namespace cli
