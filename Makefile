@@ -45,7 +45,9 @@ BENCH_ARGS ?=
 bench:
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DORVEL_BENCH=ON -DBUILD_TESTING=OFF
 	cmake --build build-bench -j $(JOBS)
-	for program in build-bench/bench/*_bench; do $$program $(BENCH_ARGS) || exit 1; done
+	for program in build-bench/bench/*_bench; do \
+	  case $$program in */inference_bench) extra=--results=bench/RESULTS.md ;; *) extra= ;; esac; \
+	  $$program $(BENCH_ARGS) $$extra || exit 1; done
 
 clean:
 	rm -rf $(BUILD) build-asan build-tsan build-bench build-fuzz
