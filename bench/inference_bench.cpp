@@ -268,11 +268,13 @@ void write_results(const std::string &path, const std::vector<benchmark::Benchma
     const auto ref = reference.find(name);
     const bool has_ref = ref != reference.end();
     const double ours = m.compile_ms + m.propagate_ms;
+    char reference_ms[32] = "-", speed_up[32] = "-";
+    if (has_ref) std::snprintf(reference_ms, sizeof reference_ms, "%.4g", ref->second.total_ms);
+    if (has_ref && ours > 0) std::snprintf(speed_up, sizeof speed_up, "%.1fx", ref->second.total_ms / ours);
     std::fprintf(out, "| %s | %zu | %zu | %zu | %s | %.0f | %.3f | %.3f | %.1f | %.3f | %.1f | %s | %s |\n", name.c_str(),
                  shape.nodes, shape.largest, shape.clique_states, has_ref ? ref->second.total_clique.c_str() : "-",
                  m.total_size, m.compile_ms, m.propagate_ms, m.propagate_passes, m.incremental_ms,
-                 m.incremental_passes, has_ref ? std::to_string(ref->second.total_ms).c_str() : "-",
-                 has_ref && ours > 0 ? (std::to_string(ref->second.total_ms / ours).substr(0, 5) + "x").c_str() : "-");
+                 m.incremental_passes, reference_ms, speed_up);
   }
   std::fclose(out);
   std::printf("wrote %s\n", path.c_str());
