@@ -74,25 +74,14 @@ TEST(Compile, AllocationFailuresLeaveTheDomainAsItWas) {
   family(u, {nodes[2], nodes[5]}, {});
   orv_node_select_state(nodes[1], 0);
   const std::size_t tables = d->table_count;
-  for (std::size_t n = 0;; ++n) {
-    test::LiveBlocks live;
-    orv_status_t rc;
-    std::size_t failures;
-    {
-      test::FailNthAllocation fail(n);
-      rc = orv_domain_compile(d.get());
-      failures = fail.failures();
-    }
-    if (failures == 0) {
-      ASSERT_EQ(rc, orv_error_none);
-      break;
-    }
-    ASSERT_EQ(rc, orv_error_no_memory) << "allocation " << n;
-    EXPECT_EQ(live.delta(), 0) << "allocation " << n;
-    EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
-    EXPECT_EQ(d->table_count, tables);
-    EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
-  }
+  const auto done = test::expect_no_memory_sweep(
+      "compile", [&] { return orv_domain_compile(d.get()); },
+      [&] {
+        EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
+        EXPECT_EQ(d->table_count, tables);
+        EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
+      });
+  ASSERT_EQ(done.result, orv_error_none);
   EXPECT_EQ(orv_node_get_belief(nodes[1], 0), 1.0);
 }
 
