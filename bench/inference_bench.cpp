@@ -90,6 +90,19 @@ void report(benchmark::State &state, double operation, double pass, std::size_t 
   state.counters["stream_ms"] = 1e3 * pass / static_cast<double>(iterations);
 }
 
+// The network compiled, with evidence on every tenth node; null (and the
+// benchmark skipped) when it cannot be compiled.
+orv_domain_t compiled_with_evidence(benchmark::State &state, const std::string &name) {
+  orv_domain_t d = parse(name);
+  if (!d || orv_domain_compile(d) != orv_error_none) {
+    if (d) orv_domain_delete(d);
+    state.SkipWithError("cannot compile");
+    return nullptr;
+  }
+  enter_likely_evidence(d, 10);
+  return d;
+}
+
 void compile_network(benchmark::State &state, const std::string &name) {
   std::size_t size = 0;
   for (auto _ : state) {
@@ -104,12 +117,8 @@ void compile_network(benchmark::State &state, const std::string &name) {
 }
 
 void full_propagation(benchmark::State &state, const std::string &name) {
-  orv_domain_t d = parse(name);
-  if (!d || orv_domain_compile(d) != orv_error_none) {
-    state.SkipWithError("cannot compile");
-    return;
-  }
-  enter_likely_evidence(d, 10);
+  orv_domain_t d = compiled_with_evidence(state, name);
+  if (!d) return;
   std::vector<double> buffer(total_size(d), 1.0);
   double operation = 0, pass = 0;
   std::size_t iterations = 0;
@@ -129,12 +138,8 @@ void full_propagation(benchmark::State &state, const std::string &name) {
 }
 
 void incremental_propagation(benchmark::State &state, const std::string &name) {
-  orv_domain_t d = parse(name);
-  if (!d || orv_domain_compile(d) != orv_error_none) {
-    state.SkipWithError("cannot compile");
-    return;
-  }
-  enter_likely_evidence(d, 10);
+  orv_domain_t d = compiled_with_evidence(state, name);
+  if (!d) return;
   orv_node_t extra = unobserved_node(d);
   std::vector<double> buffer(total_size(d), 1.0);
   double operation = 0, pass = 0;
