@@ -109,6 +109,24 @@ std::vector<orv_node_t> random_network(orv_domain_t d, std::size_t n, std::size_
   return nodes;
 }
 
+namespace {
+
+// The product of every table entry and every evidence weight that agrees with
+// one configuration of the discrete nodes.
+double configuration_weight(const std::vector<orv_node_t> &vars, std::map<orv_node_t, std::size_t> &state) {
+  double p = 1.0;
+  for (orv_node_t v : vars) {
+    p *= entered_weight(v, state[v]);
+    if (!v->table) continue;
+    std::size_t index = 0;
+    for (orv_node_t m : v->table->nodes) index = index * m->state_count + state[m];
+    p *= v->table->data[index];
+  }
+  return p;
+}
+
+}  // namespace
+
 std::vector<double> brute_force_joint(orv_domain_t d, const std::vector<orv_node_t> &nodes) {
   std::vector<orv_node_t> vars;
   for (orv_node_t n = d->first_node; n; n = n->next)
@@ -120,15 +138,8 @@ std::vector<double> brute_force_joint(orv_domain_t d, const std::vector<orv_node
   std::vector<std::size_t> config(vars.size(), 0);
   double total = 0.0;
   for (;;) {
-    double p = 1.0;
     for (std::size_t i = 0; i < vars.size(); ++i) state[vars[i]] = config[i];
-    for (orv_node_t v : vars) {
-      p *= entered_weight(v, state[v]);
-      if (!v->table) continue;
-      std::size_t index = 0;
-      for (orv_node_t m : v->table->nodes) index = index * m->state_count + state[m];
-      p *= v->table->data[index];
-    }
+    const double p = configuration_weight(vars, state);
     std::size_t index = 0;
     for (orv_node_t n : nodes) index = index * n->state_count + state[n];
     joint[index] += p;
@@ -153,15 +164,8 @@ Exact brute_force(orv_domain_t d) {
   }
   std::vector<std::size_t> config(vars.size(), 0);
   for (;;) {
-    double p = 1.0;
     for (std::size_t i = 0; i < vars.size(); ++i) state[vars[i]] = config[i];
-    for (orv_node_t v : vars) {
-      p *= entered_weight(v, state[v]);
-      if (!v->table) continue;
-      std::size_t index = 0;
-      for (orv_node_t m : v->table->nodes) index = index * m->state_count + state[m];
-      p *= v->table->data[index];
-    }
+    const double p = configuration_weight(vars, state);
     exact.probability += p;
     exact.max_probability = std::max(exact.max_probability, p);
     for (orv_node_t v : vars) {
