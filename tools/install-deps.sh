@@ -11,6 +11,7 @@ command -v nm >/dev/null || need+=(binutils)
 [ -f /usr/include/zlib.h ] || need+=(zlib1g-dev)
 command -v javac >/dev/null || need+=(openjdk-17-jdk-headless)
 command -v python3 >/dev/null || need+=(python3)
+command -v ccache >/dev/null || need+=(ccache)
 if [ ${#need[@]} -gt 0 ]; then
   echo "installing: ${need[*]}"
   SUDO=""
