@@ -91,6 +91,8 @@ TEST(NodeNames, ValidityRuleDependsOnTheOwner) {
   EXPECT_EQ(orv_node_set_name(m, "A9"), orv_error_twice);
   EXPECT_EQ(orv_node_set_name(m, "M"), orv_error_none);  // its own name again
   EXPECT_EQ(orv_node_set_name(m, nullptr), orv_error_usage);
+  orv_node_t unnamed = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete);
+  EXPECT_EQ(orv_node_set_name(unnamed, ""), orv_error_invalid_name);  // no name is not a name
 }
 
 TEST(NodeNames, GeneratedFromCategoryAndNumberSkippingTakenNames) {
