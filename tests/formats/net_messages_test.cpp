@@ -165,6 +165,8 @@ TEST(NetMessages, SyntaxAndSemanticErrorsWithOffsets) {
       {"node a. { }", "`.' must be followed by a letter or an `_'", "a.", orv_error_parse},
       {"node a.1 { }", "`.' must be followed by a letter or an `_'", "a.1", orv_error_parse},
       {"node A { } $", "unexpected character: `$'", "$", orv_error_parse},
+      {"node A { } \x8f", "unexpected character: `\\x8f'", "\x8f", orv_error_parse},  // never raw
+      {"node A { label = \"a\\\x01\"; }", "illegal escape sequence: `\\\\x01'", "\x01", orv_error_parse},
   };
   for (const Case &c : cases) expect_failure(c);
 }
@@ -206,6 +208,8 @@ TEST(NetMessages, FilesAndStreamsReportLineNumbers) {
   EXPECT_EQ(lines, std::vector<int>{7});
   // A missing file is an io error.
   EXPECT_EQ(orv_net_parse_domain("/nonexistent/x.net", nullptr, nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_EQ(orv_net_parse_domain(::testing::TempDir().c_str(), nullptr, nullptr), nullptr);  // a directory
   EXPECT_EQ(orv_error_code(), orv_error_io);
   EXPECT_EQ(orv_net_parse_domain(nullptr, nullptr, nullptr), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_usage);
