@@ -8,6 +8,7 @@
 #include <string>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
@@ -176,8 +177,7 @@ TEST(NetMessages, CountedErrorsAreAllReported) {
   const char *text =
       "net { node_size = (-1 -1); }\n"
       "node A { states = (\"a\" \"b\" \"c\"); subtype = boolean; states = (\"x\"); }\n";
-  EXPECT_EQ(orv_net_parse_domain(text, Messages::handler, &messages), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_parse);
+  EXPECT_RESULT(orv_net_parse_domain(text, Messages::handler, &messages), nullptr, orv_error_parse);
   ASSERT_EQ(messages.items.size(), 4u);
   EXPECT_EQ(messages.items[0].second, "<number> must be nonnegative");
   EXPECT_EQ(messages.items[2].second, "states specified twice (or more)");
@@ -207,14 +207,11 @@ TEST(NetMessages, FilesAndStreamsReportLineNumbers) {
   std::fclose(f);
   EXPECT_EQ(lines, std::vector<int>{7});
   // A missing file is an io error.
-  EXPECT_EQ(orv_net_parse_domain("/nonexistent/x.net", nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_RESULT(orv_net_parse_domain("/nonexistent/x.net", nullptr, nullptr), nullptr, orv_error_io);
   EXPECT_EQ(orv_net_parse_domain(::testing::TempDir().c_str(), nullptr, nullptr), nullptr);  // a directory
   EXPECT_EQ(orv_error_code(), orv_error_io);
-  EXPECT_EQ(orv_net_parse_domain(nullptr, nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_net_parse(nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_net_parse_domain(nullptr, nullptr, nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_net_parse(nullptr, nullptr), nullptr, orv_error_usage);
   std::remove(path.c_str());
 }
 

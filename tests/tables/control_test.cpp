@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "runtime/error.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 #include "tables/control.h"
 #include "tables/table_oracle.h"
@@ -223,13 +224,10 @@ TEST(ConcurrencySettings, DefaultsSettersAndRefusals) {
   for (const auto &[set, get] : settings) {
     EXPECT_EQ(set(d.get(), 7), orv_error_none);
     EXPECT_EQ(get(d.get()), 7u);
-    EXPECT_EQ(set(d.get(), 0), orv_error_usage);
-    EXPECT_EQ(orv_error_code(), orv_error_usage);
-    EXPECT_EQ(get(d.get()), 7u);  // the old value stays
-    EXPECT_EQ(orv_error_code(), orv_error_none);
+    EXPECT_RESULT(set(d.get(), 0), orv_error_usage, orv_error_usage);
+    EXPECT_RESULT(get(d.get()), 7u, orv_error_none);  // the old value stays
     EXPECT_EQ(set(nullptr, 3), orv_error_usage);
-    EXPECT_EQ(get(nullptr), static_cast<size_t>(-1));
-    EXPECT_EQ(orv_error_code(), orv_error_usage);
+    EXPECT_RESULT(get(nullptr), static_cast<size_t>(-1), orv_error_usage);
     auto *node = reinterpret_cast<orv_domain_t>(orv_domain_new_node(d.get(), orv_category_chance,
                                                                     orv_kind_discrete));
     EXPECT_EQ(set(node, 3), orv_error_usage);  // wrong kind of handle
