@@ -59,10 +59,6 @@ TEST(Attributes, OrderReplacementAndDeletion) {
   check_owner([&](const char *k, const char *v) { return orv_node_set_attribute(n, k, v); },
               [&](const char *k) { return orv_node_get_attribute(n, k); },
               [&] { return orv_node_get_first_attribute(n); });
-  EXPECT_EQ(orv_domain_set_attribute(nullptr, "a", "1"), orv_error_usage);
-  EXPECT_EQ(orv_node_set_attribute(nullptr, "a", "1"), orv_error_usage);
-  EXPECT_EQ(orv_node_get_first_attribute(nullptr), nullptr);
-  EXPECT_RESULT(orv_attribute_get_key(nullptr), nullptr, orv_error_usage);
   EXPECT_EQ(orv_attribute_get_next(reinterpret_cast<orv_attribute_t>(n)), nullptr);  // wrong handle kind
   EXPECT_EQ(orv_error_code(), orv_error_usage);
 
@@ -98,8 +94,6 @@ TEST(UserData, IsStoredAndReturnedPerObject) {
   EXPECT_EQ(orv_node_set_user_data(n, &y), orv_error_none);
   EXPECT_EQ(orv_domain_get_user_data(d.get()), &x);
   EXPECT_EQ(orv_node_get_user_data(n), &y);
-  EXPECT_EQ(orv_node_set_user_data(nullptr, &y), orv_error_usage);
-  EXPECT_RESULT(orv_domain_get_user_data(nullptr), nullptr, orv_error_usage);
 }
 
 TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {

@@ -64,7 +64,6 @@ TEST(StateLabels, RefuseBadArguments) {
   EXPECT_EQ(orv_node_get_state_label(x, 0), nullptr);
   EXPECT_EQ(orv_node_set_state_label(a, 2, "c"), orv_error_usage);
   EXPECT_EQ(orv_node_set_state_label(a, 0, nullptr), orv_error_usage);
-  EXPECT_EQ(orv_node_set_state_label(nullptr, 0, "a"), orv_error_usage);
   EXPECT_RESULT(orv_node_get_state_index_from_label(a, nullptr), -1, orv_error_usage);
   EXPECT_RESULT(orv_node_get_state_index_from_label(x, "a"), -1, orv_error_usage);
   a->temporal_clone = true;
