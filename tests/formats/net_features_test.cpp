@@ -307,11 +307,6 @@ TEST(NetWriter, StringSurvivesEveryAllocationFailure) {
   }
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   Parsed p("net { }\nnode A { states = (\"a\" \"b\"); }\ndiscrete function D { states = (\"x\" \"y\"); }\n"
@@ -358,11 +353,6 @@ TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   EXPECT_EQ(again.text(), text);
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(NetChain, ChainGraphPotentialsRoundTrip) {
   const std::string head =

@@ -222,11 +222,6 @@ TEST(Compilation, AllocationFailuresRollBack) {
   EXPECT_NEAR(orv_node_get_belief(nodes[0], 1), 1.0, 0.0);
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(Propagation, TouchedTablesReloadTheTree) {
   auto d = test::new_domain();

@@ -155,11 +155,6 @@ TEST(Propagation, ImpossibleEvidenceFailsAndResets) {
   EXPECT_EQ(orv_node_get_entropy(b), 0.0);
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(Marginals, JointOfAnyNodesMatchesBruteForce) {
   std::mt19937 rng(3);
