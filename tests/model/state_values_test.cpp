@@ -67,23 +67,26 @@ TEST(StateValues, StorageAndDefaults) {
 
 TEST(StateValues, StatusRules) {
   auto d = new_domain();
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N1", orv_subtype_number, {1, 2, 3})), 0);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N2", orv_subtype_number, {1, 1, 3})), 1);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N3", orv_subtype_number, {-DBL_MAX, 2})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N4", orv_subtype_number, {1, DBL_MAX})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I1", orv_subtype_interval, {0, 1, 1, 2})), 0);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I2", orv_subtype_interval, {0, 1, 1, 1, 2})), 1);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I3", orv_subtype_interval, {0, 2, 1})), 1);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I4", orv_subtype_interval, {-DBL_MAX, 0, DBL_MAX})), 0);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I5", orv_subtype_interval, {-DBL_MAX, -DBL_MAX, 0})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I6", orv_subtype_interval, {-DBL_MAX, -DBL_MAX, 0, 1})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I7", orv_subtype_interval, {0, 1, DBL_MAX, DBL_MAX})), 2);
-  orv_node_t unset = add_node(d.get(), "U");
-  EXPECT_EQ(_orv_node_check_status_of_state_values(unset), 1);
+  const double lo = -DBL_MAX, hi = DBL_MAX;
+  const struct {
+    orv_subtype_t subtype;
+    std::vector<double> values;
+    int status;
+  } cases[] = {
+      {orv_subtype_number, {1, 2, 3}, 0},          {orv_subtype_number, {1, 1, 3}, 1},
+      {orv_subtype_number, {lo, 2}, 2},            {orv_subtype_number, {1, hi}, 2},
+      {orv_subtype_interval, {0, 1, 1, 2}, 0},     {orv_subtype_interval, {0, 1, 1, 1, 2}, 1},
+      {orv_subtype_interval, {0, 2, 1}, 1},        {orv_subtype_interval, {lo, 0, hi}, 0},
+      {orv_subtype_interval, {lo, lo, 0}, 2},      {orv_subtype_interval, {lo, lo, 0, 1}, 2},
+      {orv_subtype_interval, {0, 1, hi, hi}, 2},
+  };
+  int k = 0;
+  for (const auto &c : cases) {
+    const std::string name = "N" + std::to_string(k++);
+    EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), name.c_str(), c.subtype, c.values)), c.status)
+        << name;
+  }
+  EXPECT_EQ(_orv_node_check_status_of_state_values(add_node(d.get(), "U")), 1);
 }
 
 TEST(StateValues, IntervalLookup) {
