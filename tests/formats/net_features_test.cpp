@@ -202,28 +202,27 @@ TEST(NetOldFormat, HeaderNodesAndLinks) {
   orv_domain_delete(d);
 
   static std::vector<std::string> messages;
-  messages.clear();
   const auto handler = [](int, const char *m) { messages.push_back(m); };
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 3)\nC 2 (B 2 A 2)\n", handler), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_parse);
-  ASSERT_EQ(messages.size(), 2u);
-  EXPECT_EQ(messages[0], "number of states (2) does not match previous usage (line 2)");
-  EXPECT_EQ(messages[1], "node `B' (used at line 2) has not been defined");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 ()\nA 2 ()\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "node `A' has already been defined (at line 2)");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 2)\nB 2 (A 2)\n", handler), nullptr);
-  EXPECT_RESULT(messages.at(0), "adding the link A --> B creates a directed cycle", orv_error_cyclic_network);
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 2 B 2)\nB 2 ()\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "node `B' appears twice as a parent of `A'");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 x\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "parent node name or a left parenthesis expected");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\n(\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "node name (or end-of-file) expected");
+  const struct {
+    const char *lines, *message;
+    orv_error_t code;
+  } broken[] = {
+      {"A 2 (B 3)\nC 2 (B 2 A 2)\n", "number of states (2) does not match previous usage (line 2)", orv_error_parse},
+      {"A 2 ()\nA 2 ()\n", "node `A' has already been defined (at line 2)", orv_error_parse},
+      {"A 2 (B 2)\nB 2 (A 2)\n", "adding the link A --> B creates a directed cycle", orv_error_cyclic_network},
+      {"A 2 (B 2 B 2)\nB 2 ()\n", "node `B' appears twice as a parent of `A'", orv_error_parse},
+      {"A 2 x\n", "parent node name or a left parenthesis expected", orv_error_parse},
+      {"(\n", "node name (or end-of-file) expected", orv_error_parse},
+  };
+  for (const auto &b : broken) {
+    messages.clear();
+    EXPECT_RESULT(orv_net_parse_from_string((std::string("old \"x\" 1 1 1\n") + b.lines).c_str(), handler), nullptr,
+                  b.code);
+    EXPECT_EQ(messages.at(0), b.message) << b.lines;
+  }
+  EXPECT_EQ(messages.size(), 1u);
+  orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 3)\n", handler);
+  EXPECT_EQ(messages.back(), "node `B' (used at line 2) has not been defined");
   // Anything else is the new format, including empty input.
   d = orv_net_parse_from_string("", nullptr);
   ASSERT_NE(d, nullptr);
