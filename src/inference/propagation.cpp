@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "inference/absorption.h"
+#include "inference/cg_propagation.h"
 #include "inference/evidence.h"
 #include "runtime/error.h"
 #include "tables/control.h"
@@ -184,6 +185,24 @@ void recompute_flags(orv_junction_tree_s *t) {
   }
 }
 
+// CG trees are propagated as a whole from the node tables.
+void propagate_cg(orv_junction_tree_s *t) {
+  t->freshly_loaded = false;
+  t->conflict = 1.0;
+  for (orv_node_t n : t->nodes) {
+    if (n->is_discrete()) {
+      take_entered_evidence(n);
+    } else {
+      n->cg_propagated = n->cg_entered;
+      n->cg_propagated_value = n->cg_value;
+    }
+  }
+  propagate_cg_tree(t);
+  t->equilibrium = orv_equilibrium_sum;
+  t->evidence_to_propagate = 0;
+  recompute_flags(t);
+}
+
 void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode,
                     orv_clique_s *given_root) {
   const bool reset = must_reset(t, mode);
@@ -192,8 +211,12 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
     t->mode = mode;  // without evidence the modes agree
     return;
   }
-  if (reset) reset_tree(t, mode);
+  if (reset || t->has_continuous) reset_tree(t, mode);
   t->mode = mode;
+  if (t->has_continuous) {
+    propagate_cg(t);
+    return;
+  }
   t->freshly_loaded = false;
   for (orv_clique_s *c : t->cliques)
     if (c) c->scale = 1.0;
