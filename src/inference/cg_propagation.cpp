@@ -287,6 +287,11 @@ class CgPropagation {
       for (std::size_t i = 0; i < t->size; ++i) belief[map[i]] += t->data[i];
       return;
     }
+    if (n->cg_entered) {
+      belief[0] = n->cg_value;
+      belief[1] = 0.0;
+      return;
+    }
     std::size_t k = 0;
     while (t->nodes[t->discrete_count + k] != n) ++k;
     double mean = 0.0, second = 0.0;
