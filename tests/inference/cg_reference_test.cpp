@@ -87,9 +87,10 @@ TEST_P(CgReference, MeansVariancesBeliefsAndDensities) {
     ++logged;
   EXPECT_EQ(logged, fill_ins.size()) << name;
 
-  for (const auto &[node, values] : reference["nodes"].members)
-    if (values.kind == test::Json::Kind::object)
-      EXPECT_NE(log.find("\n    " + node + ":\n\tMean: "), std::string::npos) << name << " report of " << node;
+  for (const auto &[node, values] : reference["nodes"].members) {
+    if (values.kind != test::Json::Kind::object) continue;
+    EXPECT_NE(log.find("\n    " + node + ":\n\tMean: "), std::string::npos) << name << " report of " << node;
+  }
   expect_marginals(d, reference["nodes"], name + " prior");
   const auto &cases = reference["cases"].items;
   for (std::size_t c = 0; c < cases.size(); ++c) {
