@@ -20,6 +20,8 @@ namespace orv {
 
 namespace {
 
+constexpr double kPi = 3.14159265358979323846;
+
 const double *observed_value(orv_node_t n) { return n->cg_entered ? &n->cg_value : nullptr; }
 
 bool observed(orv_node_t n) { return n->cg_entered; }
@@ -195,8 +197,7 @@ class CgPropagation {
           upper.push_back(std::move(f));
           continue;
         }
-        for (std::size_t i = 0; i < joint.size; ++i)
-          joint.weight[i] *= cg_density(f.head->cg_value, f.values[i * 2], f.values[i * 2 + 1]);
+        multiply_density(joint.weight, f);
       } else if (sep && !s.discrete_separator && sep->nodes.contains(f.head)) {
         upper.push_back(std::move(f));
       } else {
@@ -218,6 +219,28 @@ class CgPropagation {
     message.weight.swap(joint.weight);
     s.complement = std::move(complement);
     return message;
+  }
+
+  // Multiplies the density of an observed head into the weights, relative
+  // to its largest value (kept in the log scale) so that values far out in
+  // the tails do not underflow.
+  void multiply_density(Vector<double> &weight, const CgFactor &f) {
+    const double x = f.head->cg_value;
+    Vector<double> log_density(weight.size());
+    double top = -HUGE_VAL;
+    for (std::size_t i = 0; i < weight.size(); ++i) {
+      const double m = f.values[i * 2], v = f.values[i * 2 + 1];
+      log_density[i] = v > 0.0 ? -0.5 * (x - m) * (x - m) / v - 0.5 * std::log(2.0 * kPi * v)
+                               : (x == m ? HUGE_VAL : -HUGE_VAL);
+      if (weight[i] > 0.0) top = std::max(top, log_density[i]);
+    }
+    if (top == HUGE_VAL) fail(orv_error_overflow);  // a point mass met exactly: an infinite density
+    if (top == -HUGE_VAL) {
+      std::fill(weight.begin(), weight.end(), 0.0);  // density 0 wherever the weight is positive
+      return;
+    }
+    for (std::size_t i = 0; i < weight.size(); ++i) weight[i] *= std::exp(log_density[i] - top);
+    log_scale_ += top;
   }
 
   // Keeps weights within range by moving their largest value into the log scale.

@@ -12,8 +12,6 @@ namespace orv {
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 long index_in(const Vector<orv_node_t> &list, orv_node_t n) {
   for (std::size_t i = 0; i < list.size(); ++i)
     if (list[i] == n) return static_cast<long>(i);
@@ -215,12 +213,6 @@ CgFactor cg_expand(const CgFactor &f, const Vector<std::size_t> &map) {
     std::copy(f.values.data() + map[i] * stride, f.values.data() + (map[i] + 1) * stride,
               e.values.data() + i * stride);
   return e;
-}
-
-double cg_density(double x, double m, double v) {
-  if (!(v > 0.0)) return x == m ? HUGE_VAL : 0.0;
-  const double z = x - m;
-  return std::exp(-0.5 * z * z / v) / std::sqrt(2.0 * kPi * v);
 }
 
 CgPotential cg_weak_marginal(const CgPotential &p, const Vector<orv_node_t> &keep, const Vector<std::size_t> &map,

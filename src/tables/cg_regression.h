@@ -65,9 +65,6 @@ void cg_substitute(CgFactor &f, ObservedValue observed);
 // configuration map[i] of f.
 CgFactor cg_expand(const CgFactor &f, const Vector<std::size_t> &map);
 
-// Normal density of x for mean m and variance v (0 when v is 0 and x != m).
-double cg_density(double x, double m, double v);
-
 // Moment matching of a potential without tails onto some of its heads and a
 // coarser discrete domain: map[i] is the target configuration of source
 // configuration i. Weights are summed; means and covariances are the
