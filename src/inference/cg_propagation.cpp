@@ -131,7 +131,9 @@ class CgPropagation {
       if (link.neighbor == from) continue;
       Message m;
       collect_child(link.neighbor, c, link.separator, m);
-      const Vector<std::size_t> map = table_map(c->table, link.separator->table);
+      // Discrete messages come over the separator's configurations, continuous
+      // ones over the child's (which has the separator's discrete nodes).
+      const Vector<std::size_t> map = table_map(c->table, m.discrete ? link.separator->table : link.neighbor->table);
       for (std::size_t i = 0; i < weight.size(); ++i) weight[i] *= m.weight[map[i]];
       if (m.discrete) continue;
       Vector<CgFactor> parts = cg_decompose(m.potential, observed_first(m.potential, nullptr));
@@ -258,9 +260,9 @@ class CgPropagation {
       if (link.separator->parent != c) continue;
       const orv_clique_s *child = link.neighbor;
       CliqueState &s = state(child);
-      const Vector<std::size_t> map = table_map(c->table, link.separator->table);
       CgPotential next;
       if (s.discrete_separator) {
+        const Vector<std::size_t> map = table_map(c->table, link.separator->table);
         Vector<double> marginal(link.separator->table->size, 0.0);
         for (std::size_t i = 0; i < posterior.size; ++i) marginal[map[i]] += posterior.weight[i];
         next = s.complement;
@@ -270,7 +272,8 @@ class CgPropagation {
         Vector<orv_node_t> keep;
         for (orv_node_t n : posterior.heads)
           if (link.separator->table->nodes.contains(n)) keep.push_back(n);
-        const CgPotential marginal = cg_weak_marginal(posterior, keep, map, link.separator->table->size);
+        const CgPotential marginal =
+            cg_weak_marginal(posterior, keep, table_map(c->table, child->table), child->table->size);
         next = cg_extend(marginal, s.complement);
       }
       distribute(child, next);
