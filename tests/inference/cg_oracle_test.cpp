@@ -119,19 +119,23 @@ TEST(CgOracle, ReversingContinuousArcsKeepsTheJoint) {
   EXPECT_GT(reversed, 20);
 }
 
-// X ~ N(0, 0) is a point mass: any other value has density 0 everywhere.
+// D -> X -> Y (D binary with states a, b) from the three data lines, compiled.
+orv_domain_t chain(const std::string &d_data, const std::string &x_data, const std::string &y_data) {
+  const std::string text = "net {}\nnode D { states = (\"a\" \"b\"); }\ncontinuous node X {}\ncontinuous node Y {}\n"
+                           "potential (D) { data = " + d_data + "; }\npotential (X | D) { data = " + x_data +
+                           "; }\npotential (Y | X) { data = " + y_data + "; }\n";
+  orv_domain_t d = orv_net_parse_domain(text.c_str(), ignore_messages, nullptr);
+  EXPECT_NE(d, nullptr);
+  if (d) {
+    EXPECT_EQ(orv_domain_compile(d), orv_error_none);
+  }
+  return d;
+}
+
+// X | D is a point mass: any other value has density 0 everywhere.
 TEST(CgEvidence, ImpossibleValueFailsAndRetractionRestoresTheBeliefs) {
-  const char *text =
-      "net {}\n"
-      "node D { states = (\"a\" \"b\"); }\n"
-      "continuous node X {}\n"
-      "continuous node Y {}\n"
-      "potential (D) { data = (0.3 0.7); }\n"
-      "potential (X | D) { data = ( normal ( 1, 0 ) normal ( 2, 0 ) ); }\n"
-      "potential (Y | X) { data = normal ( 0.5 + 2 * X, 1 ); }\n";
-  orv_domain_t d = orv_net_parse_domain(text, ignore_messages, nullptr);
+  orv_domain_t d = chain("(0.3 0.7)", "( normal ( 1, 0 ) normal ( 2, 0 ) )", "normal ( 0.5 + 2 * X, 1 )");
   ASSERT_NE(d, nullptr);
-  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
   orv_node_t dn = orv_domain_get_node_by_name(d, "D"), x = orv_domain_get_node_by_name(d, "X"),
              y = orv_domain_get_node_by_name(d, "Y");
   const double prior_mean = orv_node_get_mean(y), prior_variance = orv_node_get_variance(y);
@@ -179,17 +183,8 @@ TEST(CgEvidence, ImpossibleValueFailsAndRetractionRestoresTheBeliefs) {
 
 // Mutual information in Gaussian form against closed forms.
 TEST(CgEvidence, MutualInformationOfContinuousNodes) {
-  const char *text =
-      "net {}\n"
-      "node D { states = (\"a\" \"b\"); }\n"
-      "continuous node X {}\n"
-      "continuous node Y {}\n"
-      "potential (D) { data = (0.5 0.5); }\n"
-      "potential (X | D) { data = ( normal ( -1, 1 ) normal ( 1, 1 ) ); }\n"
-      "potential (Y | X) { data = normal ( X, 2 ); }\n";
-  orv_domain_t d = orv_net_parse_domain(text, ignore_messages, nullptr);
+  orv_domain_t d = chain("(0.5 0.5)", "( normal ( -1, 1 ) normal ( 1, 1 ) )", "normal ( X, 2 )");
   ASSERT_NE(d, nullptr);
-  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
   orv_node_t dn = orv_domain_get_node_by_name(d, "D"), x = orv_domain_get_node_by_name(d, "X"),
              y = orv_domain_get_node_by_name(d, "Y");
   // Var X = 2, Var(X | D) = 1; Var Y = 4, Cov(X, Y) = 2.
