@@ -6,6 +6,7 @@
 #include <string>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 
 namespace orv {
@@ -58,6 +59,31 @@ TEST(CgFailure, CompileAndPropagateSurviveEveryAllocationFailure) {
   EXPECT_NEAR(again.mean, expected.mean, 1e-12);
   EXPECT_NEAR(again.variance, expected.variance, 1e-12);
   EXPECT_NEAR(again.belief, expected.belief, 1e-12);
+  orv_domain_delete(d);
+}
+
+TEST(CgFailure, BadArgumentsGiveUsageAndTheFailureValue) {
+  orv_domain_t d = orv_net_parse_domain(kMedium.c_str(), ignore_messages, nullptr);
+  ASSERT_NE(d, nullptr);
+  orv_node_t x = orv_domain_get_node_by_name(d, "X3"), dn = orv_domain_get_node_by_name(d, "D1");
+  EXPECT_EQ(orv_node_get_distribution(x), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_EQ(orv_node_get_mean(x), -1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
+  const double mean = orv_node_get_mean(x);
+  test::expect_usage_calls(
+      {
+          {"distribution of null", [] { return orv_node_get_distribution(nullptr) == nullptr; }},
+          {"distribution of a discrete node", [&] { return orv_node_get_distribution(dn) == nullptr; }},
+          {"mean of a discrete node", [&] { return orv_node_get_mean(dn) == -1.0; }},
+          {"variance of null", [] { return orv_node_get_variance(nullptr) == -1.0; }},
+          {"value of null", [] { return orv_node_enter_value(nullptr, 1.0) == orv_error_usage; }},
+          {"information with itself", [&] { return orv_node_get_mutual_information(x, x) == -1.0; }},
+          {"information with null", [&] { return orv_node_get_mutual_information(x, nullptr) == -1.0; }},
+          {"entered value without evidence", [&] { return orv_node_get_entered_value(x) == -1.0; }},
+      },
+      [&] { return orv_node_get_mean(x) == mean; });
   orv_domain_delete(d);
 }
 
