@@ -3,6 +3,7 @@
 // was; CG nodes stay out of LIMIDs.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 #include "orvel.h"
@@ -79,6 +80,8 @@ TEST(CgFailure, BadArgumentsGiveUsageAndTheFailureValue) {
           {"mean of a discrete node", [&] { return orv_node_get_mean(dn) == -1.0; }},
           {"variance of null", [] { return orv_node_get_variance(nullptr) == -1.0; }},
           {"value of null", [] { return orv_node_enter_value(nullptr, 1.0) == orv_error_usage; }},
+          {"value not a number", [&] { return orv_node_enter_value(x, std::nan("")) == orv_error_usage; }},
+          {"infinite value", [&] { return orv_node_enter_value(x, HUGE_VAL) == orv_error_usage; }},
           {"information with itself", [&] { return orv_node_get_mutual_information(x, x) == -1.0; }},
           {"information with null", [&] { return orv_node_get_mutual_information(x, nullptr) == -1.0; }},
           {"entered value without evidence", [&] { return orv_node_get_entered_value(x) == -1.0; }},
