@@ -85,6 +85,7 @@ class CgPropagation {
   explicit CgPropagation(orv_junction_tree_s *t) : tree_(t) {}
 
   void run() {
+    rank_continuous_nodes();
     for (orv_clique_s *c : tree_->cliques)
       if (c) states_.push_back(CliqueState{c, nullptr, false, {}, {}});
     CgPotential root = collect(tree_->root, nullptr, nullptr);
@@ -136,13 +137,11 @@ class CgPropagation {
       const Vector<std::size_t> map = table_map(c->table, m.discrete ? link.separator->table : link.neighbor->table);
       for (std::size_t i = 0; i < weight.size(); ++i) weight[i] *= m.weight[map[i]];
       if (m.discrete) continue;
-      Vector<CgFactor> parts = cg_decompose(m.potential, observed_first(m.potential, nullptr));
-      for (CgFactor &f : parts) {
-        cg_substitute(f, observed_value);
-        factors.push_back(cg_expand(f, map));
-      }
+      // Observed heads last: nothing refers to them, so no cycle can arise.
+      Vector<CgFactor> parts = split(m.potential, {in_list(m.potential.heads, false), in_list(m.potential.heads, true)});
+      for (CgFactor &f : parts) factors.push_back(cg_expand(f, map));
     }
-    CgPotential joint = cg_compose(factors, c->table->size);
+    CgPotential joint = compose(factors, c->table->size);
     joint.weight.swap(weight);
     CliqueState &s = state(c);
     s.up = up;
@@ -171,53 +170,123 @@ class CgPropagation {
     }
   }
 
-  // Observed heads first, then heads in `keep_first` (when given), then the rest.
-  static Vector<orv_node_t> observed_first(const CgPotential &p, const orv_table_s *keep_first) {
-    Vector<orv_node_t> order;
-    for (orv_node_t n : p.heads)
-      if (observed(n)) order.push_back(n);
-    if (keep_first)
-      for (orv_node_t n : p.heads)
-        if (!observed(n) && keep_first->nodes.contains(n)) order.push_back(n);
-    for (orv_node_t n : p.heads)
-      if (!observed(n) && !(keep_first && keep_first->nodes.contains(n))) order.push_back(n);
-    return order;
+  // Continuous nodes by depth (parents first), ties in domain order.
+  void rank_continuous_nodes() {
+    Vector<orv_node_t> nodes;
+    for (orv_node_t n : tree_->nodes)
+      if (n->is_continuous()) nodes.push_back(n);
+    Vector<std::size_t> depth(nodes.size(), 0);
+    for (bool changed = true; changed;) {
+      changed = false;
+      for (std::size_t i = 0; i < nodes.size(); ++i)
+        for (orv_node_t p : nodes[i]->parents)
+          for (std::size_t j = 0; j < nodes.size(); ++j)
+            if (nodes[j] == p && depth[i] < depth[j] + 1) {
+              depth[i] = depth[j] + 1;
+              changed = true;
+            }
+    }
+    for (std::size_t d = 0, placed = 0; placed < nodes.size(); ++d)
+      for (std::size_t i = 0; i < nodes.size(); ++i)
+        if (depth[i] == d) ranks_.emplace_back(nodes[i], placed++);
   }
 
-  // Conditions on the observed heads that no longer depend on continuous
-  // tails, and splits the joint into the message (returned; the root's
-  // posterior at the root) and the complement kept in s.
+  CgPotential compose(Vector<CgFactor> &factors, std::size_t size) const {
+    return cg_compose(factors, size, rank_of, &ranks_);
+  }
+
+  static std::size_t rank_of(orv_node_t n, const void *context) {
+    const auto &ranks = *static_cast<const Vector<std::pair<orv_node_t, std::size_t>> *>(context);
+    for (const auto &[node, rank] : ranks)
+      if (node == n) return rank;
+    return ranks.size();
+  }
+
+  // Heads (observed or not) in topological order; with a separator only those
+  // in it (in_sep) or not in it.
+  Vector<orv_node_t> in_list(const Vector<orv_node_t> &heads, bool want_observed, const orv_table_s *sep = nullptr,
+                             bool in_sep = false) const {
+    Vector<orv_node_t> list;
+    for (const auto &[n, rank] : ranks_)
+      if (observed(n) == want_observed && p_contains(heads, n) && (!sep || sep->nodes.contains(n) == in_sep))
+        list.push_back(n);
+    return list;
+  }
+
+  static bool p_contains(const Vector<orv_node_t> &list, orv_node_t n) {
+    for (orv_node_t m : list)
+      if (m == n) return true;
+    return false;
+  }
+
+  // Univariate regressions of p's heads in the order of the groups, observed
+  // values substituted. When the first group is in topological order, its
+  // heads keep no mention of a tail that comes after them (such
+  // coefficients are 0 up to rounding, and would close cycles).
+  Vector<CgFactor> split(const CgPotential &p, std::initializer_list<Vector<orv_node_t>> groups) const {
+    Vector<orv_node_t> order;
+    for (const Vector<orv_node_t> &g : groups) order.insert(order.end(), g.begin(), g.end());
+    Vector<CgFactor> parts = cg_decompose(p, order);
+    const std::size_t first = groups.begin()->size();
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+      CgFactor &f = parts[k];
+      cg_substitute(f, observed_value);
+      if (k >= first || observed(f.head)) continue;
+      const std::size_t own = rank_of(f.head, &ranks_);
+      for (std::size_t r = 0; r < f.vars.size(); ++r)
+        if (!p_contains(p.heads, f.vars[r]) && rank_of(f.vars[r], &ranks_) > own)
+          for (std::size_t c = 0; c < p.size; ++c) f.values[c * f.stride() + 2 + r] = 0.0;
+    }
+    return parts;
+  }
+
+  // Turns the observed heads of a potential without tails into weights
+  // (their joint density) and leaves the unobserved heads given the values.
+  void condition(CgPotential &joint) {
+    Vector<CgFactor> parts = split(joint, {in_list(joint.heads, true), in_list(joint.heads, false)});
+    Vector<CgFactor> rest;
+    for (CgFactor &f : parts) {
+      if (!observed(f.head)) {
+        rest.push_back(std::move(f));
+        continue;
+      }
+      if (!f.vars.empty()) fail(orv_error_error);
+      multiply_density(joint.weight, f);
+    }
+    Vector<double> weight;
+    weight.swap(joint.weight);
+    joint = compose(rest, weight.size());
+    joint.weight.swap(weight);
+    rescale(joint.weight);
+  }
+
+  // Splits the collected potential into the message (returned; at the root
+  // its posterior) and the complement kept in s. Observed heads become
+  // weights once nothing continuous outside the subtree bears on them (no
+  // tails); until then they travel with the message towards the root.
   CgPotential settle(CgPotential &joint, CliqueState &s) {
     const orv_table_s *sep = s.up ? s.up->table : nullptr;
-    Vector<CgFactor> parts = cg_decompose(joint, observed_first(joint, sep));
+    const bool strong = !sep || s.discrete_separator;
+    if (joint.tails.empty()) condition(joint);
+    else if (strong) fail(orv_error_error);  // continuous tails at a strong separator
+    Vector<orv_node_t> kept, observed_heads = in_list(joint.heads, true), others = in_list(joint.heads, false);
+    if (!strong) {
+      kept = in_list(joint.heads, false, sep, true);
+      others = in_list(joint.heads, false, sep, false);
+    }
+    Vector<CgFactor> parts = split(joint, {kept, observed_heads, others});
     Vector<CgFactor> upper, rest;
     for (CgFactor &f : parts) {
-      cg_substitute(f, observed_value);
-      if (observed(f.head)) {
-        if (!f.vars.empty()) {
-          if (!sep || s.discrete_separator) fail(orv_error_error);  // a tail at a strong separator
-          upper.push_back(std::move(f));
-          continue;
-        }
-        multiply_density(joint.weight, f);
-      } else if (sep && !s.discrete_separator && sep->nodes.contains(f.head)) {
-        upper.push_back(std::move(f));
-      } else {
-        rest.push_back(std::move(f));
-      }
+      const bool up = !strong && (observed(f.head) || sep->nodes.contains(f.head));
+      (up ? upper : rest).push_back(std::move(f));
     }
-    rescale(joint.weight);
-    CgPotential complement = cg_compose(rest, joint.size);
-    if (!sep || s.discrete_separator) {
+    CgPotential complement = compose(rest, joint.size);
+    if (strong) {
       complement.weight.swap(joint.weight);
-      if (!complement.tails.empty()) fail(orv_error_error);
-      if (sep) {
-        s.complement = complement;  // the posterior Gaussian part as it stands
-        return complement;
-      }
+      if (sep) s.complement = complement;
       return complement;
     }
-    CgPotential message = cg_compose(upper, joint.size);
+    CgPotential message = compose(upper, joint.size);
     message.weight.swap(joint.weight);
     s.complement = std::move(complement);
     return message;
@@ -333,6 +402,7 @@ class CgPropagation {
 
   orv_junction_tree_s *tree_;
   Vector<CliqueState> states_;
+  Vector<std::pair<orv_node_t, std::size_t>> ranks_;  // topological order of the continuous nodes
   double log_scale_ = 0.0;
 };
 

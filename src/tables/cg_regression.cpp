@@ -18,9 +18,8 @@ long index_in(const Vector<orv_node_t> &list, orv_node_t n) {
   return -1;
 }
 
-// Kahn's order with the earliest ready factor first, so that a potential
-// already in recursive order keeps its order.
-void recursive_order(Vector<CgFactor> &factors) {
+// Kahn's order with the lowest-ranked ready factor first.
+void recursive_order(Vector<CgFactor> &factors, CgRank rank, const void *context) {
   const std::size_t n = factors.size();
   Vector<orv_node_t> heads;
   heads.reserve(n);
@@ -30,12 +29,14 @@ void recursive_order(Vector<CgFactor> &factors) {
     for (orv_node_t v : factors[i].vars)
       if (index_in(heads, v) >= 0) ++pending[i];
   Vector<unsigned char> done(n, 0);
+  Vector<std::size_t> ranks(n);
+  for (std::size_t i = 0; i < n; ++i) ranks[i] = rank(factors[i].head, context);
   Vector<CgFactor> sorted;
   sorted.reserve(n);
   for (std::size_t placed = 0; placed < n; ++placed) {
     std::size_t next = n;
-    for (std::size_t i = 0; i < n && next == n; ++i)
-      if (!done[i] && pending[i] == 0) next = i;
+    for (std::size_t i = 0; i < n; ++i)
+      if (!done[i] && pending[i] == 0 && (next == n || ranks[i] < ranks[next])) next = i;
     if (next == n) fail(orv_error_error);  // cyclic regressions
     done[next] = 1;
     for (std::size_t i = 0; i < n; ++i)
@@ -58,8 +59,8 @@ void allocate(CgPotential &p, std::size_t size) {
 
 long CgPotential::head_index(orv_node_t n) const { return index_in(heads, n); }
 
-CgPotential cg_compose(Vector<CgFactor> &factors, std::size_t size) {
-  recursive_order(factors);
+CgPotential cg_compose(Vector<CgFactor> &factors, std::size_t size, CgRank rank, const void *context) {
+  recursive_order(factors, rank, context);
   CgPotential p;
   for (const CgFactor &f : factors) p.heads.push_back(f.head);
   for (const CgFactor &f : factors)

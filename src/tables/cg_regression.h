@@ -47,11 +47,15 @@ struct CgPotential {
 // Observed values of continuous nodes: null when the node is not observed.
 using ObservedValue = const double *(*)(orv_node_t);
 
+// A rank per variable that orders them topologically (parents first).
+using CgRank = std::size_t (*)(orv_node_t, const void *context);
+
 // Joint regression of the factors' heads given every other variable they
 // mention, with unit weights. The factors are first put into a recursive
-// order (each head after the heads it depends on); a cyclic set fails with
-// `error`. Every factor has `size` configurations.
-CgPotential cg_compose(Vector<CgFactor> &factors, std::size_t size);
+// order (each head after the heads it depends on, lower ranks first among
+// those that are ready); a cyclic set fails with `error`. Every factor has
+// `size` configurations.
+CgPotential cg_compose(Vector<CgFactor> &factors, std::size_t size, CgRank rank, const void *context);
 
 // Univariate regressions of the heads in the given order, each given the
 // heads before it and the tails; mentions whose coefficient is 0 in every

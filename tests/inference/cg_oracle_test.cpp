@@ -74,8 +74,8 @@ void expect_posterior(orv_domain_t d, const CgNetwork &net, const CgPosterior &r
 
 TEST(CgOracle, RandomNetworksAndEvidenceMatchBruteForce) {
   std::mt19937 rng(2024);
-  for (int round = 0; round < 60; ++round) {
-    const CgNetwork net = test::random_cg_network(rng, 1 + rng() % 4, 1 + rng() % 5);
+  for (int round = 0; round < 150; ++round) {
+    const CgNetwork net = test::random_cg_network(rng, 1 + rng() % 6, 1 + rng() % 10);
     orv_domain_t d = parse(net);
     ASSERT_NE(d, nullptr);
     ASSERT_EQ(orv_domain_compile(d), orv_error_none) << net.net_text();
