@@ -83,4 +83,36 @@ orv_status_t orv_domain_get_node_size(orv_domain_t domain, size_t *width, size_t
   });
 }
 
+namespace {
+
+std::size_t category_count(orv_domain_t domain, std::size_t orv_domain_s::*count) {
+  if (!is_domain(domain)) return orv::usage(orv::kSizeSentinel);
+  orv::set_error(orv_error_none);
+  return domain->*count;
+}
+
+}  // namespace
+
+size_t orv_domain_get_number_of_chance_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::chance_count);
+}
+
+size_t orv_domain_get_number_of_decision_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::decision_count);
+}
+
+size_t orv_domain_get_number_of_utility_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::utility_count);
+}
+
+size_t orv_domain_get_number_of_instance_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::instance_count);
+}
+
+const char *orv_domain_get_file_name(orv_domain_t domain) {
+  if (!is_domain(domain)) return orv::usage<const char *>(nullptr);
+  orv::set_error(orv_error_none);
+  return domain->file_name.empty() ? nullptr : domain->file_name.c_str();
+}
+
 }  // extern "C"
