@@ -286,6 +286,12 @@ ORV_API const char *orv_domain_get_file_name(orv_domain_t domain);
  * stream are not copied. The caller deletes the copy. Errors: usage (null,
  * class), no_memory, and the codes of compilation and propagation. */
 ORV_API orv_domain_t orv_domain_clone(orv_domain_t domain);
+/* The domain's random number generator (seeded with 310952 at creation):
+ * reseeding, uniform deviates in [0, 1) and normal deviates of the given mean
+ * and variance (>= 0, finite). Failure: -1.0 with usage. */
+ORV_API orv_status_t orv_domain_seed_random(orv_domain_t domain, unsigned int seed);
+ORV_API double orv_domain_get_uniform_deviate(orv_domain_t domain);
+ORV_API double orv_domain_get_normal_deviate(orv_domain_t domain, double mean, double variance);
 
 /* ======================================================================
  * Node
@@ -411,6 +417,18 @@ ORV_API orv_table_t orv_table_get_marginal(orv_table_t table, orv_node_t *nodes)
  * both utility tables or neither. A node's own table is marked as changed.
  * Errors: usage, no_memory (table unchanged). */
 ORV_API orv_status_t orv_table_update(orv_table_t table, orv_table_t source);
+/* The conditional Gaussian of a continuous chance node given configuration i
+ * of its discrete parents: mean alpha + sum of beta * parent over the
+ * continuous parents, variance gamma (>= 0). Stored in the node's table
+ * (created on first use), which is marked as changed by the setters.
+ * Errors: usage (other nodes, i >= number of parent configurations, parent
+ * not a continuous parent, negative gamma), no_memory; getters give -1.0. */
+ORV_API orv_status_t orv_node_set_alpha(orv_node_t node, double alpha, size_t i);
+ORV_API double orv_node_get_alpha(orv_node_t node, size_t i);
+ORV_API orv_status_t orv_node_set_beta(orv_node_t node, double beta, orv_node_t parent, size_t i);
+ORV_API double orv_node_get_beta(orv_node_t node, orv_node_t parent, size_t i);
+ORV_API orv_status_t orv_node_set_gamma(orv_node_t node, double gamma, size_t i);
+ORV_API double orv_node_get_gamma(orv_node_t node, size_t i);
 
 /* ======================================================================
  * States, labels and state values

@@ -1,6 +1,9 @@
 // Domain lifecycle and the domain-level entry points of the node model.
 #include "model/domain.h"
 
+#include <cmath>
+#include <random>
+
 #include "model/attributes.h"
 #include "model/chain_blocks.h"
 #include "model/node.h"
@@ -113,6 +116,27 @@ const char *orv_domain_get_file_name(orv_domain_t domain) {
   if (!is_domain(domain)) return orv::usage<const char *>(nullptr);
   orv::set_error(orv_error_none);
   return domain->file_name.empty() ? nullptr : domain->file_name.c_str();
+}
+
+orv_status_t orv_domain_seed_random(orv_domain_t domain, unsigned int seed) {
+  if (!is_domain(domain)) return orv::usage(orv_error_usage);
+  orv::set_error(orv_error_none);
+  domain->random.seed(seed);
+  return orv_error_none;
+}
+
+double orv_domain_get_uniform_deviate(orv_domain_t domain) {
+  if (!is_domain(domain)) return orv::usage(-1.0);
+  orv::set_error(orv_error_none);
+  return std::uniform_real_distribution<double>(0.0, 1.0)(domain->random);
+}
+
+double orv_domain_get_normal_deviate(orv_domain_t domain, double mean, double variance) {
+  if (!is_domain(domain) || !std::isfinite(mean) || !(variance >= 0.0) || !std::isfinite(variance))
+    return orv::usage(-1.0);
+  orv::set_error(orv_error_none);
+  if (variance == 0.0) return mean;
+  return std::normal_distribution<double>(mean, std::sqrt(variance))(domain->random);
 }
 
 }  // extern "C"

@@ -97,6 +97,25 @@ TEST(CompilationLog, ReportWritesInferredStatesAndTables) {
             std::string::npos)
       << text;
   std::fclose(log);
+
+  // The same report on request, for the domain or for one node.
+  log = std::tmpfile();
+  orv_domain_set_log_file(d.get(), log);
+  ASSERT_EQ(orv_domain_report_beliefs(d.get()), orv_error_none);
+  ASSERT_EQ(orv_node_report_beliefs(b), orv_error_none);
+  ASSERT_EQ(orv_node_report_beliefs(a), orv_error_none);
+  EXPECT_EQ(read_all(log), "\n\nBeliefs for chance nodes:\n\n    B:\n\tstate0   0.2\n\tstate1   0.3\n\tstate2   0.5\n"
+                           "\n    A --> #0\n\n    B:\n\tstate0   0.2\n\tstate1   0.3\n\tstate2   0.5\n"
+                           "\n    A --> #0\n");
+  std::fclose(log);
+  orv_domain_set_log_file(d.get(), nullptr);
+  EXPECT_EQ(orv_node_report_beliefs(b), orv_error_none);  // no log: nothing to do
+  orv_domain_set_log_file(d.get(), stdout);
+  ASSERT_EQ(orv_domain_uncompile(d.get()), orv_error_none);
+  EXPECT_EQ(orv_domain_report_beliefs(d.get()), orv_error_not_compiled);
+  EXPECT_EQ(orv_node_report_beliefs(a), orv_error_not_compiled);
+  EXPECT_EQ(orv_node_report_beliefs(nullptr), orv_error_usage);
+  EXPECT_EQ(orv_domain_report_beliefs(nullptr), orv_error_usage);
   orv_domain_set_log_file(d.get(), nullptr);
 }
 
