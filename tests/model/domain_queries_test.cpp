@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 #include <unistd.h>
 
 #include "support/contract_sweep.h"
@@ -67,6 +68,38 @@ TEST(DomainQueries, FileNameComesFromReadingOrSaving) {
   ASSERT_NE(read, nullptr);
   EXPECT_EQ(std::string(orv_domain_get_file_name(read.get())), file);
   std::remove(file.c_str());
+}
+
+TEST(DomainQueries, RandomDeviatesRepeatAfterReseeding) {
+  auto d = test::new_domain();
+  const auto draw = [&] {
+    std::vector<double> values;
+    for (int i = 0; i < 5; ++i) values.push_back(orv_domain_get_uniform_deviate(d.get()));
+    values.push_back(orv_domain_get_normal_deviate(d.get(), 3.0, 4.0));
+    return values;
+  };
+  ASSERT_EQ(orv_domain_seed_random(d.get(), 310952), orv_error_none);
+  const std::vector<double> first = draw();
+  EXPECT_NE(draw(), first);  // the sequence moves on
+  ASSERT_EQ(orv_domain_seed_random(d.get(), 310952), orv_error_none);
+  EXPECT_EQ(draw(), first);
+  double sum = 0.0, squares = 0.0;
+  const int n = 20000;
+  for (int i = 0; i < n; ++i) {
+    const double u = orv_domain_get_uniform_deviate(d.get());
+    ASSERT_TRUE(u >= 0.0 && u < 1.0) << u;
+    const double v = orv_domain_get_normal_deviate(d.get(), 3.0, 4.0);
+    sum += v;
+    squares += v * v;
+  }
+  EXPECT_NEAR(sum / n, 3.0, 0.05);
+  EXPECT_NEAR(squares / n - (sum / n) * (sum / n), 4.0, 0.15);
+  EXPECT_EQ(orv_domain_get_normal_deviate(d.get(), 3.0, 0.0), 3.0);
+  test::expect_usage_calls(
+      {{"seed null", [] { return orv_domain_seed_random(nullptr, 1) == orv_error_usage; }},
+       {"uniform of null", [] { return orv_domain_get_uniform_deviate(nullptr) == -1.0; }},
+       {"negative variance", [&] { return orv_domain_get_normal_deviate(d.get(), 0.0, -1.0) == -1.0; }}},
+      [&] { return orv_domain_get_normal_deviate(d.get(), 1.0, 0.0) == 1.0; });
 }
 
 }  // namespace

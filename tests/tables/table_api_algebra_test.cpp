@@ -2,7 +2,9 @@
 // kernels, range and operand checks, and failures that leave tables unchanged.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "support/contract_sweep.h"
@@ -117,6 +119,36 @@ TEST(TableAlgebra, FailedOperationsLeaveTheTablesAsTheyWere) {
       "marginal", [&] { return orv_table_get_marginal(larger.get(), onto.data()); }, unchanged);
   test::TablePtr marginal(run.result);
   EXPECT_EQ(orv_table_get_size(marginal.get()), 6u);
+}
+
+TEST(TableAlgebra, ConditionalGaussianParametersOfContinuousNodes) {
+  auto d = test::new_domain();
+  orv_node_t a = test::add_node(d.get(), "A");
+  test::set_state_count(a, 2);
+  orv_node_t x = test::add_continuous(d.get(), "X"), y = test::add_continuous(d.get(), "Y");
+  ASSERT_EQ(orv_node_add_parent(y, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
+  ASSERT_EQ(orv_node_set_alpha(y, 1.5, 1), orv_error_none);
+  ASSERT_EQ(orv_node_set_beta(y, -2.0, x, 1), orv_error_none);
+  ASSERT_EQ(orv_node_set_gamma(y, 0.25, 1), orv_error_none);
+  EXPECT_EQ(orv_node_get_alpha(y, 1), 1.5);
+  EXPECT_EQ(orv_node_get_beta(y, x, 1), -2.0);
+  EXPECT_EQ(orv_node_get_gamma(y, 1), 0.25);
+  EXPECT_EQ(orv_node_get_gamma(y, 0), 1.0);  // a fresh block: variance 1, the rest 0
+  // The writer shows the parameters in the node's distribution for A = 1.
+  char *text = orv_domain_to_net_string(d.get());
+  ASSERT_NE(text, nullptr);
+  EXPECT_NE(std::string(text).find("normal ( 1.5 - 2 * X, 0.25 )"), std::string::npos) << text;
+  std::free(text);
+  test::expect_usage_calls(
+      {{"alpha of a discrete node", [&] { return orv_node_set_alpha(a, 1.0, 0) == orv_error_usage; }},
+       {"alpha past the configurations", [&] { return orv_node_get_alpha(y, 2) == -1.0; }},
+       {"beta of a discrete parent", [&] { return orv_node_set_beta(y, 1.0, a, 0) == orv_error_usage; }},
+       {"beta of the node itself", [&] { return orv_node_get_beta(y, y, 0) == -1.0; }},
+       {"beta of a non-parent", [&] { return orv_node_get_beta(x, y, 0) == -1.0; }},
+       {"negative gamma", [&] { return orv_node_set_gamma(y, -1.0, 0) == orv_error_usage; }},
+       {"gamma of null", [&] { return orv_node_get_gamma(nullptr, 0) == -1.0; }}},
+      [&] { return orv_node_get_alpha(y, 1) == 1.5; });
 }
 
 }  // namespace
