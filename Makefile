@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 # Reuse object files across build trees and checkouts when ccache is installed.
 LAUNCHER := $(if $(shell command -v ccache),-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all build demo test test-asan test-tsan bench fuzz-net clean
+.PHONY: all build demo test test-asan test-tsan bench fuzz-net api-status clean
 
 all: build
 
@@ -18,6 +18,10 @@ demo: build
 
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# How much of the C API that the Java natives wrap exists, per family.
+api-status: build
+	python3 tools/api_status.py src/jni/natives.def include/orvel.h $(BUILD)/liborvel.so --missing
 
 test-asan:
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DORVEL_SANITIZE=ON $(LAUNCHER)

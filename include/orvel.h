@@ -232,6 +232,28 @@ ORV_API const char *orv_error_name(orv_error_t code);
 ORV_API const char *orv_error_description(orv_error_t code);
 
 /* ======================================================================
+ * Utilities
+ * ====================================================================== */
+/* Processor time used so far, in clock ticks (CLOCKS_PER_SEC per second). */
+ORV_API long orv_get_clock(void);
+/* The largest finite double: the value that stands for an unbounded end of
+ * an interval. */
+ORV_API double orv_infinity(void);
+/* The text with its escape sequences (as in NET strings: \n, \", \x41,
+ * \101, ...) replaced by the characters they stand for, in a new string the
+ * caller frees with free(). Errors: usage, syntax (a bare double quote or a
+ * bad escape), no_memory, locale. */
+ORV_API char *orv_remove_escape_sequences(const char *text);
+/* Lists of handles built by the caller: room for count (>= 1) entries, all
+ * NULL; the caller stores the items and the terminating NULL, passes the list
+ * and frees it with orv_list_delete. Indexes are not checked against the
+ * length. Errors: usage (NULL list, count 0), no_memory. */
+ORV_API void **orv_new_list(size_t count);
+ORV_API void *orv_list_get_item(void **list, size_t index);
+ORV_API orv_status_t orv_list_set_item(void **list, size_t index, void *item);
+ORV_API orv_status_t orv_list_delete(void **list);
+
+/* ======================================================================
  * Domain
  * ====================================================================== */
 /* Creates an empty domain; the caller deletes it with orv_domain_delete. */
@@ -247,6 +269,29 @@ ORV_API orv_node_t orv_domain_get_node_by_name(orv_domain_t domain, const char *
 /* Default node size for layout. Getter refuses NULL or identical outputs. */
 ORV_API orv_status_t orv_domain_set_node_size(orv_domain_t domain, size_t width, size_t height);
 ORV_API orv_status_t orv_domain_get_node_size(orv_domain_t domain, size_t *width, size_t *height);
+/* Number of chance (decision, utility, instance) nodes; (size_t)-1 with
+ * usage for a null domain. */
+ORV_API size_t orv_domain_get_number_of_chance_nodes(orv_domain_t domain);
+ORV_API size_t orv_domain_get_number_of_decision_nodes(orv_domain_t domain);
+ORV_API size_t orv_domain_get_number_of_utility_nodes(orv_domain_t domain);
+ORV_API size_t orv_domain_get_number_of_instance_nodes(orv_domain_t domain);
+/* The file the domain was read from or last saved to, or NULL (error 0) when
+ * none. Owned by the domain, valid until the next read or save. */
+ORV_API const char *orv_domain_get_file_name(orv_domain_t domain);
+/* An independent copy of the domain: its nodes (names, numbers and order
+ * kept), links, chain blocks, tables, models, attributes, settings, file name
+ * and entered evidence. A triangulated domain gives a copy triangulated by
+ * the same elimination order, a compiled one a compiled copy propagated as
+ * the original was, so both give the same beliefs. User data and the log
+ * stream are not copied. The caller deletes the copy. Errors: usage (null,
+ * class), no_memory, and the codes of compilation and propagation. */
+ORV_API orv_domain_t orv_domain_clone(orv_domain_t domain);
+/* The domain's random number generator (seeded with 310952 at creation):
+ * reseeding, uniform deviates in [0, 1) and normal deviates of the given mean
+ * and variance (>= 0, finite). Failure: -1.0 with usage. */
+ORV_API orv_status_t orv_domain_seed_random(orv_domain_t domain, unsigned int seed);
+ORV_API double orv_domain_get_uniform_deviate(orv_domain_t domain);
+ORV_API double orv_domain_get_normal_deviate(orv_domain_t domain, double mean, double variance);
 
 /* ======================================================================
  * Node
@@ -271,6 +316,10 @@ ORV_API orv_class_t orv_node_get_home_class(orv_node_t node);
  * cg_limids_not_supported, cyclic_functional_dependency. */
 ORV_API orv_status_t orv_node_set_category(orv_node_t node, orv_category_t category);
 ORV_API orv_status_t orv_node_set_subtype(orv_node_t node, orv_subtype_t subtype);
+/* Sets category and subtype of a discrete node together, with the checks of
+ * both setters; a refusal changes neither. */
+ORV_API orv_status_t orv_node_set_discrete_type(orv_node_t node, orv_category_t category,
+                                                orv_subtype_t subtype);
 /* The next (older) node of the domain's chain, or NULL. */
 ORV_API orv_node_t orv_node_get_next(orv_node_t node);
 /* Names: a C identifier (dotted segments allowed in domains). Errors:
@@ -300,6 +349,9 @@ ORV_API orv_node_t *orv_node_get_descendants(orv_node_t node);
  * node alone), created on first request. Owned by the node. Errors: usage
  * (other-kind nodes except utilities, copies of class nodes), no_memory. */
 ORV_API orv_table_t orv_node_get_table(orv_node_t node);
+/* 1 when the node has a table (discrete and continuous nodes, utility
+ * nodes; not copies of class nodes), 0 otherwise; -1 with usage. */
+ORV_API int orv_node_has_table(orv_node_t node);
 /* The table's nodes, discrete first. Owned by the table; valid until its
  * nodes change. Errors: usage. */
 ORV_API orv_node_t *orv_table_get_nodes(orv_table_t table);
@@ -338,6 +390,45 @@ ORV_API orv_status_t orv_table_reorder_nodes(orv_table_t table, orv_node_t *orde
 /* Frees a table that is not in its domain's chain, and detaches and frees
  * experience and fading tables; node and clique tables stay. Errors: usage. */
 ORV_API orv_status_t orv_table_delete(orv_table_t table);
+/* Entry index of the discrete data (allocated on first request); -1.0 with
+ * usage when index >= size. Errors: usage, no_memory. */
+ORV_API double orv_table_get_data_item(orv_table_t table, size_t index);
+/* Writers of discrete entries: one entry, every entry, or count entries
+ * copied from data into positions start.. (usage when start >= size or
+ * count > size - start). A node's own table is marked as changed, so the
+ * next propagation reloads its junction tree. Errors: usage, no_memory. */
+ORV_API orv_status_t orv_table_set_data_item(orv_table_t table, size_t index, double value);
+ORV_API orv_status_t orv_table_set_all_data_items(orv_table_t table, double value);
+ORV_API orv_status_t orv_table_set_data(orv_table_t table, const double *data, size_t start, size_t count);
+/* Table algebra on tables of one domain without continuous nodes; other's
+ * nodes must all be nodes of table (any order). Multiply combines other into
+ * table entry by entry (a utility table adds instead); divide divides table
+ * by other (x/0 gives 0; utility tables are refused). A node's own table is
+ * marked as changed. Errors: usage, no_memory (table unchanged). */
+ORV_API orv_status_t orv_table_multiply(orv_table_t table, orv_table_t other);
+ORV_API orv_status_t orv_table_divide(orv_table_t table, orv_table_t other);
+/* The sum-marginal of a table without continuous nodes onto distinct nodes of
+ * it (in the given order), as a new table the caller frees with
+ * orv_table_delete. Errors: usage, no_memory. */
+ORV_API orv_table_t orv_table_get_marginal(orv_table_t table, orv_node_t *nodes);
+/* Sets table to the sum-marginal of source onto table's nodes (source holds
+ * every node of table, in any order: with the same nodes this copies source
+ * into table's layout). Both of one domain, without continuous nodes, and
+ * both utility tables or neither. A node's own table is marked as changed.
+ * Errors: usage, no_memory (table unchanged). */
+ORV_API orv_status_t orv_table_update(orv_table_t table, orv_table_t source);
+/* The conditional Gaussian of a continuous chance node given configuration i
+ * of its discrete parents: mean alpha + sum of beta * parent over the
+ * continuous parents, variance gamma (>= 0). Stored in the node's table
+ * (created on first use), which is marked as changed by the setters.
+ * Errors: usage (other nodes, i >= number of parent configurations, parent
+ * not a continuous parent, negative gamma), no_memory; getters give -1.0. */
+ORV_API orv_status_t orv_node_set_alpha(orv_node_t node, double alpha, size_t i);
+ORV_API double orv_node_get_alpha(orv_node_t node, size_t i);
+ORV_API orv_status_t orv_node_set_beta(orv_node_t node, double beta, orv_node_t parent, size_t i);
+ORV_API double orv_node_get_beta(orv_node_t node, orv_node_t parent, size_t i);
+ORV_API orv_status_t orv_node_set_gamma(orv_node_t node, double gamma, size_t i);
+ORV_API double orv_node_get_gamma(orv_node_t node, size_t i);
 
 /* ======================================================================
  * States, labels and state values
@@ -386,6 +477,12 @@ ORV_API orv_status_t orv_node_set_user_data(orv_node_t node, void *data);
 ORV_API void *orv_node_get_user_data(orv_node_t node);
 ORV_API orv_status_t orv_table_set_user_data(orv_table_t table, void *data);
 ORV_API void *orv_table_get_user_data(orv_table_t table);
+ORV_API orv_status_t orv_clique_set_user_data(orv_clique_t clique, void *data);
+ORV_API void *orv_clique_get_user_data(orv_clique_t clique);
+ORV_API orv_status_t orv_jt_set_user_data(orv_junction_tree_t tree, void *data);
+ORV_API void *orv_jt_get_user_data(orv_junction_tree_t tree);
+ORV_API orv_status_t orv_model_set_user_data(orv_model_t model, void *data);
+ORV_API void *orv_model_get_user_data(orv_model_t model);
 /* Attributes: the key must be a name without dots (invalid_name); value is
  * copied, replacing the value of an existing key in place; a new key goes to
  * the front of the list; a NULL value deletes the key (no error if absent).
@@ -513,6 +610,11 @@ ORV_API size_t orv_model_get_size(orv_model_t model);
 /* Stores a copy of expression (NULL clears) at index; the caller keeps its
  * own. Errors: usage, invalid_expression, no_memory. */
 ORV_API orv_status_t orv_model_set_expression(orv_model_t model, size_t index, orv_expression_t expression);
+/* Parses text as an expression over the nodes of the model's domain and
+ * stores it at index (the old one is deleted). Errors: usage, syntax,
+ * invalid_expression, no_memory, locale; messages go to handler. */
+ORV_API orv_status_t orv_model_set_expression_from_string(orv_model_t model, size_t index, const char *text,
+                                                          orv_error_handler_t handler, void *data);
 /* The expression at index (owned by the model), or NULL (error 0). */
 ORV_API orv_expression_t orv_model_get_expression(orv_model_t model, size_t index);
 /* Samples per interval used by table generation (default 25, at least 1). */
@@ -563,6 +665,11 @@ ORV_API orv_status_t orv_domain_triangulate_with_order(orv_domain_t domain, orv_
  * owned by the domain until it is uncompiled. Errors: usage (not
  * triangulated), enumeration (inconsistent positions), no_memory. */
 ORV_API orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain);
+/* Stores a copy of a null-terminated list of distinct discrete or continuous
+ * nodes of the domain as the vertex order of the minimal-separator method
+ * (method 19); NULL clears it. The list survives uncompiling and loses
+ * nodes that are deleted. Errors: usage, no_memory (old list kept). */
+ORV_API orv_status_t orv_domain_set_initial_triangulation(orv_domain_t domain, orv_node_t *order);
 /* The node's neighbours in the moral graph (marriages and necessary fill-ins
  * included), null-terminated; owned by the domain while it stays
  * triangulated. Errors: usage (not triangulated, or a node of neither kind). */
@@ -576,6 +683,13 @@ ORV_API orv_node_t *orv_node_get_moral_neighbors(orv_node_t node);
 ORV_API orv_status_t orv_domain_compile(orv_domain_t domain);
 /* 1 when compiled, 0 otherwise; -1 with usage for a null domain. */
 ORV_API int orv_domain_is_compiled(orv_domain_t domain);
+/* 1 when triangulated (a junction forest exists, compiled or not), else 0;
+ * -1 with usage for a null domain. */
+ORV_API int orv_domain_is_triangulated(orv_domain_t domain);
+/* Discards the junction forest, its tables and the triangulation; entered
+ * evidence stays. Does nothing for a domain that is not triangulated.
+ * Errors: usage (null, class). */
+ORV_API orv_status_t orv_domain_uncompile(orv_domain_t domain);
 
 /* ======================================================================
  * Junction forest: cliques and junction trees
@@ -606,6 +720,10 @@ ORV_API orv_clique_t orv_jt_get_root(orv_junction_tree_t tree);
 ORV_API orv_clique_t *orv_jt_get_cliques(orv_junction_tree_t tree);
 /* The tree holding the node. Errors: usage, not_compiled (not triangulated). */
 ORV_API orv_junction_tree_t orv_node_get_junction_tree(orv_node_t node);
+/* The clique that holds the node's beliefs and evidence: the clique whose
+ * conflict (orv_clique_get_conflict) covers the node's evidence. Errors:
+ * usage (node of neither kind), not_compiled (not triangulated). */
+ORV_API orv_clique_t orv_node_get_conflict_clique(orv_node_t node);
 /* Sum of the clique and separator table sizes (doubled with utility tables),
  * and the same over CG sizes. Errors: usage, size_too_large. */
 ORV_API size_t orv_jt_get_total_size(orv_junction_tree_t tree);
@@ -744,6 +862,11 @@ ORV_API orv_table_t orv_domain_get_marginal(orv_domain_t domain, orv_node_t *nod
  * nodes must share a clique. Errors: as orv_domain_get_marginal, and usage
  * for continuous nodes without a common clique. */
 ORV_API double orv_node_get_mutual_information(orv_node_t node, orv_node_t other);
+/* Writes the beliefs (and expected utilities) of every node, or of one node,
+ * to the domain's log; nothing without a log. Errors: usage, not_compiled,
+ * no_equilibrium, io. */
+ORV_API orv_status_t orv_domain_report_beliefs(orv_domain_t domain);
+ORV_API orv_status_t orv_node_report_beliefs(orv_node_t node);
 
 
 #ifdef __cplusplus

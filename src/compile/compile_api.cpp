@@ -39,4 +39,17 @@ int orv_domain_is_compiled(orv_domain_t domain) {
   return orv::guarded<int>(-1, [&] { return orv::domain_is_compiled(domain) ? 1 : 0; });
 }
 
+int orv_domain_is_triangulated(orv_domain_t domain) {
+  if (!orv::is_domain(domain)) return orv::usage(-1);
+  orv::set_error(orv_error_none);
+  return orv::junction_forest(domain) ? 1 : 0;
+}
+
+orv_status_t orv_domain_uncompile(orv_domain_t domain) {
+  if (!orv::is_domain(domain) || domain->is_class()) return orv::usage(orv_error_usage);
+  orv::set_error(orv_error_none);
+  orv::uncompile(domain);
+  return orv_error_none;
+}
+
 }  // extern "C"

@@ -58,6 +58,7 @@ struct orv_clique_s : orv::Tagged {
   orv::Vector<orv_node_t> belief_nodes;      // nodes whose beliefs and evidence live here
   orv::Vector<orv_node_t> top_nodes;         // nodes whose clique nearest the root this is
   orv::Vector<orv_clique_s *> neighbor_list; // null-terminated, built with the links
+  void *user_data = nullptr;
 
   std::size_t member_count() const { return table->nodes.size(); }
 };
@@ -91,6 +92,7 @@ struct orv_junction_tree_s : orv::Tagged {
   bool has_utility = false;
   bool has_continuous = false;
   bool refuses_max = false;
+  void *user_data = nullptr;
 
   std::size_t clique_count() const { return cliques.empty() ? 0 : cliques.size() - 1; }
 };

@@ -1,4 +1,5 @@
 // Read-only accessors for cliques and junction trees.
+#include "compile/compiled_domain.h"
 #include "compile/junction_forest.h"
 #include "runtime/error.h"
 
@@ -128,6 +129,40 @@ orv_junction_tree_t orv_node_get_junction_tree(orv_node_t node) {
     if (!junction_forest(node->owner)) orv::fail(orv_error_not_compiled);
     return node->junction_tree;
   });
+}
+
+orv_clique_t orv_node_get_conflict_clique(orv_node_t node) {
+  if (!orv::is_node(node) || !orv::participates(node)) return usage<orv_clique_t>(nullptr);
+  return guarded<orv_clique_t>(nullptr, [&] {
+    if (!junction_forest(node->owner)) orv::fail(orv_error_not_compiled);
+    return node->assigned_clique;
+  });
+}
+
+orv_status_t orv_clique_set_user_data(orv_clique_t clique, void *data) {
+  if (!is_clique(clique)) return usage(orv_error_usage);
+  orv::set_error(orv_error_none);
+  clique->user_data = data;
+  return orv_error_none;
+}
+
+void *orv_clique_get_user_data(orv_clique_t clique) {
+  if (!is_clique(clique)) return usage<void *>(nullptr);
+  orv::set_error(orv_error_none);
+  return clique->user_data;
+}
+
+orv_status_t orv_jt_set_user_data(orv_junction_tree_t tree, void *data) {
+  if (!is_junction_tree(tree)) return usage(orv_error_usage);
+  orv::set_error(orv_error_none);
+  tree->user_data = data;
+  return orv_error_none;
+}
+
+void *orv_jt_get_user_data(orv_junction_tree_t tree) {
+  if (!is_junction_tree(tree)) return usage<void *>(nullptr);
+  orv::set_error(orv_error_none);
+  return tree->user_data;
 }
 
 size_t orv_jt_get_total_size(orv_junction_tree_t tree) {

@@ -31,5 +31,8 @@ void list_elimination_order(CompiledDomain &state);
 // Checks a user's order: every participating node once, nothing else, no
 // continuous node after a discrete one. Fails with enumeration otherwise.
 void _orv_check_elimination_order(orv_domain_s *d, orv_node_t const *order);
+// The qualitative phase by a given order: checks it, moralizes, builds the
+// cliques and the junction forest. On failure the domain stays untriangulated.
+void triangulate_with_order(orv_domain_s *d, orv_node_t const *order);
 
 }  // namespace orv

@@ -45,6 +45,18 @@ VertexList vertices_of(const CompiledDomain &state, orv_node_t const *order) {
 }
 
 }  // namespace
+
+void triangulate_with_order(orv_domain_s *d, orv_node_t const *order) {
+  _orv_check_elimination_order(d, order);
+  std::FILE *log = d->log;
+  auto state = make_owned<CompiledDomain>();
+  log_time_stamp(log);
+  _orv_domain_moralize(d, *state, log);
+  build_cliques_from_order(*state, vertices_of(*state, order), log);
+  state->user_order = true;
+  commit_and_finish(d, std::move(state));
+}
+
 }  // namespace orv
 
 using orv::guarded;
@@ -69,16 +81,7 @@ orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_metho
 
 orv_status_t orv_domain_triangulate_with_order(orv_domain_t domain, orv_node_t *order) {
   if (!orv::can_triangulate(domain) || !order) return orv::usage(orv_error_usage);
-  return guarded_status([&] {
-    orv::_orv_check_elimination_order(domain, order);
-    std::FILE *log = domain->log;
-    auto state = orv::make_owned<orv::CompiledDomain>();
-    orv::log_time_stamp(log);
-    orv::_orv_domain_moralize(domain, *state, log);
-    orv::build_cliques_from_order(*state, orv::vertices_of(*state, order), log);
-    state->user_order = true;
-    orv::commit_and_finish(domain, std::move(state));
-  });
+  return guarded_status([&] { orv::triangulate_with_order(domain, order); });
 }
 
 orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain) {
@@ -88,6 +91,21 @@ orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain) {
   return guarded<orv_node_t *>(nullptr, [&] {
     orv::list_elimination_order(*state);
     return state->elimination_order.data();
+  });
+}
+
+orv_status_t orv_domain_set_initial_triangulation(orv_domain_t domain, orv_node_t *order) {
+  if (!orv::is_domain(domain) || domain->is_class()) return orv::usage(orv_error_usage);
+  for (orv_node_t *n = order; n && *n; ++n) {
+    if (!orv::is_node(*n) || (*n)->owner != domain || !orv::participates(*n))
+      return orv::usage(orv_error_usage);
+    for (orv_node_t *m = order; m != n; ++m)
+      if (*m == *n) return orv::usage(orv_error_usage);
+  }
+  return guarded_status([&] {
+    orv::NodeList list;
+    if (order) list.assign(order);
+    domain->initial_triangulation.swap(list);
   });
 }
 

@@ -1,5 +1,6 @@
 // Models: creation over a node's discrete parents, expressions per
 // configuration, samples per interval, and their public entry points.
+#include "expr/expr_parse.h"
 #include "expr/model.h"
 
 #include "runtime/error.h"
@@ -93,6 +94,29 @@ orv_status_t orv_model_set_expression(orv_model_t model, size_t index, orv_expre
     orv_expression_s *copy = expression ? orv::clone_expression(expression) : nullptr;
     orv::set_model_expression(model, index, copy);
   });
+}
+
+orv_status_t orv_model_set_expression_from_string(orv_model_t model, size_t index, const char *text,
+                                                  orv_error_handler_t handler, void *data) {
+  if (!is_model(model) || index >= model->expressions.size() || !text) return usage(orv_error_usage);
+  orv_expression_s *parsed = orv::parse_expression_text(model->node->owner, text, handler, data);
+  if (!parsed) return orv::error_code();
+  orv::set_model_expression(model, index, parsed);
+  orv::set_error(orv_error_none);
+  return orv_error_none;
+}
+
+orv_status_t orv_model_set_user_data(orv_model_t model, void *data) {
+  if (!is_model(model)) return usage(orv_error_usage);
+  orv::set_error(orv_error_none);
+  model->user_data = data;
+  return orv_error_none;
+}
+
+void *orv_model_get_user_data(orv_model_t model) {
+  if (!is_model(model)) return usage<void *>(nullptr);
+  orv::set_error(orv_error_none);
+  return model->user_data;
 }
 
 orv_expression_t orv_model_get_expression(orv_model_t model, size_t index) {

@@ -150,3 +150,25 @@ orv_domain_t orv_net_parse_from_string(const char *text, orv_legacy_error_handle
 }
 
 }  // extern "C"
+
+extern "C" {
+
+char *orv_remove_escape_sequences(const char *text) {
+  if (!text) return usage<char *>(nullptr);
+  return guarded<char *>(nullptr, [&] {
+    char *result = nullptr;
+    if (!std::strchr(text, '\\')) {
+      result = orv::_orv_allocate_string(text);
+    } else {
+      // Decoded as the contents of one NET string literal.
+      orv::String literal("\"");
+      literal += text;
+      literal += '"';
+      result = orv::_orv_remove_escapes(literal.c_str());
+    }
+    orv::check(result != nullptr);
+    return result;
+  });
+}
+
+}  // extern "C"

@@ -59,6 +59,22 @@ bool is_discrete_function(orv_node_t n) { return n->category == orv_category_fun
 
 }  // namespace
 
+void report_node_beliefs(orv_node_s *n) {
+  orv_domain_s *d = n->owner;
+  if (!d->log) return;
+  if (!domain_is_compiled(d)) fail(orv_error_not_compiled);
+  if (n->is_discrete()) {
+    report_discrete(d, n, d->utility_count > 0);
+  } else if (n->category == orv_category_utility) {
+    require_results(n);
+    log_printf(d, "\n    %s: %g\n", node_name(n), node_expected_utility(n));
+  } else if (n->category == orv_category_function && !n->counts_as_variable()) {
+    log_printf(d, "\n    %s: N/A\n", node_name(n));
+  } else {
+    fail(orv_error_usage);  // instance nodes; continuous nodes are never compiled here
+  }
+}
+
 void report_beliefs(orv_domain_s *d) {
   if (!d->log) return;
   if (!domain_is_compiled(d)) fail(orv_error_not_compiled);

@@ -132,4 +132,21 @@ double orv_node_get_variance(orv_node_t node) {
   });
 }
 
+orv_status_t orv_domain_report_beliefs(orv_domain_t domain) {
+  if (!orv::is_domain(domain) || domain->is_class()) return usage(orv_error_usage);
+  return orv::guarded_status([&] {
+    orv::report_beliefs(domain);
+    if (orv::_orv_domain_flush_log_file(domain) != orv_error_none) orv::fail(orv_error_io);
+  });
+}
+
+orv_status_t orv_node_report_beliefs(orv_node_t node) {
+  if (!orv::is_node(node) || node->owner->is_class() || node->category == orv_category_instance)
+    return usage(orv_error_usage);
+  return orv::guarded_status([&] {
+    orv::report_node_beliefs(node);
+    if (orv::_orv_domain_flush_log_file(node->owner) != orv_error_none) orv::fail(orv_error_io);
+  });
+}
+
 }  // extern "C"

@@ -25,5 +25,7 @@ double node_expected_utility(const orv_node_s *n);
 // The belief report for the log (no-op without a log); throws io,
 // not_compiled, no_equilibrium.
 void report_beliefs(orv_domain_s *d);
+// The same for one node (usage for instance nodes).
+void report_node_beliefs(orv_node_s *n);
 
 }  // namespace orv

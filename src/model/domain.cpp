@@ -1,6 +1,9 @@
 // Domain lifecycle and the domain-level entry points of the node model.
 #include "model/domain.h"
 
+#include <cmath>
+#include <random>
+
 #include "model/attributes.h"
 #include "model/chain_blocks.h"
 #include "model/node.h"
@@ -81,6 +84,59 @@ orv_status_t orv_domain_get_node_size(orv_domain_t domain, size_t *width, size_t
     *width = domain->node_width;
     *height = domain->node_height;
   });
+}
+
+namespace {
+
+std::size_t category_count(orv_domain_t domain, std::size_t orv_domain_s::*count) {
+  if (!is_domain(domain)) return orv::usage(orv::kSizeSentinel);
+  orv::set_error(orv_error_none);
+  return domain->*count;
+}
+
+}  // namespace
+
+size_t orv_domain_get_number_of_chance_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::chance_count);
+}
+
+size_t orv_domain_get_number_of_decision_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::decision_count);
+}
+
+size_t orv_domain_get_number_of_utility_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::utility_count);
+}
+
+size_t orv_domain_get_number_of_instance_nodes(orv_domain_t domain) {
+  return category_count(domain, &orv_domain_s::instance_count);
+}
+
+const char *orv_domain_get_file_name(orv_domain_t domain) {
+  if (!is_domain(domain)) return orv::usage<const char *>(nullptr);
+  orv::set_error(orv_error_none);
+  return domain->file_name.empty() ? nullptr : domain->file_name.c_str();
+}
+
+orv_status_t orv_domain_seed_random(orv_domain_t domain, unsigned int seed) {
+  if (!is_domain(domain)) return orv::usage(orv_error_usage);
+  orv::set_error(orv_error_none);
+  domain->random.seed(seed);
+  return orv_error_none;
+}
+
+double orv_domain_get_uniform_deviate(orv_domain_t domain) {
+  if (!is_domain(domain)) return orv::usage(-1.0);
+  orv::set_error(orv_error_none);
+  return std::uniform_real_distribution<double>(0.0, 1.0)(domain->random);
+}
+
+double orv_domain_get_normal_deviate(orv_domain_t domain, double mean, double variance) {
+  if (!is_domain(domain) || !std::isfinite(mean) || !(variance >= 0.0) || !std::isfinite(variance))
+    return orv::usage(-1.0);
+  orv::set_error(orv_error_none);
+  if (variance == 0.0) return mean;
+  return std::normal_distribution<double>(mean, std::sqrt(variance))(domain->random);
 }
 
 }  // extern "C"

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "model/name_index.h"
+#include "model/node_list.h"
 #include "model/records.h"
 #include "orvel.h"
 #include "runtime/allocate.h"
@@ -79,7 +80,9 @@ struct orv_domain_s : orv::Tagged {
   orv::Owned<orv::Attachment> graph_cache;
   orv::Owned<orv::InformationCache> information_cache;
 
-  // Compilation settings and state.
+  // Compilation settings and state: the node order given for the
+  // minimal-separator triangulation (kept across uncompiling).
+  orv::NodeList initial_triangulation;
 
   // Evidence and propagation state.
 

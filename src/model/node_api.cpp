@@ -93,6 +93,12 @@ orv_status_t orv_node_set_subtype(orv_node_t node, orv_subtype_t subtype) {
   return guarded_status([&] { orv::_orv_node_set_discrete_type(node, node->category, subtype); });
 }
 
+orv_status_t orv_node_set_discrete_type(orv_node_t node, orv_category_t category, orv_subtype_t subtype) {
+  if (!is_node(node) || (category != node->category && node->category == orv_category_function))
+    return usage(orv_error_usage);
+  return guarded_status([&] { orv::_orv_node_set_discrete_type(node, category, subtype); });
+}
+
 orv_node_t orv_node_get_next(orv_node_t node) {
   if (!is_node(node)) return usage<orv_node_t>(nullptr);
   orv::set_error(orv_error_none);

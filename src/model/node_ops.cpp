@@ -69,6 +69,7 @@ void delete_node(orv_node_s *node) {
   while (!node->children.empty()) eliminate_parent(node->children[0], node, 0);
   if (node->counts_as_variable() || node->category == orv_category_utility) uncompile(d);
   if (node->counts_as_variable()) discard_node_set_cache(d);
+  d->initial_triangulation.remove(node);
   free_node(node);
 }
 

@@ -54,6 +54,12 @@ orv_table_t orv_node_get_table(orv_node_t node) {
   return guarded<orv_table_t>(nullptr, [&] { return orv::node_table(node); });
 }
 
+int orv_node_has_table(orv_node_t node) {
+  if (!is_node(node)) return usage(-1);
+  orv::set_error(orv_error_none);
+  return orv::node_can_have_table(node) ? 1 : 0;
+}
+
 orv_node_t *orv_table_get_nodes(orv_table_t table) {
   if (!is_table(table)) return usage<orv_node_t *>(nullptr);
   orv::set_error(orv_error_none);

@@ -242,5 +242,30 @@ TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
   EXPECT_EQ(orv_node_get_model(child), nullptr);
 }
 
+TEST_F(ExpressionTest, ModelExpressionsFromTextAndUserData) {
+  orv_node_t child = add_node(d.get(), "child");
+  orv_node_t none[] = {nullptr};
+  orv_model_t m = orv_node_new_model(child, none);
+  ASSERT_NE(m, nullptr);
+  ASSERT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (a + 1, b)", Messages::handler, &messages),
+            orv_error_none);
+  EXPECT_EQ(text_of(orv_model_get_expression(m, 0)), "Normal (a + 1, b)");
+  // A syntax error keeps the old expression and reaches the handler.
+  EXPECT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (", Messages::handler, &messages),
+            orv_error_syntax);
+  EXPECT_FALSE(messages.items.empty());
+  EXPECT_EQ(text_of(orv_model_get_expression(m, 0)), "Normal (a + 1, b)");
+  EXPECT_EQ(orv_model_set_expression_from_string(m, 1, "1", nullptr, nullptr), orv_error_usage);
+  EXPECT_EQ(orv_model_set_expression_from_string(m, 0, nullptr, nullptr, nullptr), orv_error_usage);
+
+  int marker = 0;
+  EXPECT_EQ(orv_model_get_user_data(m), nullptr);
+  ASSERT_EQ(orv_model_set_user_data(m, &marker), orv_error_none);
+  EXPECT_EQ(orv_model_get_user_data(m), &marker);
+  EXPECT_EQ(orv_model_set_user_data(nullptr, &marker), orv_error_usage);
+  EXPECT_EQ(orv_model_get_user_data(nullptr), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+}
+
 }  // namespace
 }  // namespace orv

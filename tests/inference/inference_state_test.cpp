@@ -82,6 +82,29 @@ TEST(CompilationLog, PotentialCheckAndBeliefReport) {
   EXPECT_CONTAINS(text, "\n    No errors found\n");
   EXPECT_CONTAINS(text, "\n\nBeliefs for chance nodes:\n\n    B:\n\tstate0   0.2\n\tstate1   0.3\n\tstate2   0.5\n"
                         "\n    A --> #0\n");
+
+  // The same report on request, for the domain or for one node.
+  std::FILE *log = std::tmpfile();
+  orv_domain_set_log_file(e.get(), log);
+  ASSERT_EQ(orv_domain_report_beliefs(e.get()), orv_error_none);
+  ASSERT_EQ(orv_node_report_beliefs(f), orv_error_none);
+  ASSERT_EQ(orv_node_report_beliefs(c), orv_error_none);
+  std::rewind(log);
+  std::string report;
+  for (int ch; (ch = std::fgetc(log)) != EOF;) report.push_back(static_cast<char>(ch));
+  EXPECT_EQ(report, "\n\nBeliefs for chance nodes:\n\n    B:\n\tstate0   0.2\n\tstate1   0.3\n\tstate2   0.5\n"
+                    "\n    A --> #0\n\n    B:\n\tstate0   0.2\n\tstate1   0.3\n\tstate2   0.5\n"
+                    "\n    A --> #0\n");
+  std::fclose(log);
+  orv_domain_set_log_file(e.get(), nullptr);
+  EXPECT_EQ(orv_node_report_beliefs(f), orv_error_none);  // no log: nothing to do
+  orv_domain_set_log_file(e.get(), stdout);
+  ASSERT_EQ(orv_domain_uncompile(e.get()), orv_error_none);
+  EXPECT_EQ(orv_domain_report_beliefs(e.get()), orv_error_not_compiled);
+  EXPECT_EQ(orv_node_report_beliefs(c), orv_error_not_compiled);
+  EXPECT_EQ(orv_node_report_beliefs(nullptr), orv_error_usage);
+  EXPECT_EQ(orv_domain_report_beliefs(nullptr), orv_error_usage);
+  orv_domain_set_log_file(e.get(), nullptr);
 }
 
 TEST(SaveToMemory, ResetsReloadTheSavedEquilibrium) {

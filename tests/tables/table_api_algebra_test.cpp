@@ -1,0 +1,155 @@
+// Public table data items and table algebra: results against the naive
+// kernels, range and operand checks, and failures that leave tables unchanged.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/contract_sweep.h"
+#include "support/fault_injection.h"
+#include "tables/table_oracle.h"
+
+namespace orv {
+namespace {
+
+std::vector<orv_node_t> terminated(std::vector<orv_node_t> nodes) {
+  nodes.push_back(nullptr);
+  return nodes;
+}
+
+void expect_near(const std::vector<double> &actual, const std::vector<double> &expected) {
+  ASSERT_EQ(actual.size(), expected.size());
+  for (std::size_t i = 0; i < actual.size(); ++i) EXPECT_NEAR(actual[i], expected[i], 1e-12 * (1 + expected[i])) << i;
+}
+
+TEST(TableAlgebra, MatchesTheNaiveOperationsOnRandomShapes) {
+  std::mt19937 random(2024);
+  for (int round = 0; round < 60; ++round) {
+    SCOPED_TRACE(round);
+    auto d = test::new_domain();
+    const test::RandomShape shape = test::random_shape(d.get(), random, 5);
+    test::TablePtr larger(test::table_over(d.get(), shape.larger));
+    test::TablePtr smaller(test::table_over(d.get(), shape.smaller));
+    test::fill_random(larger.get(), random);
+    test::fill_random(smaller.get(), random);
+    const std::vector<long> map = test::naive_map(larger.get(), smaller.get(), false);
+    const std::vector<double> big = test::data_of(larger.get()), small = test::data_of(smaller.get());
+
+    ASSERT_EQ(orv_table_multiply(larger.get(), smaller.get()), orv_error_none);
+    EXPECT_EQ(test::data_of(larger.get()), test::naive_combine(big, small, map, test::NaiveOp::multiply));
+    ASSERT_EQ(orv_table_set_data(larger.get(), big.data(), 0, big.size()), orv_error_none);
+    ASSERT_EQ(orv_table_divide(larger.get(), smaller.get()), orv_error_none);
+    EXPECT_EQ(test::data_of(larger.get()), test::naive_combine(big, small, map, test::NaiveOp::divide));
+
+    ASSERT_EQ(orv_table_set_data(larger.get(), big.data(), 0, big.size()), orv_error_none);
+    const std::vector<double> sum = test::naive_sum(big, smaller->size, map);
+    std::vector<orv_node_t> onto = terminated(shape.smaller);
+    test::TablePtr marginal(orv_table_get_marginal(larger.get(), onto.data()));
+    ASSERT_NE(marginal, nullptr);
+    expect_near(test::data_of(marginal.get()), sum);
+    ASSERT_EQ(orv_table_update(smaller.get(), larger.get()), orv_error_none);
+    expect_near(test::data_of(smaller.get()), sum);
+  }
+}
+
+TEST(TableAlgebra, DataItemsReadAndWriteWithinTheTable) {
+  auto d = test::new_domain();
+  orv_node_t a = test::node_with_states(d.get(), 2), b = test::node_with_states(d.get(), 3);
+  test::TablePtr t(test::table_over(d.get(), {a, b}));
+  ASSERT_EQ(orv_table_set_all_data_items(t.get(), 0.5), orv_error_none);
+  ASSERT_EQ(orv_table_set_data_item(t.get(), 5, 2.0), orv_error_none);
+  const double part[] = {7.0, 8.0};
+  ASSERT_EQ(orv_table_set_data(t.get(), part, 3, 2), orv_error_none);
+  EXPECT_EQ(orv_table_set_data(t.get(), part, 5, 0), orv_error_none);  // nothing to copy
+  EXPECT_EQ(test::data_of(t.get()), (std::vector<double>{0.5, 0.5, 0.5, 7.0, 8.0, 2.0}));
+  EXPECT_EQ(orv_table_get_data_item(t.get(), 4), 8.0);
+
+  test::TablePtr utility(test::table_over(d.get(), {a}, orv_table_utility));
+  orv_node_t cg = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_continuous);
+  test::TablePtr continuous(test::table_over(d.get(), {a, cg}));
+  auto other = test::new_domain();
+  test::TablePtr foreign(test::table_over(other.get(), {test::node_with_states(other.get(), 2)}));
+  std::vector<orv_node_t> twice = {a, a, nullptr}, absent = {cg, nullptr};
+  const std::vector<double> before = test::data_of(t.get());
+  test::expect_usage_calls(
+      {{"get item at size", [&] { return orv_table_get_data_item(t.get(), 6) == -1.0; }},
+       {"set item at size", [&] { return orv_table_set_data_item(t.get(), 6, 1.0) == orv_error_usage; }},
+       {"set data from size", [&] { return orv_table_set_data(t.get(), part, 6, 0) == orv_error_usage; }},
+       {"set data past the end", [&] { return orv_table_set_data(t.get(), part, 5, 2) == orv_error_usage; }},
+       {"set data from null", [&] { return orv_table_set_data(t.get(), nullptr, 0, 1) == orv_error_usage; }},
+       {"set all on null", [&] { return orv_table_set_all_data_items(nullptr, 1.0) == orv_error_usage; }},
+       {"multiply by a larger table",
+        [&] { return orv_table_multiply(utility.get(), t.get()) == orv_error_usage; }},
+       {"multiply across domains", [&] { return orv_table_multiply(t.get(), foreign.get()) == orv_error_usage; }},
+       {"multiply a CG table", [&] { return orv_table_multiply(continuous.get(), utility.get()) == orv_error_usage; }},
+       {"divide a utility table", [&] { return orv_table_divide(utility.get(), utility.get()) == orv_error_usage; }},
+       {"marginal twice over a node", [&] { return orv_table_get_marginal(t.get(), twice.data()) == nullptr; }},
+       {"marginal over an absent node", [&] { return orv_table_get_marginal(t.get(), absent.data()) == nullptr; }},
+       {"update utility from probability",
+        [&] { return orv_table_update(utility.get(), t.get()) == orv_error_usage; }}},
+      [&] { return orv_table_get_data_item(t.get(), 0) == 0.5; });
+  EXPECT_EQ(test::data_of(t.get()), before);
+}
+
+TEST(TableAlgebra, FailedOperationsLeaveTheTablesAsTheyWere) {
+  auto d = test::new_domain();
+  orv_node_t a = test::node_with_states(d.get(), 2), b = test::node_with_states(d.get(), 3),
+             c = test::node_with_states(d.get(), 2);
+  test::TablePtr larger(test::table_over(d.get(), {a, b, c}));
+  test::TablePtr smaller(test::table_over(d.get(), {c, a}));
+  std::mt19937 random(5);
+  test::fill_random(larger.get(), random, 0.0);
+  test::fill_random(smaller.get(), random, 0.0);
+  const std::vector<double> big = test::data_of(larger.get()), small = test::data_of(smaller.get());
+  const auto unchanged = [&] {
+    EXPECT_EQ(test::data_of(larger.get()), big);
+    EXPECT_EQ(test::data_of(smaller.get()), small);
+  };
+  test::expect_no_memory_sweep("multiply", [&] { return orv_table_multiply(larger.get(), smaller.get()); },
+                               unchanged);
+  ASSERT_EQ(orv_table_set_data(larger.get(), big.data(), 0, big.size()), orv_error_none);
+  test::expect_no_memory_sweep("update", [&] { return orv_table_update(smaller.get(), larger.get()); }, [&] {
+    EXPECT_EQ(test::data_of(smaller.get()), small);
+  });
+  ASSERT_EQ(orv_table_set_data(smaller.get(), small.data(), 0, small.size()), orv_error_none);
+  std::vector<orv_node_t> onto = {b, a, nullptr};
+  const auto run = test::expect_no_memory_sweep(
+      "marginal", [&] { return orv_table_get_marginal(larger.get(), onto.data()); }, unchanged);
+  test::TablePtr marginal(run.result);
+  EXPECT_EQ(orv_table_get_size(marginal.get()), 6u);
+}
+
+TEST(TableAlgebra, ConditionalGaussianParametersOfContinuousNodes) {
+  auto d = test::new_domain();
+  orv_node_t a = test::add_node(d.get(), "A");
+  test::set_state_count(a, 2);
+  orv_node_t x = test::add_continuous(d.get(), "X"), y = test::add_continuous(d.get(), "Y");
+  ASSERT_EQ(orv_node_add_parent(y, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
+  ASSERT_EQ(orv_node_set_alpha(y, 1.5, 1), orv_error_none);
+  ASSERT_EQ(orv_node_set_beta(y, -2.0, x, 1), orv_error_none);
+  ASSERT_EQ(orv_node_set_gamma(y, 0.25, 1), orv_error_none);
+  EXPECT_EQ(orv_node_get_alpha(y, 1), 1.5);
+  EXPECT_EQ(orv_node_get_beta(y, x, 1), -2.0);
+  EXPECT_EQ(orv_node_get_gamma(y, 1), 0.25);
+  EXPECT_EQ(orv_node_get_gamma(y, 0), 1.0);  // a fresh block: variance 1, the rest 0
+  // The writer shows the parameters in the node's distribution for A = 1.
+  char *text = orv_domain_to_net_string(d.get());
+  ASSERT_NE(text, nullptr);
+  EXPECT_NE(std::string(text).find("normal ( 1.5 - 2 * X, 0.25 )"), std::string::npos) << text;
+  std::free(text);
+  test::expect_usage_calls(
+      {{"alpha of a discrete node", [&] { return orv_node_set_alpha(a, 1.0, 0) == orv_error_usage; }},
+       {"alpha past the configurations", [&] { return orv_node_get_alpha(y, 2) == -1.0; }},
+       {"beta of a discrete parent", [&] { return orv_node_set_beta(y, 1.0, a, 0) == orv_error_usage; }},
+       {"beta of the node itself", [&] { return orv_node_get_beta(y, y, 0) == -1.0; }},
+       {"beta of a non-parent", [&] { return orv_node_get_beta(x, y, 0) == -1.0; }},
+       {"negative gamma", [&] { return orv_node_set_gamma(y, -1.0, 0) == orv_error_usage; }},
+       {"gamma of null", [&] { return orv_node_get_gamma(nullptr, 0) == -1.0; }}},
+      [&] { return orv_node_get_alpha(y, 1) == 1.5; });
+}
+
+}  // namespace
+}  // namespace orv
