@@ -1,4 +1,5 @@
-// Loading a network for a command, with parse messages as file:line: text.
+// Loading a network (NET, BIF, XMLBIF or UAI) for a command, with parse messages as file:line: text.
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -24,12 +25,27 @@ void collect_message(size_t line, const char *message, void *data) {
 
 }  // namespace
 
+Format format_of(const std::string &path) {
+  const auto dot = path.find_last_of('.');
+  std::string extension = dot == std::string::npos ? "" : path.substr(dot + 1);
+  for (char &c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension == "bif") return Format::bif;
+  if (extension == "xml" || extension == "xmlbif") return Format::xmlbif;
+  if (extension == "uai") return Format::uai;
+  return Format::net;
+}
+
 Network::Network(const std::string &path) : path_(path) {
   std::FILE *probe = std::fopen(path.c_str(), "r");
   if (!probe) failure("cannot open '" + path + "': " + std::strerror(errno));
   std::fclose(probe);
   ParseMessages messages{path, {}, {}};
-  domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages);
+  switch (format_of(path)) {
+    case Format::bif: domain_ = orv_bif_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::xmlbif: domain_ = orv_xmlbif_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::uai: domain_ = orv_uai_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::net: domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages); break;
+  }
   for (const auto &w : messages.warnings) std::fprintf(stderr, "%s\n", w.c_str());
   if (!domain_) {
     if (!messages.first_error.empty()) failure(messages.first_error);

@@ -1,0 +1,49 @@
+// Shared pieces of the BIF, XMLBIF and UAI readers: building nodes, links and
+// tables through the ordinary operations with failures reported as parse
+// messages, and running one parse from a file or from text in memory.
+#pragma once
+
+#include <cstddef>
+
+#include "formats/lexer.h"
+#include "model/node.h"
+
+namespace orv {
+
+// A new discrete node of the category with the given name and state labels.
+// A name clash is fatal ("a node with name `%s' already exists"), as is a
+// name the naming rule refuses ("invalid node name `%s'").
+orv_node_s *add_foreign_node(ParseData &p, orv_domain_s *d, orv_category_t category, const char *name,
+                             const Vector<String> &states);
+
+// The node of that name or a fatal "node `%s' not found".
+orv_node_s *find_foreign_node(ParseData &p, orv_domain_s *d, const char *name);
+
+// Adds the parents in order; a repeated parent or a cycle is fatal.
+void add_foreign_parents(ParseData &p, orv_node_s *child, const Vector<orv_node_s *> &parents);
+
+// The discrete table of the node: the probability table of a chance node or
+// the utility table of a utility node; a fatal message when there is none.
+orv_table_s *foreign_table(ParseData &p, orv_node_s *n);
+
+// Copies values given row-major over `order` (last fastest) into t, whose
+// nodes must be the same set. Negative probabilities are counted errors.
+void fill_foreign_table(ParseData &p, orv_table_s *t, const Vector<orv_node_s *> &order, const Vector<double> &values);
+
+// Product of the state counts of the nodes (kSizeSentinel on overflow).
+std::size_t configuration_count(const Vector<orv_node_s *> &nodes);
+
+// Runs `body(p, d)` on a new domain, reading from the stream or the text, and
+// returns the domain, or throws Failure with the first cause (parse when a
+// message was counted). Locations are lines for a stream, offsets for text.
+using ForeignBody = void (*)(ParseData &p, orv_domain_s *d);
+orv_domain_s *run_foreign_parse(std::FILE *stream, const char *text, ForeignBody body,
+                                orv_error_handler_t handler, void *data);
+
+// Opens the file, runs the parse and records the file name in the domain.
+orv_domain_s *run_foreign_parse_file(const char *name, ForeignBody body, orv_error_handler_t handler, void *data);
+
+// The first word of text after white space (letters only, at most 15 characters).
+String leading_word(const char *text);
+
+}  // namespace orv
