@@ -179,6 +179,7 @@ class BifReader {
       char *end = nullptr;
       const double value = t == kTokName ? std::strtod(p_.token_text, &end) : 0;
       if (t != kTokName || *end != '\0' || end == p_.token_text) p_.syntax_error(t, "number expected");
+      check_probability(p_, value);
       values.push_back(value);
     }
   }

@@ -97,13 +97,10 @@ void fill_foreign_table(ParseData &p, orv_table_s *t, const Vector<orv_node_s *>
       s *= t->nodes[k]->state_count;
     }
   }
-  const bool probability = t->type == orv_table_probability;
-  bool negative = false;
   Vector<std::size_t> state(order.size(), 0);
   std::size_t target = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
     t->data[target] = values[i];
-    negative = negative || (probability && values[i] < 0);
     // Odometer over `order`, last fastest, keeping target in step.
     for (std::size_t k = order.size(); k-- > 0;) {
       target += stride[k];
@@ -112,7 +109,10 @@ void fill_foreign_table(ParseData &p, orv_table_s *t, const Vector<orv_node_s *>
       state[k] = 0;
     }
   }
-  if (negative) p.report("<number> must be nonnegative");
+}
+
+void check_probability(ParseData &p, double value) {
+  if (value < 0) p.report("<number> must be nonnegative");
 }
 
 orv_domain_s *run_foreign_parse(std::FILE *stream, const char *text, ForeignBody body,

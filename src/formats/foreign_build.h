@@ -27,8 +27,10 @@ void add_foreign_parents(ParseData &p, orv_node_s *child, const Vector<orv_node_
 orv_table_s *foreign_table(ParseData &p, orv_node_s *n);
 
 // Copies values given row-major over `order` (last fastest) into t, whose
-// nodes must be the same set. Negative probabilities are counted errors.
+// nodes must be the same set.
 void fill_foreign_table(ParseData &p, orv_table_s *t, const Vector<orv_node_s *> &order, const Vector<double> &values);
+// A negative probability is a counted error ("<number> must be nonnegative").
+void check_probability(ParseData &p, double value);
 
 // Product of the state counts of the nodes (kSizeSentinel on overflow).
 std::size_t configuration_count(const Vector<orv_node_s *> &nodes);

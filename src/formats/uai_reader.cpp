@@ -89,6 +89,7 @@ class UaiReader {
     char *end = nullptr;
     const double value = t == kTokName ? std::strtod(p_.token_text, &end) : 0;
     if (t != kTokName || *end != '\0' || end == p_.token_text) p_.syntax_error(t, "number expected");
+    check_probability(p_, value);
     return value;
   }
 

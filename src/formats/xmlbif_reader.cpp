@@ -6,6 +6,7 @@
 #include <libxml/tree.h>
 
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -47,6 +48,22 @@ String text_of(const xmlNode *node) {
   return String(begin, end);
 }
 
+// The first error libxml2 raises (later ones are often consequences).
+struct FirstXmlError {
+  bool seen = false;
+  int line = 0;
+  char message[256] = "";  // no allocation inside the parser's callback
+};
+
+void keep_first_error(void *data, xmlErrorPtr error) {
+  auto *ctxt = static_cast<xmlParserCtxtPtr>(data);
+  auto *first = static_cast<FirstXmlError *>(ctxt->_private);
+  if (!first || first->seen || !error || error->level < XML_ERR_ERROR) return;
+  first->seen = true;
+  first->line = error->line;
+  std::snprintf(first->message, sizeof first->message, "%s", error->message ? error->message : "");
+}
+
 class XmlbifReader {
  public:
   XmlbifReader(ParseData &p, orv_domain_s *d, const String &input) : p_(p), d_(d), input_(input) {}
@@ -54,16 +71,21 @@ class XmlbifReader {
   void parse() {
     XmlOwned<xmlParserCtxt> ctxt(xmlNewParserCtxt());
     if (!ctxt) throw std::bad_alloc();
+    FirstXmlError first;
+    ctxt->_private = &first;
+    ctxt->sax->serror = keep_first_error;
     XmlOwned<xmlDoc> doc(xmlCtxtReadMemory(ctxt.get(), input_.data(), static_cast<int>(input_.size()), nullptr,
                                            nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
-    if (!doc) {
-      const xmlError *error = xmlCtxtGetLastError(ctxt.get());
-      String message("XML error");
-      if (error && error->message) {
-        message = format_message("XML error: %s", error->message);
-        while (!message.empty() && std::isspace(static_cast<unsigned char>(message.back()))) message.pop_back();
+    if (!doc || !ctxt->wellFormed) {
+      if (!first.seen) {
+        const xmlError *error = xmlCtxtGetLastError(ctxt.get());
+        first.line = error ? error->line : 0;
+        std::snprintf(first.message, sizeof first.message, "%s",
+                      error && error->message ? error->message : "malformed document");
       }
-      fatal_at(error ? error->line : 0, message.c_str());
+      String message = format_message("XML error: %s", first.message);
+      while (std::isspace(static_cast<unsigned char>(message.back()))) message.pop_back();
+      fatal_at(first.line, message.c_str());
     }
     const xmlNode *root = xmlDocGetRootElement(doc.get());
     const xmlNode *network = nullptr;
@@ -161,6 +183,7 @@ class XmlbifReader {
       char *end = nullptr;
       const double value = std::strtod(at, &end);
       if (end == at) p_.fatal("number expected", orv_error_parse);
+      if (head->category != orv_category_utility) check_probability(p_, value);
       values.push_back(value);
       at = end;
       while (std::isspace(static_cast<unsigned char>(*at))) ++at;
