@@ -204,7 +204,7 @@ class BifReader {
       p_.fatal(format_message("probability of `%s' given twice", node_name(child)).c_str(), orv_error_parse);
     add_foreign_parents(p_, child, parents);
     filled_.insert(child);
-    orv_table_s *table = foreign_table(p_, child);
+    orv_table_s *table = foreign_table(p_, child, parents);
     const std::size_t states = child->state_count;
     const std::size_t rows = configuration_count(parents);
     // Values row-major over (parents..., child); a row is one parent configuration.

@@ -69,34 +69,51 @@ void write_state(NetOutput &out, orv_node_s *n, std::size_t s) {
   }
 }
 
+// Stride of node n in table t (row-major, last node fastest).
+std::size_t stride_of(const orv_table_s *t, const orv_node_s *n) {
+  std::size_t stride = 1;
+  for (std::size_t k = t->discrete_count; k-- > 0;) {
+    if (t->nodes[k] == n) return stride;
+    stride *= t->nodes[k]->state_count;
+  }
+  assert(false);
+  return 0;
+}
+
+// Rows by configuration of the parents in table order, which is the order
+// the reader gives the table back.
 void write_probability(NetOutput &out, orv_node_s *n, orv_table_s *t) {
   _orv_allocate_data_arrays(t);
-  assert(t->nodes.back() == n);
-  const std::size_t parents = t->discrete_count - 1;
+  Vector<orv_node_s *> parents;
+  for (std::size_t i = 0; i < t->discrete_count; ++i)
+    if (t->nodes[i] != n) parents.push_back(t->nodes[i]);
   out.format("probability ( %s", node_name(n));
-  for (std::size_t i = 0; i < parents; ++i) out.format("%s%s", i ? ", " : " | ", node_name(t->nodes[i]));
+  for (std::size_t i = 0; i < parents.size(); ++i) out.format("%s%s", i ? ", " : " | ", node_name(parents[i]));
   out.put(" ) {\n");
-  const std::size_t states = n->state_count;
-  const std::size_t rows = t->size / states;
-  Vector<std::size_t> config(parents, 0);
-  for (std::size_t r = 0; r < rows; ++r) {
-    if (parents == 0) {
+  const std::size_t states = n->state_count, child_stride = stride_of(t, n);
+  Vector<std::size_t> config(parents.size(), 0), stride(parents.size(), 0);
+  for (std::size_t i = 0; i < parents.size(); ++i) stride[i] = stride_of(t, parents[i]);
+  std::size_t base = 0;
+  for (std::size_t r = 0, rows = t->size / states; r < rows; ++r) {
+    if (parents.empty()) {
       out.put("  table ");
     } else {
       out.put("  (");
-      for (std::size_t i = 0; i < parents; ++i) {
+      for (std::size_t i = 0; i < parents.size(); ++i) {
         if (i) out.put(", ");
-        write_state(out, t->nodes[i], config[i]);
+        write_state(out, parents[i], config[i]);
       }
       out.put(") ");
     }
     for (std::size_t s = 0; s < states; ++s) {
       if (s) out.put(", ");
-      put_number(out, t->data[r * states + s]);
+      put_number(out, t->data[base + s * child_stride]);
     }
     out.put(";\n");
-    for (std::size_t k = parents; k-- > 0;) {
-      if (++config[k] < t->nodes[k]->state_count) break;
+    for (std::size_t k = parents.size(); k-- > 0;) {
+      base += stride[k];
+      if (++config[k] < parents[k]->state_count) break;
+      base -= stride[k] * config[k];
       config[k] = 0;
     }
   }

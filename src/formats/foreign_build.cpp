@@ -10,6 +10,7 @@
 #include "model/node_ops.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
+#include "model/node_list.h"
 #include "tables/table.h"
 
 namespace orv {
@@ -62,13 +63,19 @@ void add_foreign_parents(ParseData &p, orv_node_s *child, const Vector<orv_node_
   }
 }
 
-orv_table_s *foreign_table(ParseData &p, orv_node_s *n) {
-  orv_table_s *t = orv_node_get_table(n);
-  if (!t) {
-    if (orv_error_code() == orv_error_none || orv_error_code() == orv_error_usage)
-      p.fatal(format_message("node `%s' cannot have a table", node_name(n)).c_str(), p.syntax_code);
-    report_api_error(p, orv_error_code());
-  }
+orv_table_s *foreign_table(ParseData &p, orv_node_s *n, const Vector<orv_node_s *> &parents) {
+  if (n->category != orv_category_chance && n->category != orv_category_utility)
+    p.fatal(format_message("node `%s' cannot have a table", node_name(n)).c_str(), p.syntax_code);
+  // A table over the parents as listed, then the node: written back in the
+  // same order.
+  NodeList nodes;
+  for (orv_node_s *parent : parents) nodes.push_back(parent);
+  if (n->category == orv_category_chance) nodes.push_back(n);
+  const orv_table_type_t type = n->category == orv_category_utility ? orv_table_utility : orv_table_probability;
+  orv_table_s *t = _orv_create_table(n->owner, nodes.c_list(), type, 0, false, true);
+  t->node = n;
+  if (n->table) _orv_free_table(n->table);
+  n->table = t;
   return t;
 }
 

@@ -22,9 +22,10 @@ orv_node_s *find_foreign_node(ParseData &p, orv_domain_s *d, const char *name);
 // Adds the parents in order; a repeated parent or a cycle is fatal.
 void add_foreign_parents(ParseData &p, orv_node_s *child, const Vector<orv_node_s *> &parents);
 
-// The discrete table of the node: the probability table of a chance node or
-// the utility table of a utility node; a fatal message when there is none.
-orv_table_s *foreign_table(ParseData &p, orv_node_s *n);
+// A new table of the chance or utility node over its parents in the given
+// order (then the node itself for a chance node), replacing its table; a
+// fatal message for other nodes.
+orv_table_s *foreign_table(ParseData &p, orv_node_s *n, const Vector<orv_node_s *> &parents);
 
 // Copies values given row-major over `order` (last fastest) into t, whose
 // nodes must be the same set.

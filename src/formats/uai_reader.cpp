@@ -70,7 +70,8 @@ class UaiReader {
     }
     Vector<double> values;
     for (const Vector<orv_node_s *> &scope : scopes) {
-      orv_table_s *table = foreign_table(p_, scope.back());
+      const Vector<orv_node_s *> parents(scope.begin(), scope.end() - 1);
+      orv_table_s *table = foreign_table(p_, scope.back(), parents);
       const std::size_t count = size_number("number of table entries");
       if (count != table->size)
         p_.fatal(format_message("%zu table entries expected for `%s', %zu given", table->size,

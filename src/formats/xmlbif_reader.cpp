@@ -173,7 +173,7 @@ class XmlbifReader {
     add_foreign_parents(p_, head, given);
     if (head->category == orv_category_decision) return;  // informational links only
     if (!table) p_.fatal(format_message("definition of `%s' without `TABLE'", node_name(head)).c_str(), orv_error_parse);
-    orv_table_s *t = foreign_table(p_, head);
+    orv_table_s *t = foreign_table(p_, head, given);
     Vector<orv_node_s *> order(given);
     if (head->category != orv_category_utility) order.push_back(head);
     locate(xmlGetLineNo(table));
