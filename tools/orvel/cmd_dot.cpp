@@ -29,8 +29,12 @@ constexpr int kBarWidth = 60;
 std::string quoted(const std::string &text) {
   std::string out = "\"";
   for (const char c : text) {
+    if (c == '\n') {
+      out += "\\n";
+      continue;
+    }
     if (c == '"' || c == '\\') out += '\\';
-    out += c == '\n' ? ' ' : c;
+    out += c;
   }
   return out + "\"";
 }
@@ -85,9 +89,13 @@ std::string belief_label(orv_node_t n) {
       const int width = static_cast<int>(std::lround(std::fmin(std::fmax(belief, 0.0), 1.0) * kBarWidth));
       label += "<TR><TD ALIGN=\"LEFT\"><FONT POINT-SIZE=\"9\">" + html(orv_node_get_state_label(n, s)) +
                "</FONT></TD><TD ALIGN=\"LEFT\" WIDTH=\"" + std::to_string(kBarWidth) + "\">";
+      // A filled cell and an empty one side by side keep the bar left-aligned.
+      label += "<TABLE BORDER=\"0\" CELLPADDING=\"0\" CELLSPACING=\"0\"><TR>";
       if (width > 0)
-        label += "<TABLE BORDER=\"0\" CELLPADDING=\"0\" CELLSPACING=\"0\"><TR><TD BGCOLOR=\"#4a7ebb\" WIDTH=\"" +
-                 std::to_string(width) + "\" HEIGHT=\"8\" FIXEDSIZE=\"TRUE\"></TD></TR></TABLE>";
+        label += "<TD BGCOLOR=\"#4a7ebb\" WIDTH=\"" + std::to_string(width) + "\" HEIGHT=\"8\" FIXEDSIZE=\"TRUE\"></TD>";
+      if (width < kBarWidth)
+        label += "<TD WIDTH=\"" + std::to_string(kBarWidth - width) + "\" HEIGHT=\"8\" FIXEDSIZE=\"TRUE\"></TD>";
+      label += "</TR></TABLE>";
       label += "</TD><TD ALIGN=\"RIGHT\"><FONT POINT-SIZE=\"9\">" + number("%.3f", belief) + "</FONT></TD></TR>";
     }
   }
