@@ -1,5 +1,5 @@
-// Building a domain from a foreign format through the ordinary operations,
-// and the parse driver shared by the BIF, XMLBIF and UAI readers.
+// Building a domain from a foreign format (BIF, XMLBIF, UAI) through the
+// ordinary operations, with failures reported as parse messages.
 #include "formats/foreign_build.h"
 
 #include <cassert>
@@ -9,7 +9,6 @@
 #include "formats/net_reader.h"
 #include "model/node_ops.h"
 #include "runtime/error.h"
-#include "runtime/files.h"
 #include "model/node_list.h"
 #include "tables/table.h"
 
@@ -120,47 +119,6 @@ void fill_foreign_table(ParseData &p, orv_table_s *t, const Vector<orv_node_s *>
 
 void check_probability(ParseData &p, double value) {
   if (value < 0) p.report("<number> must be nonnegative");
-}
-
-orv_domain_s *run_foreign_parse(std::FILE *stream, const char *text, ForeignBody body,
-                                orv_error_handler_t handler, void *data) {
-  CLocale locale;
-  ParseData p(stream, text, handler, data);
-  Owned<orv_domain_s> d(make<orv_domain_s>());
-  p.domain = d.get();
-  orv_error_t code = orv_error_none;
-  try {
-    try {
-      body(p, d.get());
-    } catch (const std::bad_alloc &) {
-      p.fatal("out-of-memory", orv_error_no_memory);
-    } catch (const Failure &f) {
-      report_api_error(p, f.code);
-    }
-  } catch (const ParseAbort &abort) {
-    code = abort.code;
-  }
-  if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
-  if (code != orv_error_none) fail(code);
-  _orv_reverse_node_and_table_lists(d.get());
-  set_error(orv_error_none);
-  return d.release();
-}
-
-orv_domain_s *run_foreign_parse_file(const char *name, ForeignBody body, orv_error_handler_t handler, void *data) {
-  String file_name(name);
-  std::FILE *file = _orv_open_file(name, "r");
-  if (!file) fail(orv_error_io);
-  Owned<orv_domain_s> d;
-  try {
-    d.reset(run_foreign_parse(file, nullptr, body, handler, data));
-  } catch (...) {
-    std::fclose(file);
-    throw;
-  }
-  if (std::fclose(file) != 0) fail(orv_error_io);
-  d->file_name.swap(file_name);
-  return d.release();
 }
 
 String leading_word(const char *text) {

@@ -1,6 +1,6 @@
 // Shared pieces of the BIF, XMLBIF and UAI readers: building nodes, links and
 // tables through the ordinary operations with failures reported as parse
-// messages, and running one parse from a file or from text in memory.
+// messages.
 #pragma once
 
 #include <cstddef>
@@ -35,16 +35,6 @@ void check_probability(ParseData &p, double value);
 
 // Product of the state counts of the nodes (kSizeSentinel on overflow).
 std::size_t configuration_count(const Vector<orv_node_s *> &nodes);
-
-// Runs `body(p, d)` on a new domain, reading from the stream or the text, and
-// returns the domain, or throws Failure with the first cause (parse when a
-// message was counted). Locations are lines for a stream, offsets for text.
-using ForeignBody = void (*)(ParseData &p, orv_domain_s *d);
-orv_domain_s *run_foreign_parse(std::FILE *stream, const char *text, ForeignBody body,
-                                orv_error_handler_t handler, void *data);
-
-// Opens the file, runs the parse and records the file name in the domain.
-orv_domain_s *run_foreign_parse_file(const char *name, ForeignBody body, orv_error_handler_t handler, void *data);
 
 // The first word of text after white space (letters only, at most 15 characters).
 String leading_word(const char *text);

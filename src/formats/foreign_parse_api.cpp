@@ -6,6 +6,7 @@
 
 #include "formats/foreign_build.h"
 #include "formats/formats_api.h"
+#include "formats/parse_driver.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -43,12 +44,12 @@ bool is_xml_text(const char *text) {
   return *text == '<';
 }
 
-orv_domain_t parse_argument(const char *argument, bool (*is_text)(const char *), ForeignBody body,
+orv_domain_t parse_argument(const char *argument, bool (*is_text)(const char *), ParseBody body,
                             orv_error_handler_t handler, void *data) {
   if (!argument) return usage<orv_domain_t>(nullptr);
   return guarded<orv_domain_t>(nullptr, [&] {
-    return is_text(argument) ? run_foreign_parse(nullptr, argument, body, handler, data)
-                             : run_foreign_parse_file(argument, body, handler, data);
+    return is_text(argument) ? run_parse(nullptr, argument, body, handler, data)
+                             : run_parse_file(argument, body, handler, data);
   });
 }
 
