@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 # Reuse object files across build trees and checkouts when ccache is installed.
 LAUNCHER := $(if $(shell command -v ccache),-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all build demo test test-asan test-tsan bench fuzz-net api-status clean
+.PHONY: all build demo test test-asan test-tsan bench fuzz fuzz-net install api-status clean
 
 all: build
 
@@ -12,8 +12,11 @@ build:
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(LAUNCHER)
 	cmake --build $(BUILD) -j $(JOBS)
 
-# The main job: query a network with evidence and show the beliefs.
-demo: build
+# The main job: query a network with evidence and show the beliefs. Builds
+# only the library and the orvel command, not the tests.
+demo:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(LAUNCHER)
+	cmake --build $(BUILD) -j $(JOBS) --target orvel_cli
 	$(BUILD)/bin/orvel query data/networks/asia.net -e smoke=yes -e xray=yes
 
 test: build
@@ -34,16 +37,20 @@ test-tsan:
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R 'Parallel|Thread'
 
-# Fuzzes the NET reader (libFuzzer, ASan + UBSan, clang) for FUZZ_SECONDS,
-# seeded with the committed corpus; new inputs collect in build-fuzz/corpus-net.
+# Fuzzes a reader (libFuzzer, ASan + UBSan, clang) for FUZZ_SECONDS, seeded
+# with the committed corpus: `make fuzz-net`, or FUZZ_TARGET=bif|xmlbif|uai
+# with `make fuzz`; new inputs collect in build-fuzz/corpus-<target>.
 FUZZ_SECONDS ?= 600
-fuzz-net:
+FUZZ_TARGET ?= net
+fuzz-net: FUZZ_TARGET = net
+fuzz-net: fuzz
+fuzz:
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DORVEL_SANITIZE=ON -DORVEL_FUZZ=ON -DBUILD_TESTING=OFF
-	cmake --build build-fuzz -j $(JOBS) --target net_fuzzer
-	mkdir -p build-fuzz/corpus-net
-	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/net_fuzzer -max_total_time=$(FUZZ_SECONDS) \
-	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-net fuzz/corpus/net
+	cmake --build build-fuzz -j $(JOBS) --target $(FUZZ_TARGET)_fuzzer
+	mkdir -p build-fuzz/corpus-$(FUZZ_TARGET)
+	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/$(FUZZ_TARGET)_fuzzer -max_total_time=$(FUZZ_SECONDS) \
+	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-$(FUZZ_TARGET) fuzz/corpus/$(FUZZ_TARGET)
 
 # Benchmarks (Release); pass options with BENCH_ARGS, e.g.
 # BENCH_ARGS='--benchmark_filter=Multiply --benchmark_min_time=0.01'.
@@ -54,6 +61,12 @@ bench:
 	for program in build-bench/bench/*_bench; do \
 	  case $$program in */inference_bench) extra=--results=bench/RESULTS.md ;; *) extra= ;; esac; \
 	  $$program $(BENCH_ARGS) $$extra || exit 1; done
+
+# Installs the header, library, command, man page, CMake package and orvel.pc
+# under PREFIX (default /usr/local).
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
 
 clean:
 	rm -rf $(BUILD) build-asan build-tsan build-bench build-fuzz

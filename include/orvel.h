@@ -649,6 +649,37 @@ ORV_API orv_table_t orv_node_get_fading_table(orv_node_t node);
 ORV_API int orv_node_has_fading_table(orv_node_t node);
 
 /* ======================================================================
+ * Exact NET writing and the BIF, XMLBIF and UAI formats
+ * ====================================================================== */
+/* As orv_domain_to_net_string and orv_domain_save_as_net, but every number
+ * is written with 17 significant digits ("%.17G"), so that reading the text
+ * back gives bit-identical tables. Errors: as the plain forms. */
+ORV_API char *orv_domain_to_net_string_exact(orv_domain_t domain);
+ORV_API orv_status_t orv_domain_save_as_net_exact(orv_domain_t domain, const char *file_name);
+/* Parse a domain of discrete chance nodes from BIF, from XMLBIF (decision
+ * and utility variables included) or from a UAI BAYES network (variables
+ * named X0, X1, ... with states 0, 1, ...). The argument is the text itself
+ * when it begins like such text ("network"/"variable" for BIF, "<" for
+ * XMLBIF, "BAYES"/"MARKOV" for UAI), else a file name. Messages go to the
+ * handler as for orv_net_parse_domain (line numbers for files, character
+ * offsets for text). The caller deletes the domain. Errors: usage, io,
+ * parse, twice, invalid_name, cyclic_network, size_too_large, no_memory,
+ * locale. */
+ORV_API orv_domain_t orv_bif_parse_domain(const char *file_name_or_text, orv_error_handler_t handler,
+                                         void *data);
+ORV_API orv_domain_t orv_xmlbif_parse_domain(const char *file_name_or_text, orv_error_handler_t handler,
+                                            void *data);
+ORV_API orv_domain_t orv_uai_parse_domain(const char *file_name_or_text, orv_error_handler_t handler,
+                                         void *data);
+/* The domain as BIF text (numbers in the shortest form that reads back
+ * exactly); the caller frees it with free(). Only discrete chance nodes can
+ * be written: any other node gives usage. Errors: usage, no_memory, locale. */
+ORV_API char *orv_domain_to_bif_string(orv_domain_t domain);
+/* Writes the domain as BIF into the file and records the file name in the
+ * domain. Errors: usage (as above), io, no_memory, locale. */
+ORV_API orv_status_t orv_domain_save_as_bif(orv_domain_t domain, const char *file_name);
+
+/* ======================================================================
  * Compilation: moralization and triangulation
  * ====================================================================== */
 /* Moralizes and triangulates the domain with method 15-18 or 20 (best
@@ -728,6 +759,14 @@ ORV_API orv_clique_t orv_node_get_conflict_clique(orv_node_t node);
  * and the same over CG sizes. Errors: usage, size_too_large. */
 ORV_API size_t orv_jt_get_total_size(orv_junction_tree_t tree);
 ORV_API size_t orv_jt_get_total_cg_size(orv_junction_tree_t tree);
+/* What compiling the triangulated (not yet compiled) domain will allocate,
+ * computed from its cliques and separators without allocating tables: the
+ * number of clique table entries and of separator table entries (utility
+ * tables included) and the bytes of all table data and propagation buffers.
+ * Any output pointer may be NULL. Errors: usage (null, class, not
+ * triangulated or already compiled), size_too_large (a sum overflows). */
+ORV_API orv_status_t orv_domain_estimate_compilation(orv_domain_t domain, size_t *clique_entries,
+                                                     size_t *separator_entries, size_t *bytes);
 
 
 /* ======================================================================

@@ -12,6 +12,9 @@ command -v nm >/dev/null || need+=(binutils)
 command -v javac >/dev/null || need+=(openjdk-17-jdk-headless)
 command -v python3 >/dev/null || need+=(python3)
 command -v ccache >/dev/null || need+=(ccache)
+[ -f /usr/include/libxml2/libxml/parser.h ] || need+=(libxml2-dev)
+command -v pkg-config >/dev/null || need+=(pkgconf)
+command -v dot >/dev/null || need+=(graphviz)
 if [ ${#need[@]} -gt 0 ]; then
   echo "installing: ${need[*]}"
   SUDO=""

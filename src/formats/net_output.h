@@ -23,11 +23,16 @@ class NetOutput {
   void put_char(char c) { put(&c, 1); }
   // printf-style append (numbers, sizes).
   void format(const char *format, ...) __attribute__((format(printf, 2, 3)));
+  // A number in the given printf format, or with 17 significant digits
+  // ("%.17G", which reads back to the same double) when writing exactly.
+  void number(const char *format, double value) { this->format(exact ? "%.17G" : format, value); }
   // A double-quoted string with escapes.
   void put_quoted(const char *text);
 
   // The memory text (NUL-terminated, never null); ownership passes to the caller.
   char *release_text();
+
+  bool exact = false;
 
  private:
   std::FILE *stream_ = nullptr;

@@ -4,6 +4,7 @@
 
 #include "formats/net_parse.h"
 #include "formats/net_reader.h"
+#include "formats/parse_driver.h"
 #include "model/node.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
@@ -14,53 +15,23 @@ void legacy_adapter(size_t location, const char *message, void *data);
 
 namespace {
 
-// Runs one parse of a domain from a stream or a text; null on failure with
-// the first cause as the error code.
-orv_domain_s *parse_domain(std::FILE *stream, const char *text, orv_error_handler_t handler, void *data) {
-  CLocale locale;
-  ParseData p(stream, text, handler, data);
-  Owned<orv_domain_s> d(make<orv_domain_s>());
-  p.domain = d.get();
-  orv_error_t code = orv_error_none;
-  try {
-    try {
-      if (starts_like_old_format(p)) {
-        p.get_token = get_old_token;
-        parse_old_net(p, d.get());
-      } else {
-        p.get_token = get_new_token;
-        NetReader(p, d.get()).parse_body();
-      }
-    } catch (const std::bad_alloc &) {
-      p.fatal("out-of-memory", orv_error_no_memory);
-    } catch (const Failure &f) {
-      report_api_error(p, f.code);
-    }
-  } catch (const ParseAbort &abort) {
-    code = abort.code;
+// The NET body: the old or the new format, told by how the input begins.
+void parse_net_body(ParseData &p, orv_domain_s *d) {
+  if (starts_like_old_format(p)) {
+    p.get_token = get_old_token;
+    parse_old_net(p, d);
+  } else {
+    p.get_token = get_new_token;
+    NetReader(p, d).parse_body();
   }
-  if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
-  if (code != orv_error_none) fail(code);
-  _orv_reverse_node_and_table_lists(d.get());
-  set_error(orv_error_none);
-  return d.release();
+}
+
+orv_domain_s *parse_domain(std::FILE *stream, const char *text, orv_error_handler_t handler, void *data) {
+  return run_parse(stream, text, parse_net_body, handler, data);
 }
 
 orv_domain_s *parse_file(const char *name, orv_error_handler_t handler, void *data) {
-  String file_name(name);
-  std::FILE *file = _orv_open_file(name, "r");
-  if (!file) fail(orv_error_io);
-  Owned<orv_domain_s> d;
-  try {
-    d.reset(parse_domain(file, nullptr, handler, data));
-  } catch (...) {
-    std::fclose(file);
-    throw;
-  }
-  const bool read_failed = std::ferror(file) != 0;  // e.g. a directory reads as an early end
-  if (std::fclose(file) != 0 || read_failed) fail(orv_error_io);
-  d->file_name.swap(file_name);
-  return d.release();
+  return run_parse_file(name, parse_net_body, handler, data);
 }
 
 }  // namespace

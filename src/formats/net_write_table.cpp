@@ -17,7 +17,7 @@ void write_state_value(NetOutput &out, double value) {
   } else if (value <= -DBL_MAX) {
     out.put("-infinity");
   } else {
-    out.format("%.8G", value);
+    out.number("%.8G", value);
   }
 }
 
@@ -113,14 +113,14 @@ class TableWriter {
 
   void value(std::size_t index) {
     if (t_->continuous_count == 0) {
-      out_.format("%G", t_->data[index]);
+      out_.number("%G", t_->data[index]);
       return;
     }
     const double *block = t_->cg_data + index * t_->block_size;
     out_.put("normal ( ");
     bool written = false;
     if (block[cg_vector_index(0)] != 0) {
-      out_.format("%.8G", block[cg_vector_index(0)]);
+      out_.number("%.8G", block[cg_vector_index(0)]);
       written = true;
     }
     for (std::size_t i = 1; i < t_->continuous_count; ++i) {
@@ -132,7 +132,7 @@ class TableWriter {
         out_.put(written ? " - " : "-");
       }
       if (std::fabs(beta) != 1) {
-        out_.format("%.8G", std::fabs(beta));
+        out_.number("%.8G", std::fabs(beta));
         out_.put(" * ");
       }
       out_.put(node_name(t_->nodes[t_->discrete_count + i]));
@@ -140,7 +140,7 @@ class TableWriter {
     }
     if (!written) out_.put("0");
     out_.put(", ");
-    out_.format("%.8G", block[cg_matrix_index(0, 0)]);
+    out_.number("%.8G", block[cg_matrix_index(0, 0)]);
     out_.put(" )");
   }
 

@@ -22,6 +22,13 @@ extern const NetLayout kClassLayout;
 // Writes the whole domain. Throws Failure or bad_alloc; run under the C locale.
 void write_domain_net(NetOutput &out, orv_domain_s *d);
 
+// Writes a domain into a file (recording the file name in the domain on
+// success) or into new text, with the given writer, under the C locale.
+// `exact` writes numbers with 17 significant digits.
+using DomainWriter = void (*)(NetOutput &out, orv_domain_s *d);
+void save_domain_file(orv_domain_s *d, const char *file_name, bool exact, DomainWriter write);
+char *domain_text(orv_domain_s *d, bool exact, DomainWriter write);
+
 // Table data ending in ";", the last row comment and a newline.
 void write_table(NetOutput &out, orv_table_s *t, const NetLayout &layout);
 // Whether write_table puts the data on the line of its attribute.

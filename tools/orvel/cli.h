@@ -48,7 +48,15 @@ class Args {
   std::size_t next_ = 0;
 };
 
-// A domain read from a NET file, deleted on scope exit.
+// "NODE=VALUE" split at the first "="; a usage error naming the option otherwise.
+std::pair<std::string, std::string> split_assignment(const std::string &text, const char *option);
+
+// Network file formats, told by the file name's extension (.bif, .xml or
+// .xmlbif, .uai; anything else is NET).
+enum class Format { net, bif, xmlbif, uai };
+Format format_of(const std::string &path);
+
+// A domain read from a network file (format by extension), deleted on scope exit.
 class Network {
  public:
   explicit Network(const std::string &path);
@@ -78,5 +86,6 @@ int run_info(Args &args);
 int run_query(Args &args);
 int run_compile(Args &args);
 int run_convert(Args &args);
+int run_dot(Args &args);
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// The orvel command: inspect, query, compile and convert NET networks.
+// The orvel command: inspect, query, compile, convert and draw networks.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -14,7 +14,8 @@ constexpr const char *kUsage =
     "  info NET                      nodes, states and links; cliques after compilation\n"
     "  query NET [options]           enter evidence, propagate and print beliefs\n"
     "  compile NET [options]         triangulate, compile and write the compilation log\n"
-    "  convert IN.net OUT.net        read a network and write it back in canonical layout\n"
+    "  convert IN OUT [--exact]      read a network (NET, BIF, XMLBIF, UAI), write NET or BIF\n"
+    "  dot NET [options]             Graphviz picture of the network or its junction forest\n"
     "\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
@@ -23,6 +24,7 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "query") return cli::run_query(args);
   if (command == "compile") return cli::run_compile(args);
   if (command == "convert") return cli::run_convert(args);
+  if (command == "dot") return cli::run_dot(args);
   cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
 }
 

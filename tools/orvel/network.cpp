@@ -1,6 +1,7 @@
-// Loading a network for a command, with parse messages as file:line: text.
+// Loading a network (NET, BIF, XMLBIF or UAI) for a command, with parse messages as file:line: text.
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 
@@ -26,6 +27,16 @@ void collect_message(size_t line, const char *message, void *data) {
 
 }  // namespace
 
+Format format_of(const std::string &path) {
+  const auto dot = path.find_last_of('.');
+  std::string extension = dot == std::string::npos ? "" : path.substr(dot + 1);
+  for (char &c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension == "bif") return Format::bif;
+  if (extension == "xml" || extension == "xmlbif") return Format::xmlbif;
+  if (extension == "uai") return Format::uai;
+  return Format::net;
+}
+
 Network::Network(const std::string &path) : path_(path) {
   struct stat info;
   if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) failure("cannot read '" + path + "': is a directory");
@@ -37,7 +48,12 @@ Network::Network(const std::string &path) : path_(path) {
   std::fclose(probe);
   if (unreadable) failure("cannot read '" + path + "': " + std::strerror(reason));
   ParseMessages messages{path, {}, {}};
-  domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages);
+  switch (format_of(path)) {
+    case Format::bif: domain_ = orv_bif_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::xmlbif: domain_ = orv_xmlbif_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::uai: domain_ = orv_uai_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::net: domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages); break;
+  }
   for (const auto &w : messages.warnings) std::fprintf(stderr, "%s\n", w.c_str());
   if (!domain_) {
     if (!messages.first_error.empty()) failure(messages.first_error);
