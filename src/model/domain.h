@@ -79,7 +79,10 @@ struct orv_domain_s : orv::Tagged {
   orv::Owned<orv::Attachment> graph_cache;
   orv::Owned<orv::InformationCache> information_cache;
 
-  // Compilation settings and state.
+  // Compilation settings and state: the limits of the exact total-weight
+  // search per prime component (0 = no limit).
+  std::size_t max_separators = 50000;
+  std::size_t max_separator_size = 0;
 
   // Evidence and propagation state.
 
