@@ -45,6 +45,16 @@ struct Strategy {
 constexpr Strategy kStrategies[] = {{0.0, false}, {0.5, false}, {1.0, false}, {0.0, true},
                                     {2.0, false}, {0.25, false}, {0.5, true}, {4.0, false}};
 
+// What the search saw: every minimal separator, or why it stopped counting.
+void log_separator_count(std::FILE *log, orv_domain_s *d, const ExactResult &exact, const SearchLimits &limits) {
+  if (exact.counted)
+    log_printf(log, "    %s minimal separators", _orv_print_size(d, exact.separators));
+  else if (limits.max_separators != 0 && exact.separators > limits.max_separators)
+    log_printf(log, "    more than %s minimal separators", _orv_print_size(d, limits.max_separators));
+  else
+    log_printf(log, "    a minimal separator larger than %s", _orv_print_size(d, limits.max_separator_size));
+}
+
 }  // namespace
 
 ComponentTriangulation randomized_greedy(const Fragment &g, std::uint64_t seed, std::size_t runs,
@@ -107,17 +117,16 @@ ComponentTriangulation triangulate_by_total_weight(const Fragment &g, std::FILE 
   ComponentTriangulation greedy = try_all_greedy_methods(g, nullptr);
   ExactResult exact = minimum_weight_triangulation(g, limits);
   if (exact.found && !admits_strong_order(g, exact.best.cliques)) exact.found = false;  // keeps the cliques
-  const char *count_prefix = exact.counted ? "" : "more than ";
-  const char *separators = _orv_print_size(g.domain, exact.separators - (exact.counted ? 0 : 1));
   ComponentTriangulation result;
   if (exact.found) {
-    log_printf(log, "    %s minimal separators, exact search: total weight %s\n", separators,
-               cost_text(g.domain, exact.best.cost));
+    log_separator_count(log, g.domain, exact, limits);
+    log_printf(log, ", exact search: total weight %s\n", cost_text(g.domain, exact.best.cost));
     result = exact.best.cost <= greedy.cost ? std::move(exact.best) : std::move(greedy);
   } else {
     ComponentTriangulation randomized = randomized_greedy(g, kSeed, kRandomRuns, kWorkBudget);
-    log_printf(log, "    %s%s minimal separators, %s: best greedy %s, randomized greedy %s\n", count_prefix,
-               separators, exact.best.cliques.empty() ? "beyond the limits" : "no strong exact optimum",
+    log_separator_count(log, g.domain, exact, limits);
+    log_printf(log, ", %s: best greedy %s, randomized greedy %s\n",
+               exact.best.cliques.empty() ? "beyond the limits" : "no strong exact optimum",
                cost_text(g.domain, greedy.cost), cost_text(g.domain, randomized.cost));
     result = randomized.cost < greedy.cost ? std::move(randomized) : std::move(greedy);
   }

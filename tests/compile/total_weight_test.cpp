@@ -10,7 +10,11 @@
 #include <set>
 
 #include "compile/fragment_builder.h"
+#include "compile/network_builder.h"
 #include "compile/total_weight.h"
+#include "runtime/error.h"
+#include "support/contract_sweep.h"
+#include "support/fault_injection.h"
 #include "support/triangulation_oracle.h"
 
 namespace orv {
@@ -160,6 +164,84 @@ TEST(TotalWeight, ContinuousVerticesGoFirst) {
     EXPECT_TRUE(admits_strong_order(mixed, randomized.cliques)) << trial;
     EXPECT_GE(randomized.cost, brute_force_minimum(mixed)) << trial;
   }
+}
+
+// Through the public API: random domains against brute force over the whole
+// moral graph, the limits as settings, and the randomized series when the
+// limits refuse the exact search.
+TEST(TotalWeightMethod, RandomDomainsReachTheBestEliminationOrder) {
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    auto d = test::new_domain();
+    test::random_network(d.get(), seed, 8, 3, 3);
+    ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_total_weight), orv_error_none) << seed;
+    EXPECT_EQ(test::check_domain(d.get()), "") << seed;
+    const CompiledDomain &state = *compiled_domain(d.get());
+    EXPECT_EQ(state.cost, brute_force_minimum(state.moral_graph)) << seed;
+    EXPECT_EQ(weight_of(state.moral_graph, state.cliques), state.cost) << seed;
+  }
+}
+
+TEST(TotalWeightMethod, SeparatorLimitsAreDomainSettings) {
+  auto d = test::new_domain();
+  orv_node_t a = test::add_states(d.get(), "A", 2);
+  EXPECT_EQ(orv_domain_get_max_number_of_separators(d.get()), 50000u);
+  EXPECT_EQ(orv_domain_get_max_separator_size(d.get()), 0u);
+  const orv_domain_t wrong = reinterpret_cast<orv_domain_t>(a);
+  test::expect_usage_calls(
+      {{"set count null", [] { return orv_domain_set_max_number_of_separators(nullptr, 5) == orv_error_usage; }},
+       {"get count node", [&] { return orv_domain_get_max_number_of_separators(wrong) == static_cast<size_t>(-1); }},
+       {"set size node", [&] { return orv_domain_set_max_separator_size(wrong, 5) == orv_error_usage; }},
+       {"get size null", [] { return orv_domain_get_max_separator_size(nullptr) == static_cast<size_t>(-1); }}},
+      [&] { return orv_domain_get_max_separator_size(d.get()) == 0; });
+  ASSERT_EQ(orv_domain_set_max_number_of_separators(d.get(), 7), orv_error_none);
+  ASSERT_EQ(orv_domain_set_max_separator_size(d.get(), 3), orv_error_none);
+  EXPECT_EQ(orv_domain_get_max_number_of_separators(d.get()), 7u);
+  EXPECT_EQ(orv_domain_get_max_separator_size(d.get()), 3u);
+}
+
+// Binary nodes A..F in a chain with F also a child of A: marrying A and E
+// leaves a chordless cycle of five, whose triangulations have three cliques of 8.
+void build_cycle(orv_domain_t d) {
+  orv_node_t v[6];
+  const char *names[] = {"A", "B", "C", "D", "E", "F"};
+  for (int i = 0; i < 6; ++i) v[i] = test::add_states(d, names[i], 2);
+  for (int i = 0; i + 1 < 6; ++i) test::link(v[i], v[i + 1]);
+  test::link(v[0], v[5]);
+}
+
+TEST(TotalWeightMethod, LimitsChooseBetweenExactAndFallbackInTheLog) {
+  auto d = test::new_domain();
+  build_cycle(d.get());
+  const std::string exact =
+      test::capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_total_weight), 0); });
+  EXPECT_NE(exact.find("\n    Using the total weight method for triangulation\n\n"
+                       "    5 minimal separators, exact search: total weight 24\n"),
+            std::string::npos)
+      << exact;
+  EXPECT_NE(exact.find("Total cost of triangulation for all prime components is 32\n"), std::string::npos);
+  uncompile(d.get());
+  const std::pair<size_t, const char *> limits[] = {{2, "more than 2 minimal separators"},
+                                                    {0, "a minimal separator larger than 1"}};
+  for (auto [count, text] : limits) {
+    ASSERT_EQ(orv_domain_set_max_number_of_separators(d.get(), count), orv_error_none);
+    ASSERT_EQ(orv_domain_set_max_separator_size(d.get(), count ? 0 : 1), orv_error_none);
+    const std::string fallback =
+        test::capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_total_weight), 0); });
+    EXPECT_NE(fallback.find(std::string("    ") + text + ", beyond the limits: best greedy 24, randomized greedy 24\n"),
+              std::string::npos)
+        << fallback;
+    EXPECT_EQ(test::check_domain(d.get()), "");
+    uncompile(d.get());
+  }
+}
+
+TEST(TotalWeightMethod, AllocationFailuresInTheRandomizedSeriesAreReported) {
+  std::mt19937 rng(2);
+  const Fragment g = random_graph(rng, 9, 0.3);
+  const auto clean = test::expect_no_memory_sweep(
+      "randomized", [&] { return guarded_status([&] { randomized_greedy(g, 1, 3, std::size_t{1} << 40); }); },
+      [] {});
+  EXPECT_EQ(clean.result, orv_error_none);
 }
 
 }  // namespace

@@ -11,17 +11,7 @@ constexpr const char *kHelp =
     "usage: orvel compile NET [--method METHOD] [--log FILE]\n"
     "Triangulates and compiles the network and writes the compilation log to FILE\n"
     "(standard output when FILE is '-' or not given).\n"
-    "METHOD: clique-size, clique-weight, fill-in-size, fill-in-weight, best-greedy (default)\n";
-
-orv_triangulation_method_t method_named(const std::string &name) {
-  if (name == "clique-size") return orv_tm_clique_size;
-  if (name == "clique-weight") return orv_tm_clique_weight;
-  if (name == "fill-in-size") return orv_tm_fill_in_size;
-  if (name == "fill-in-weight") return orv_tm_fill_in_weight;
-  if (name == "total-weight") return orv_tm_total_weight;
-  if (name == "best-greedy") return orv_tm_best_greedy;
-  usage_error("unknown triangulation method '" + name + "' (try --help)");
-}
+    "METHOD: " METHOD_NAMES "\n";
 
 }  // namespace
 
