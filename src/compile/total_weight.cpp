@@ -16,7 +16,7 @@ namespace {
 // The randomized series: a fixed number of runs, cut short by a work budget
 // (neighbourhood visits, a deterministic stand-in for a time bound) of about
 // ten seconds on a current machine.
-constexpr std::size_t kRandomRuns = 400;
+constexpr std::size_t kRandomRuns = 4000;
 constexpr std::size_t kWorkBudget = std::size_t{4} << 30;
 constexpr std::uint64_t kSeed = 0x5eed19u;
 // Potential maximal cliques kept per allowed separator.
@@ -37,13 +37,35 @@ SearchLimits limits_of(const orv_domain_s *d) {
   return limits;
 }
 
-// Picking strategies the randomized series cycles through.
+// Picking strategies the randomized series cycles through: on the standard
+// networks, weighted fill-in with some slack finds the cheapest runs, and a
+// wide clique-weight window adds different cliques for the recombination.
 struct Strategy {
   double slack;
   bool by_fill;
 };
-constexpr Strategy kStrategies[] = {{0.0, false}, {0.5, false}, {1.0, false}, {0.0, true},
-                                    {2.0, false}, {0.25, false}, {0.5, true}, {4.0, false}};
+constexpr Strategy kStrategies[] = {{0.0, true}, {0.25, true}, {0.5, true}, {1.0, true},
+                                    {2.0, true}, {4.0, false}, {0.5, true}, {1.0, true}};
+
+// The randomized series, then the best recombination of the cliques of all
+// its runs that are potential maximal cliques (the runs that kept redundant
+// fill-ins for a strong order contribute cliques that may not be).
+ComponentTriangulation recombined_greedy(const Fragment &g) {
+  const BitGraph bits(g);
+  SetPool seen(bits.rows().words), potential(bits.rows().words);
+  ComponentTriangulation best = randomized_greedy(g, kSeed, kRandomRuns, kWorkBudget, &seen);
+  Vector<Word> all(bits.rows().words, 0);
+  for (Vertex v = 0; v < g.size(); ++v) Rows::set(all.data(), v);
+  CliqueTest is_potential(bits);
+  for (std::size_t i = 0; i < seen.size(); ++i) {
+    bool added = false;
+    if (is_potential(seen[i], all.data())) potential.insert(seen[i], added);
+  }
+  ComponentTriangulation combined = best_combination(g, bits, potential);
+  if (!combined.cliques.empty() && combined.cost < best.cost && admits_strong_order(g, combined.cliques))
+    best = std::move(combined);
+  return best;
+}
 
 // What the search saw: every minimal separator, or why it stopped counting.
 void log_separator_count(std::FILE *log, orv_domain_s *d, const ExactResult &exact, const SearchLimits &limits) {
@@ -58,7 +80,9 @@ void log_separator_count(std::FILE *log, orv_domain_s *d, const ExactResult &exa
 }  // namespace
 
 ComponentTriangulation randomized_greedy(const Fragment &g, std::uint64_t seed, std::size_t runs,
-                                         std::size_t work_budget) {
+                                         std::size_t work_budget, SetPool *seen) {
+  const Rows rows{(g.size() + 63) / 64};
+  Vector<Word> row(rows.words);
   ComponentTriangulation best;
   best.cost = std::numeric_limits<double>::infinity();
   std::size_t work = 0;
@@ -72,6 +96,12 @@ ComponentTriangulation randomized_greedy(const Fragment &g, std::uint64_t seed, 
     Vector<VertexList> cliques = _orv_remove_redundant_fill_ins(g, eliminated, nullptr);
     // Thinning can lose the strong order of a component with both kinds.
     if (!admits_strong_order(g, cliques)) cliques = std::move(whole);
+    for (const VertexList &clique : seen ? cliques : Vector<VertexList>{}) {
+      rows.clear(row.data());
+      for (Vertex v : clique) Rows::set(row.data(), v);
+      bool added = false;
+      seen->insert(row.data(), added);
+    }
     const double cost = total_weight(g, cliques);
     if (cost < best.cost) {
       best.cliques = std::move(cliques);
@@ -123,7 +153,7 @@ ComponentTriangulation triangulate_by_total_weight(const Fragment &g, std::FILE 
     log_printf(log, ", exact search: total weight %s\n", cost_text(g.domain, exact.best.cost));
     result = exact.best.cost <= greedy.cost ? std::move(exact.best) : std::move(greedy);
   } else {
-    ComponentTriangulation randomized = randomized_greedy(g, kSeed, kRandomRuns, kWorkBudget);
+    ComponentTriangulation randomized = recombined_greedy(g);
     log_separator_count(log, g.domain, exact, limits);
     log_printf(log, ", %s: best greedy %s, randomized greedy %s\n",
                exact.best.cliques.empty() ? "beyond the limits" : "no strong exact optimum",

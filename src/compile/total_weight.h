@@ -23,12 +23,19 @@ struct ExactResult {
 };
 ExactResult minimum_weight_triangulation(const Fragment &g, const SearchLimits &limits);
 
+// The cheapest minimal triangulation whose cliques all come from the given
+// potential maximal cliques of g (rows of bits): the same programme over a
+// partial list, so it recombines the cliques of several triangulations.
+// Empty cliques (cost 0) when the list completes no triangulation.
+ComponentTriangulation best_combination(const Fragment &g, const BitGraph &bits, const SetPool &cliques);
+
 // Greedy eliminations that pick each next vertex at random among the
 // cheapest candidates (seeded, so repeatable), until `runs` runs or the work
 // budget (counted in neighbourhood visits) is spent. Cliques after redundant
-// fill-in removal; cost infinite when no run completed.
+// fill-in removal; cost infinite when no run completed. When `seen` is given
+// (rows as wide as g's BitGraph), the cliques of every run are added to it.
 ComponentTriangulation randomized_greedy(const Fragment &g, std::uint64_t seed, std::size_t runs,
-                                         std::size_t work_budget);
+                                         std::size_t work_budget, SetPool *seen = nullptr);
 
 // Whether the cliques (of g) can be produced by an elimination order that
 // removes every continuous vertex before any discrete one.

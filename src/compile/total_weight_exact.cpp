@@ -149,6 +149,10 @@ class Programme {
 
 }  // namespace
 
+ComponentTriangulation best_combination(const Fragment &g, const BitGraph &bits, const SetPool &cliques) {
+  return Programme(g, bits, cliques).solve();
+}
+
 ExactResult minimum_weight_triangulation(const Fragment &g, const SearchLimits &limits) {
   ExactResult result;
   const BitGraph bits(g);
