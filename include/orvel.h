@@ -559,7 +559,8 @@ ORV_API int orv_node_has_fading_table(orv_node_t node);
  * untriangulated. */
 ORV_API orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_method_t method);
 /* Method 19 searches a prime component exactly only when it has at most
- * this many minimal separators (default 50000; 0 = no limit). Errors: usage. */
+ * this many minimal separators (default 10000; 0 = no limit, which also
+ * lifts the bound on the time of the search). Errors: usage. */
 ORV_API orv_status_t orv_domain_set_max_number_of_separators(orv_domain_t domain, size_t count);
 /* The separator count limit of method 19; (size_t)-1 with usage. */
 ORV_API size_t orv_domain_get_max_number_of_separators(orv_domain_t domain);

@@ -114,8 +114,11 @@ bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limit
   bool added = false;
   out.insert(universe.data(), added);
 
+  std::size_t tests = 0;
   auto offer = [&](SetPool &cliques) {
-    if (cliques.find(candidate.data()) != kSizeSentinel || !is_pmc(candidate.data(), universe.data())) return true;
+    if (cliques.find(candidate.data()) != kSizeSentinel) return true;
+    if (!within_limit(++tests, limits.max_tests)) return false;
+    if (!is_pmc(candidate.data(), universe.data())) return true;
     cliques.insert(candidate.data(), added);
     return within_limit(cliques.size(), limits.max_cliques);
   };
@@ -125,6 +128,7 @@ bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limit
     std::swap(previous_cliques, out);
     out = SetPool(W);
     if (!list_minimal_separators(g, universe.data(), limits, current_separators)) return false;
+    tests += current_separators.size() * rows.count(universe.data());  // the cost of listing them
     for (std::size_t p = 0; p < previous_cliques.size(); ++p) {
       rows.copy(candidate.data(), previous_cliques[p]);
       if (!offer(out)) return false;

@@ -14,6 +14,9 @@ struct SearchLimits {
   std::size_t max_separators = 0;      // per graph
   std::size_t max_separator_size = 0;  // members of any one separator
   std::size_t max_cliques = 0;         // potential maximal cliques
+  // Candidate cliques tested, plus separators listed times graph size: a
+  // deterministic bound on the time of the whole listing.
+  std::size_t max_tests = 0;
 };
 
 // Lists the minimal separators of the subgraph induced by `universe` into

@@ -20,8 +20,11 @@ namespace {
 constexpr std::size_t kRandomRuns = 4000;
 constexpr std::size_t kWorkBudget = 70000000;
 constexpr std::uint64_t kSeed = 0x5eed19u;
-// Potential maximal cliques kept per allowed separator.
+// Potential maximal cliques kept, and candidates tested, per allowed
+// separator: the listing stays within seconds when the count is within the
+// limit (a component of two thousand separators takes well under a second).
 constexpr std::size_t kCliquesPerSeparator = 40;
+constexpr std::size_t kTestsPerSeparator = 200;
 
 double total_weight(const Fragment &g, const Vector<VertexList> &cliques) {
   double cost = 0.0;
@@ -35,6 +38,7 @@ SearchLimits limits_of(const orv_domain_s *d) {
   limits.max_separators = d->max_separators;
   limits.max_separator_size = d->max_separator_size;
   limits.max_cliques = size_multiply(d->max_separators, kCliquesPerSeparator);
+  limits.max_tests = size_multiply(d->max_separators, kTestsPerSeparator);
   return limits;
 }
 

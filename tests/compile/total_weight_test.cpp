@@ -184,7 +184,7 @@ TEST(TotalWeightMethod, RandomDomainsReachTheBestEliminationOrder) {
 TEST(TotalWeightMethod, SeparatorLimitsAreDomainSettings) {
   auto d = test::new_domain();
   orv_node_t a = test::add_states(d.get(), "A", 2);
-  EXPECT_EQ(orv_domain_get_max_number_of_separators(d.get()), 50000u);
+  EXPECT_EQ(orv_domain_get_max_number_of_separators(d.get()), 10000u);
   EXPECT_EQ(orv_domain_get_max_separator_size(d.get()), 0u);
   const orv_domain_t wrong = reinterpret_cast<orv_domain_t>(a);
   test::expect_usage_calls(

@@ -98,12 +98,18 @@ TEST(OrvelCommand, InfoCompileAndConvertWorkOnARealNetwork) {
   EXPECT_TRUE(contains(info.output, "links: 8")) << info.output;
   EXPECT_TRUE(contains(info.output, "junction trees: 1")) << info.output;
 
+  // Sizes of a triangulation without compiling it; a bad method is a usage error.
+  const Outcome sizes = orvel("info " + kAsia + " --method total-weight");
+  ASSERT_EQ(sizes.status, 0) << sizes.output;
+  EXPECT_TRUE(contains(sizes.output, "clique states: 40, total table size: 56")) << sizes.output;
+  EXPECT_EQ(orvel("info " + kAsia + " --method cheapest").status, 2);
+
   const std::string log = ::testing::TempDir() + "asia.log";
-  const Outcome compile = orvel("compile " + kAsia + " --method clique-size --log " + log);
+  const Outcome compile = orvel("compile " + kAsia + " --method total-weight --log " + log);
   ASSERT_EQ(compile.status, 0) << compile.output;
   std::ifstream in(log);
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_FALSE(text.empty());
+  EXPECT_TRUE(contains(text, "exact search: total weight")) << text;
 
   const std::string once = ::testing::TempDir() + "asia1.net", twice = ::testing::TempDir() + "asia2.net";
   ASSERT_EQ(orvel("convert " + kAsia + " " + once).status, 0);
