@@ -682,12 +682,26 @@ ORV_API orv_status_t orv_domain_save_as_bif(orv_domain_t domain, const char *fil
 /* ======================================================================
  * Compilation: moralization and triangulation
  * ====================================================================== */
-/* Moralizes and triangulates the domain with method 15-18 or 20 (best
- * greedy), leaving its cliques and elimination order. Method 19 is not
- * available and is refused like any other bad method. Errors: usage (null,
- * class, no discrete or continuous node, already triangulated, bad method),
- * io (log), no_memory; on failure the domain stays untriangulated. */
+/* Moralizes and triangulates the domain with method 15-20, leaving its
+ * cliques and elimination order. Method 19 (total weight) minimises the sum
+ * of the clique weights exactly for every prime component within the
+ * separator limits below, and otherwise by many seeded randomized greedy
+ * runs; it is never worse than best greedy (20) and deterministic. Errors:
+ * usage (null, class, no discrete or continuous node, already triangulated,
+ * bad method), io (log), no_memory; on failure the domain stays
+ * untriangulated. */
 ORV_API orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_method_t method);
+/* Method 19 searches a prime component exactly only when it has at most
+ * this many minimal separators (default 10000; 0 = no limit, which also
+ * lifts the bound on the time of the search). Errors: usage. */
+ORV_API orv_status_t orv_domain_set_max_number_of_separators(orv_domain_t domain, size_t count);
+/* The separator count limit of method 19; (size_t)-1 with usage. */
+ORV_API size_t orv_domain_get_max_number_of_separators(orv_domain_t domain);
+/* Method 19 searches a prime component exactly only when none of its minimal
+ * separators has more members than this (default 0 = no limit). Errors: usage. */
+ORV_API orv_status_t orv_domain_set_max_separator_size(orv_domain_t domain, size_t size);
+/* The separator size limit of method 19; (size_t)-1 with usage. */
+ORV_API size_t orv_domain_get_max_separator_size(orv_domain_t domain);
 /* Triangulates by eliminating the nodes in the given null-terminated order
  * (every discrete and continuous node once, continuous ones first). Errors:
  * usage, enumeration (invalid order), io, no_memory. */

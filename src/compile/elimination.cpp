@@ -234,6 +234,54 @@ Vector<EliminatedClique> eliminate_in_order(const Fragment &g, const VertexList 
   return keep_maximal(records, absorbed);
 }
 
+Vector<EliminatedClique> eliminate_randomly(const Fragment &g, RandomChoice &choice, std::size_t &work) {
+  Eliminator run(g, true, true, nullptr);
+  VertexList alive(g.size());
+  std::size_t continuous_left = 0;
+  for (Vertex v = 0; v < g.size(); ++v) alive[v] = v, continuous_left += g.continuous[v];
+  const bool mixed = continuous_left > 0 && continuous_left < g.size();
+  Vector<EliminatedClique> records;
+  records.reserve(g.size());
+  VertexList pool;
+  pool.reserve(g.size());
+  while (!alive.empty()) {
+    // While continuous vertices remain in a mixed component only they may
+    // go, so that the order is strong.
+    auto allowed = [&](Vertex v) { return !mixed || continuous_left == 0 || g.continuous[v]; };
+    std::size_t pick = alive.size();
+    double best = 0.0;
+    for (std::size_t i = 0; i < alive.size(); ++i) {
+      const Vertex v = alive[i];
+      if (!allowed(v)) continue;
+      if (run.fill(v) == 0) {
+        pick = i;
+        break;
+      }
+      const double score = choice.by_fill ? static_cast<double>(run.fill(v)) : run.clique(v);
+      if (pick == alive.size() || score < best) best = score, pick = i;
+    }
+    if (run.fill(alive[pick]) != 0) {
+      pool.clear();
+      const double bound = best * (1.0 + choice.slack);
+      for (std::size_t i = 0; i < alive.size(); ++i) {
+        const Vertex v = alive[i];
+        if (allowed(v) && (choice.by_fill ? static_cast<double>(run.fill(v)) : run.clique(v)) <= bound)
+          pool.push_back(static_cast<Vertex>(i));
+      }
+      pick = pool[choice.next() % pool.size()];
+    }
+    const Vertex v = alive[pick];
+    work += alive.size() + run.neighbors(v).size() * run.neighbors(v).size();
+    alive[pick] = alive.back();
+    alive.pop_back();
+    continuous_left -= g.continuous[v];
+    run.eliminate(v, records);
+    run.clear_touched();
+  }
+  Vector<unsigned char> absorbed(records.size(), 0);
+  return keep_maximal(records, absorbed);
+}
+
 const char *method_name(orv_triangulation_method_t method) {
   switch (method) {
     case orv_tm_clique_size: return "clique size";

@@ -2,6 +2,7 @@
 // a given order, redundant fill-in removal and best greedy.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 
 #include "compile/fragment.h"
@@ -20,6 +21,24 @@ struct EliminatedClique {
 // Maximal cliques of the filled graph, in elimination order.
 Vector<EliminatedClique> eliminate_greedily(const Fragment &g, orv_triangulation_method_t method, std::FILE *log);
 Vector<EliminatedClique> eliminate_in_order(const Fragment &g, const VertexList &order, std::FILE *log);
+
+// How a randomized elimination picks: a vertex without fill-in when there is
+// one, otherwise uniformly among those whose clique weight (or weighted
+// fill-in) is within (1 + slack) of the smallest. `state` seeds the choices.
+struct RandomChoice {
+  std::uint64_t state = 0;
+  double slack = 0.0;
+  bool by_fill = false;
+  std::uint64_t next() {  // splitmix64
+    std::uint64_t z = (state += 0x9e3779b97f4a7c15u);
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111ebu;
+    return z ^ (z >> 31);
+  }
+};
+// One randomized elimination in a strong order (continuous vertices first in
+// a component with both kinds); `work` grows by the neighbourhoods visited.
+Vector<EliminatedClique> eliminate_randomly(const Fragment &g, RandomChoice &choice, std::size_t &work);
 
 // Drops fill-ins that lie in a single clique, splitting that clique, and
 // returns the maximal cliques of the thinner triangulation.

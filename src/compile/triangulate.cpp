@@ -6,6 +6,7 @@
 #include "compile/compile_log.h"
 #include "compile/elimination.h"
 #include "compile/prime_components.h"
+#include "compile/total_weight.h"
 
 namespace orv {
 namespace {
@@ -24,8 +25,9 @@ double triangulate_prime_component(const Fragment &g, const VertexList &members,
     return cost;
   }
   const Fragment sub = induced_fragment(g, members);
-  ComponentTriangulation found =
-      method == orv_tm_best_greedy ? try_all_greedy_methods(sub, log) : triangulate_by_elimination(sub, method, log);
+  ComponentTriangulation found = method == orv_tm_best_greedy    ? try_all_greedy_methods(sub, log)
+                                 : method == orv_tm_total_weight ? triangulate_by_total_weight(sub, log)
+                                                                 : triangulate_by_elimination(sub, method, log);
   for (VertexList &clique : found.cliques) {
     for (Vertex &v : clique) v = sub.global[v];  // members are sorted, so the order holds
     cliques.push_back(std::move(clique));

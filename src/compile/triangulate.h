@@ -9,7 +9,7 @@
 namespace orv {
 
 // Fills state.cliques, state.cost and state.elimination_position from the
-// moral graph, logging the triangulation section. Methods 15 to 18 and 20.
+// moral graph, logging the triangulation section. Methods 15 to 20.
 void triangulate_domain(orv_domain_s *d, CompiledDomain &state, orv_triangulation_method_t method, std::FILE *log);
 
 // Builds the cliques by eliminating the vertices in exactly the given order

@@ -44,6 +44,17 @@ VertexList vertices_of(const CompiledDomain &state, orv_node_t const *order) {
   return vertices;
 }
 
+// Limits of the total-weight search (0 = none); any value is valid.
+orv_status_t set_search_limit(orv_domain_t domain, std::size_t orv_domain_s::*field, std::size_t value) {
+  if (!is_domain(domain)) return usage(orv_error_usage);
+  return guarded_status([&] { domain->*field = value; });
+}
+
+std::size_t get_search_limit(orv_domain_t domain, std::size_t orv_domain_s::*field) {
+  if (!is_domain(domain)) return usage(static_cast<std::size_t>(-1));
+  return guarded<std::size_t>(static_cast<std::size_t>(-1), [&] { return domain->*field; });
+}
+
 }  // namespace
 
 void triangulate_with_order(orv_domain_s *d, orv_node_t const *order) {
@@ -67,8 +78,6 @@ extern "C" {
 orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_method_t method) {
   if (!orv::can_triangulate(domain) || method < orv_tm_clique_size || method > orv_tm_best_greedy)
     return orv::usage(orv_error_usage);
-  // The minimal-separator search is not available: refused like a bad method.
-  if (method == orv_tm_total_weight) return orv::usage(orv_error_usage);
   return guarded_status([&] {
     std::FILE *log = domain->log;
     auto state = orv::make_owned<orv::CompiledDomain>();
@@ -82,6 +91,22 @@ orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_metho
 orv_status_t orv_domain_triangulate_with_order(orv_domain_t domain, orv_node_t *order) {
   if (!orv::can_triangulate(domain) || !order) return orv::usage(orv_error_usage);
   return guarded_status([&] { orv::triangulate_with_order(domain, order); });
+}
+
+orv_status_t orv_domain_set_max_number_of_separators(orv_domain_t domain, size_t count) {
+  return orv::set_search_limit(domain, &orv_domain_s::max_separators, count);
+}
+
+size_t orv_domain_get_max_number_of_separators(orv_domain_t domain) {
+  return orv::get_search_limit(domain, &orv_domain_s::max_separators);
+}
+
+orv_status_t orv_domain_set_max_separator_size(orv_domain_t domain, size_t size) {
+  return orv::set_search_limit(domain, &orv_domain_s::max_separator_size, size);
+}
+
+size_t orv_domain_get_max_separator_size(orv_domain_t domain) {
+  return orv::get_search_limit(domain, &orv_domain_s::max_separator_size);
 }
 
 orv_node_t *orv_domain_get_elimination_order(orv_domain_t domain) {

@@ -83,6 +83,10 @@ struct orv_domain_s : orv::Tagged {
   // Compilation settings and state: the node order given for the
   // minimal-separator triangulation (kept across uncompiling).
   orv::NodeList initial_triangulation;
+  // Compilation settings and state: the limits of the exact total-weight
+  // search per prime component (0 = no limit).
+  std::size_t max_separators = 10000;
+  std::size_t max_separator_size = 0;
 
   // Evidence and propagation state.
 

@@ -91,10 +91,16 @@ TEST(OrvelCommand, ExitCodesAndOutputs) {
 }
 
 TEST(OrvelCommand, CompileWritesTheLogAndConvertIsAFixedPoint) {
+  // Sizes of a triangulation without compiling it; a bad method is a usage error.
+  const Outcome sizes = orvel("info " + kAsia + " --method total-weight");
+  ASSERT_EQ(sizes.status, 0) << sizes.output;
+  EXPECT_NE(sizes.output.find("clique states: 40, total table size: 56"), std::string::npos) << sizes.output;
+  EXPECT_EQ(orvel("info " + kAsia + " --method cheapest").status, 2);
+
   const std::string log = ::testing::TempDir() + "asia.log";
-  const Outcome compile = orvel("compile " + kAsia + " --method clique-size --log " + log);
+  const Outcome compile = orvel("compile " + kAsia + " --method total-weight --log " + log);
   ASSERT_EQ(compile.status, 0) << compile.output;
-  EXPECT_FALSE(read_file(log).empty());
+  EXPECT_NE(read_file(log).find("exact search: total weight"), std::string::npos);
   const std::string once = ::testing::TempDir() + "asia1.net", twice = ::testing::TempDir() + "asia2.net";
   ASSERT_EQ(orvel("convert " + kAsia + " " + once).status, 0);
   ASSERT_EQ(orvel("convert " + once + " " + twice).status, 0);

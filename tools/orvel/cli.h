@@ -79,6 +79,10 @@ class Network {
 std::size_t state_index(orv_node_t node, const std::string &label);
 std::string category_name(orv_category_t category);
 std::string kind_name(orv_kind_t kind);
+// A triangulation method by its command-line name; usage error otherwise.
+orv_triangulation_method_t method_named(const std::string &name);
+#define METHOD_NAMES "clique-size, clique-weight, fill-in-size, fill-in-weight, total-weight, best-greedy (default)"
+
 std::string json_string(const std::string &text);
 std::string bar(double fraction, int width);
 

@@ -15,17 +15,7 @@ constexpr const char *kHelp =
     "(standard output when FILE is '-' or not given).\n"
     "  --dry-run   triangulate only and report the clique and separator table sizes and\n"
     "              the memory that compiling would allocate\n"
-    "METHOD: clique-size, clique-weight, fill-in-size, fill-in-weight, best-greedy (default)\n";
-
-orv_triangulation_method_t method_named(const std::string &name) {
-  if (name == "clique-size") return orv_tm_clique_size;
-  if (name == "clique-weight") return orv_tm_clique_weight;
-  if (name == "fill-in-size") return orv_tm_fill_in_size;
-  if (name == "fill-in-weight") return orv_tm_fill_in_weight;
-  if (name == "total-weight") return orv_tm_total_weight;
-  if (name == "best-greedy") return orv_tm_best_greedy;
-  usage_error("unknown triangulation method '" + name + "' (try --help)");
-}
+    "METHOD: " METHOD_NAMES "\n";
 
 std::string byte_text(double bytes) {
   const char *units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB"};

@@ -8,9 +8,12 @@ namespace cli {
 namespace {
 
 constexpr const char *kHelp =
-    "usage: orvel info NET [--no-compile]\n"
+    "usage: orvel info NET [--no-compile] [--method METHOD]\n"
     "Lists the nodes by category and kind with their states and parents, then compiles the\n"
-    "network and lists its cliques, junction trees and total table size.\n";
+    "network and lists its cliques, junction trees and total table size. With --method the\n"
+    "network is only triangulated by METHOD (no tables are allocated), so the sizes of a large\n"
+    "network can be seen without compiling it.\n"
+    "METHOD: " METHOD_NAMES "\n";
 
 std::string parent_names(orv_node_t node) {
   std::string text;
@@ -57,10 +60,15 @@ size_t clique_states(orv_clique_t clique) {
   return states;
 }
 
-void print_forest(const Network &net) {
+// Compiles, or with a method only triangulates (sizes without tables).
+void print_forest(const Network &net, std::optional<orv_triangulation_method_t> method) {
   orv_domain_t d = net.get();
-  if (orv_domain_compile(d) != orv_error_none) check_engine("compilation failed");
-  size_t trees = 0, total = 0, cliques = 0, largest = 0;
+  if (method) {
+    if (orv_domain_triangulate(d, *method) != orv_error_none) check_engine("triangulation failed");
+  } else if (orv_domain_compile(d) != orv_error_none) {
+    check_engine("compilation failed");
+  }
+  size_t trees = 0, total = 0, cliques = 0, largest = 0, states_sum = 0;
   for (orv_junction_tree_t jt = orv_domain_get_first_junction_tree(d); jt; jt = orv_jt_get_next(jt)) {
     ++trees;
     total += orv_jt_get_total_size(jt);
@@ -70,13 +78,15 @@ void print_forest(const Network &net) {
     ++cliques;
     const size_t states = clique_states(c);
     largest = std::max(largest, states);
+    states_sum += states;
     std::string members;
     for (orv_node_t *m = orv_clique_get_members(c); m && *m; ++m)
       members += std::string(members.empty() ? "" : " ") + orv_node_get_name(*m);
     std::printf("  %4zu  %10zu states  %s\n", cliques, states, members.c_str());
   }
-  std::printf("\ncliques: %zu, junction trees: %zu, largest clique: %zu states, total table size: %zu\n",
-              cliques, trees, largest, total);
+  std::printf(
+      "\ncliques: %zu, junction trees: %zu, largest clique: %zu states, clique states: %zu, total table size: %zu\n",
+      cliques, trees, largest, states_sum, total);
 }
 
 }  // namespace
@@ -84,6 +94,7 @@ void print_forest(const Network &net) {
 int run_info(Args &args) {
   std::optional<std::string> path;
   bool compile = true;
+  std::optional<orv_triangulation_method_t> method;
   while (!args.done()) {
     if (args.option("--help", "-h")) {
       std::fputs(kHelp, stdout);
@@ -91,6 +102,8 @@ int run_info(Args &args) {
     }
     if (args.option("--no-compile")) {
       compile = false;
+    } else if (args.option("--method", "-m")) {
+      method = method_named(args.value("--method"));
     } else if (!path) {
       path = args.positional();
     } else {
@@ -100,7 +113,7 @@ int run_info(Args &args) {
   if (!path) usage_error("a NET file is required (try --help)");
   Network net(*path);
   print_nodes(net);
-  if (compile) print_forest(net);
+  if (compile) print_forest(net, method);
   return kExitOk;
 }
 

@@ -17,6 +17,16 @@ std::string category_name(orv_category_t category) {
   }
 }
 
+orv_triangulation_method_t method_named(const std::string &name) {
+  if (name == "clique-size") return orv_tm_clique_size;
+  if (name == "clique-weight") return orv_tm_clique_weight;
+  if (name == "fill-in-size") return orv_tm_fill_in_size;
+  if (name == "fill-in-weight") return orv_tm_fill_in_weight;
+  if (name == "total-weight") return orv_tm_total_weight;
+  if (name == "best-greedy") return orv_tm_best_greedy;
+  usage_error("unknown triangulation method '" + name + "' (try --help)");
+}
+
 std::string kind_name(orv_kind_t kind) {
   switch (kind) {
     case orv_kind_discrete: return "discrete";
