@@ -1,7 +1,8 @@
 // Which tables a targeted query needs: a Bayes-ball walk from the targets
 // through the evidence, and the ancestors of the evidence when P(e) is wanted;
 // then the kept tables as factors sliced by hard evidence.
-#include <limits>
+#include <algorithm>
+#include <cmath>
 
 #include "inference/targeted.h"
 #include "runtime/error.h"
@@ -15,6 +16,12 @@ constexpr unsigned char kBottom = 2;     // visited from a parent: passed to its
 constexpr unsigned char kAncestor = 4;   // an ancestor of evidence (or evidence itself)
 constexpr unsigned char kKept = 8;       // its table is in the problem
 constexpr unsigned char kLikelihood = 16;  // its likelihood vector is in the problem
+constexpr unsigned char kCopied = 32;      // its table is used through a normalized copy
+
+// Rows whose sum is this close to 1 are used as they are. Others (tables read
+// from files often hold rows rounded to 1 +- 1e-7) are divided by their sum:
+// dropping barren and separated nodes is exact only for distributions.
+constexpr double kRowSumTolerance = 1e-14;
 
 // A function node's table holds the node alone: its parents do not condition it.
 bool conditioned_by_parents(const orv_node_s *n) { return n->category != orv_category_function; }
@@ -102,6 +109,18 @@ class Selection {
     }
     for (orv_node_s *e : evidence_)
       if (flags_[slot(e)] & kLikelihood) ++entries, ++factors;
+    std::size_t copied = 0;
+    for (orv_node_s *n : kept_) {
+      const orv_table_s *t = n->table;
+      if (!t || !t->data) {
+        copied += 1;  // the uniform entry
+      } else if (needs_copy(n)) {
+        flags_[slot(n)] |= kCopied;
+        copied += t->size;
+      }
+    }
+    p_.normalized.resize(copied);
+    next_copy_ = p_.normalized.data();
     p_.local.assign(d_->node_count, kNoFactor);
     p_.vars.reserve(entries);
     p_.states.reserve(entries);
@@ -115,6 +134,51 @@ class Selection {
   }
 
  private:
+  // Calls row(first entry, step) for every conditional distribution of the
+  // node's table; stops early when row returns false.
+  template <class Row>
+  static void for_each_row(orv_node_s *n, Row &&row) {
+    const orv_table_s *t = n->table;
+    const long at = t->nodes.index_of(n);
+    const std::size_t count = n->state_count;
+    const std::size_t after = stride_after(t, static_cast<std::size_t>(at));
+    const std::size_t before = stride_before(t, static_cast<std::size_t>(at));
+    for (std::size_t b = 0; b < before; ++b)
+      for (std::size_t a = 0; a < after; ++a)
+        if (!row(b * count * after + a, after)) return;
+  }
+
+  static double row_sum(const double *data, std::size_t count, std::size_t step) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < count; ++i) sum += data[i * step];
+    return sum;
+  }
+
+  // Whether the table is used through a normalized copy (a table never
+  // filled holds ones: its copy is the uniform distribution).
+  static bool needs_copy(orv_node_s *n) {
+    const orv_table_s *t = n->table;
+    if (!t || !t->data) return false;
+    bool off = false;
+    for_each_row(n, [&](std::size_t first, std::size_t step) {
+      off = !(std::fabs(row_sum(t->data + first, n->state_count, step) - 1.0) <= kRowSumTolerance);
+      return !off;
+    });
+    return off;
+  }
+
+  // The normalized copy of the node's table in `copy`; zero rows stay zero.
+  static void normalize_into(orv_node_s *n, double *copy) {
+    const orv_table_s *t = n->table;
+    std::copy(t->data, t->data + t->size, copy);
+    for_each_row(n, [&](std::size_t first, std::size_t step) {
+      const double sum = row_sum(copy + first, n->state_count, step);
+      if (sum > 0.0)
+        for (std::size_t i = 0; i < n->state_count; ++i) copy[first + i * step] /= sum;
+      return true;
+    });
+  }
+
   void up(orv_node_s *n) {
     if (!conditioned_by_parents(n)) return;
     for (orv_node_s *parent : n->parents)
@@ -150,16 +214,21 @@ class Selection {
     ++p_.factors.back().count;
   }
 
-  // A table that was never filled holds its initial entries, all 1: a factor
-  // of ones over the node (stride 0 reads the one constant).
+  // A table that was never filled holds ones: normalized, the uniform
+  // distribution over the node (stride 0 reads the one entry).
   void add_table(orv_node_s *n) {
-    static const double kOne = 1.0;
     const orv_table_s *t = n->table;
     if (!t || !t->data) {
-      if (p_.hard(n)) return;
-      add_factor(&kOne);
-      add_scope(variable(n), 0);
+      *next_copy_ = 1.0 / static_cast<double>(n->state_count);
+      add_factor(next_copy_++);
+      if (!p_.hard(n)) add_scope(variable(n), 0);
       return;
+    }
+    const double *data = t->data;
+    if (flags_[slot(n)] & kCopied) {
+      normalize_into(n, next_copy_);
+      data = next_copy_;
+      next_copy_ += t->size;
     }
     std::size_t offset = 0, stride = 1;
     for (std::size_t k = t->discrete_count; k-- > 0;) {
@@ -167,7 +236,7 @@ class Selection {
       if (p_.hard(m)) offset += static_cast<std::size_t>(m->selected_state) * stride;
       stride *= m->state_count;
     }
-    add_factor(t->data + offset);
+    add_factor(data + offset);
     stride = 1;
     // Scope entries in table order, strides from the last node back.
     const std::size_t first = p_.scope_vars.size();
@@ -194,6 +263,7 @@ class Selection {
   Vector<orv_node_s *> evidence_;
   Vector<Visit> stack_;
   Vector<orv_node_s *> kept_;
+  double *next_copy_ = nullptr;
 };
 
 }  // namespace

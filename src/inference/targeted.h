@@ -2,6 +2,8 @@
 // computed by variable elimination over the part of the network that bears on
 // them, without compiling or touching the junction forest.
 //
+// Conditional distributions are used normalized (rows divided by their sum)
+// since dropping barren and separated nodes is exact only for distributions.
 // Steps: a Bayes-ball walk from the targets keeps the tables the evidence does
 // not separate from them (plus, when P(e) is wanted, every ancestor of the
 // evidence); hard evidence slices those tables in place (a base offset, no
@@ -53,6 +55,7 @@ struct Problem {
   std::size_t widest_bucket = 0;      // most factors in one bucket (+2 for messages)
   std::size_t widest_clique = 0;      // most variables in one clique
 
+  Vector<double> normalized;  // copies of tables whose rows do not sum to 1
   Vector<double> arena;  // data of the produced factors (and messages)
   double log_scale = 0.0;  // ln of what was divided out of the produced factors
 
