@@ -52,6 +52,23 @@ TEST(OrvelCommand, QueryPrintsPosteriorBeliefsAndEvidenceProbability) {
   EXPECT_TRUE(contains(soft.output, "\"xray\": {\"yes\": 1, \"no\": 0}")) << soft.output;
 }
 
+TEST(OrvelCommand, NamedNodesTakeTheTargetedPathUnlessCompiledIsAsked) {
+  const std::string query = "query " + kAsia + " -e xray=yes -e smoke=no -n lung -n bronc --json";
+  const Outcome targeted = orvel(query);
+  const Outcome compiled = orvel(query + " --compiled");
+  ASSERT_EQ(targeted.status, 0) << targeted.output;
+  ASSERT_EQ(compiled.status, 0) << compiled.output;
+  EXPECT_TRUE(contains(targeted.output, "\"path\": \"targeted\"")) << targeted.output;
+  EXPECT_TRUE(contains(compiled.output, "\"path\": \"compiled\"")) << compiled.output;
+  // The same figures to the printed precision.
+  const auto beliefs = [](const std::string &json) { return json.substr(json.find("\"lung\": {\"yes\": 0.") , 30); };
+  EXPECT_EQ(beliefs(targeted.output), beliefs(compiled.output));
+  EXPECT_TRUE(contains(orvel("query " + kAsia + " -e smoke=no --json").output, "\"path\": \"compiled\""));
+  const Outcome impossible = orvel("query " + kAsia + " -e tub=no -e lung=no -e either=yes -n dysp");
+  EXPECT_EQ(impossible.status, 1) << impossible.output;
+  EXPECT_TRUE(contains(impossible.output, "zero probability")) << impossible.output;
+}
+
 TEST(OrvelCommand, BadArgumentsAreUsageErrorsWithOneClearLine) {
   struct Case {
     std::string arguments, message;
