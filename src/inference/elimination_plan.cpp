@@ -53,65 +53,129 @@ std::size_t configurations(const Problem &p, const std::uint32_t *vars, std::siz
   return size;
 }
 
-void plan_elimination(Problem &p, const unsigned char *kept, std::size_t extra_doubles) {
-  const std::size_t n = p.vars.size();
-  Graph g(n);
+namespace {
+
+// Above this many clique entries in total, the weighted fill-in heuristic is
+// tried as well and the cheaper order kept.
+constexpr double kTryFillIn = 2e4;
+
+enum class Heuristic { clique_weight, fill_in_weight };
+
+Graph interaction_graph(const Problem &p) {
+  Graph g(p.vars.size());
   for (std::size_t f = 0; f < p.network_factors; ++f) {
     const Factor &x = p.factors[f];
     const std::uint32_t *s = p.scope_vars.data() + x.first;
     for (std::uint32_t i = 0; i < x.count; ++i)
       for (std::uint32_t j = i + 1; j < x.count; ++j) g.connect(s[i], s[j]);
   }
-  // Clique weight in logarithms: the node's states times its neighbours'.
+  return g;
+}
+
+// Eliminates v: its living neighbours become a clique; v leaves the graph.
+// Their set is left in `clique` (bits).
+void eliminate_vertex(Graph &g, Vertex v, Vector<std::uint64_t> &clique) {
+  g.kill(v);
+  std::fill(clique.begin(), clique.end(), 0);
+  g.neighbours(v, [&](std::size_t u) { clique[u / 64] |= std::uint64_t{1} << (u % 64); });
+  g.neighbours(v, [&](std::size_t u) {
+    std::uint64_t *r = g.row(u);
+    for (std::size_t w = 0; w < g.words(); ++w) r[w] |= clique[w];
+    r[u / 64] &= ~(std::uint64_t{1} << (u % 64));
+  });
+}
+
+// A greedy order of the variables that are not kept; returns the total size
+// of the elimination cliques.
+double greedy_order(const Problem &p, const unsigned char *kept, Heuristic h, Vector<std::uint32_t> &order) {
+  const std::size_t n = p.vars.size();
+  Graph g = interaction_graph(p);
   Vector<double> log_states(n), score(n);
   for (std::size_t v = 0; v < n; ++v) log_states[v] = std::log(static_cast<double>(p.states[v]));
+  // Clique weight (logarithm of the clique's size) or weighted fill-in (the
+  // sizes of the edges elimination would add).
   auto rescore = [&](std::size_t v) {
-    double s = log_states[v];
-    g.neighbours(v, [&](std::size_t u) { s += log_states[u]; });
+    double s = 0.0;
+    if (h == Heuristic::clique_weight) {
+      s = log_states[v];
+      g.neighbours(v, [&](std::size_t u) { s += log_states[u]; });
+    } else {
+      g.neighbours(v, [&](std::size_t a) {
+        const std::uint64_t *ra = g.row(a);
+        g.neighbours(v, [&](std::size_t b) {
+          if (b > a && !(ra[b / 64] >> (b % 64) & 1)) s += static_cast<double>(p.states[a] * p.states[b]);
+        });
+      });
+    }
     score[v] = s;
   };
-  std::size_t eliminated = 0;
-  for (std::size_t v = 0; v < n; ++v) {
-    rescore(v);
-    if (!kept[v]) ++eliminated;
-  }
-  p.widest_clique = n - eliminated;  // the kept variables' joint is one kernel call
+  for (std::size_t v = 0; v < n; ++v) rescore(v);
   auto better = [&](Vertex a, Vertex b) { return score[a] < score[b] || (score[a] == score[b] && a < b); };
   VertexHeap<decltype(better)> heap(n, better);
   for (std::size_t v = 0; v < n; ++v)
     if (!kept[v]) heap.push(static_cast<Vertex>(v));
-
-  p.order.reserve(eliminated);
-  p.step_of.assign(n, static_cast<std::uint32_t>(eliminated));
-  Vector<std::uint64_t> clique(g.words());
+  Vector<std::uint64_t> clique(g.words()), touched(g.words());
+  double cost = 0.0;
   while (!heap.empty()) {
     const Vertex v = heap.pop();
-    const auto step = static_cast<std::uint32_t>(p.order.size());
-    p.order.push_back(v);
-    p.step_of[v] = step;
-    g.kill(v);
-    // The produced factor's scope: v's living neighbours, ascending.
+    order.push_back(v);
+    double size = static_cast<double>(p.states[v]);
+    g.neighbours(v, [&](std::size_t u) { size *= static_cast<double>(p.states[u]); });
+    cost += size;
+    eliminate_vertex(g, v, clique);
+    // Scores that may change: the clique's members, and for fill-in also
+    // their neighbours (pairs among the members became adjacent).
+    touched = clique;
+    if (h == Heuristic::fill_in_weight)
+      for (std::size_t w = 0; w < g.words(); ++w)
+        for (std::uint64_t bits = clique[w]; bits; bits &= bits - 1) {
+          const std::uint64_t *r = g.row(w * 64 + static_cast<std::size_t>(std::countr_zero(bits)));
+          for (std::size_t k = 0; k < g.words(); ++k) touched[k] |= r[k];
+        }
+    for (std::size_t w = 0; w < g.words(); ++w)
+      for (std::uint64_t bits = touched[w]; bits; bits &= bits - 1) {
+        const std::size_t u = w * 64 + static_cast<std::size_t>(std::countr_zero(bits));
+        if (kept[u] || !heap.contains(static_cast<Vertex>(u))) continue;
+        rescore(u);
+        heap.update(static_cast<Vertex>(u));
+      }
+  }
+  return cost;
+}
+
+}  // namespace
+
+void plan_elimination(Problem &p, const unsigned char *kept, std::size_t extra_doubles) {
+  const std::size_t n = p.vars.size();
+  std::size_t eliminated = 0;
+  for (std::size_t v = 0; v < n; ++v) eliminated += kept[v] ? 0 : 1;
+  p.widest_clique = n - eliminated;  // the kept variables' joint is one kernel call
+  p.order.reserve(eliminated);
+  const double cost = greedy_order(p, kept, Heuristic::clique_weight, p.order);
+  if (cost > kTryFillIn) {
+    Vector<std::uint32_t> other;
+    other.reserve(eliminated);
+    if (greedy_order(p, kept, Heuristic::fill_in_weight, other) < cost) p.order.swap(other);
+  }
+
+  // Replay the chosen order, recording each produced factor's scope: the
+  // eliminated variable's living neighbours, ascending.
+  Graph g = interaction_graph(p);
+  p.step_of.assign(n, static_cast<std::uint32_t>(eliminated));
+  Vector<std::uint64_t> clique(g.words());
+  for (std::size_t step = 0; step < eliminated; ++step) {
+    const Vertex v = p.order[step];
+    p.step_of[v] = static_cast<std::uint32_t>(step);
     Factor produced;
     produced.first = static_cast<std::uint32_t>(p.scope_vars.size());
-    std::fill(clique.begin(), clique.end(), 0);
+    g.kill(v);
     g.neighbours(v, [&](std::size_t u) {
       p.scope_vars.push_back(static_cast<std::uint32_t>(u));
       p.scope_strides.push_back(0);
-      clique[u / 64] |= std::uint64_t{1} << (u % 64);
       ++produced.count;
     });
     p.factors.push_back(produced);
-    for (std::uint32_t i = 0; i < produced.count; ++i) {
-      const std::uint32_t u = p.scope_vars[produced.first + i];
-      std::uint64_t *r = g.row(u);
-      for (std::size_t w = 0; w < g.words(); ++w) r[w] |= clique[w];
-      r[u / 64] &= ~(std::uint64_t{1} << (u % 64));
-    }
-    for (std::uint32_t i = 0; i < produced.count; ++i) {
-      const std::uint32_t u = p.scope_vars[produced.first + i];
-      rescore(u);
-      heap.update(u);
-    }
+    eliminate_vertex(g, v, clique);
   }
 
   // Buckets: a factor goes to the first step that eliminates one of its variables.
