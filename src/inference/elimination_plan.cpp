@@ -55,11 +55,11 @@ std::size_t configurations(const Problem &p, const std::uint32_t *vars, std::siz
 
 namespace {
 
-// Above this many clique entries in total, the weighted fill-in heuristic is
-// tried as well and the cheaper order kept.
-constexpr double kTryFillIn = 2e4;
+// Above this many clique entries in total, the other greedy heuristics are
+// tried as well and the cheapest order kept.
+constexpr double kTryOthers = 2e4;
 
-enum class Heuristic { clique_weight, fill_in_weight };
+enum class Heuristic { clique_weight, fill_in_weight, clique_size, fill_in_size };
 
 Graph interaction_graph(const Problem &p) {
   Graph g(p.vars.size());
@@ -96,14 +96,17 @@ double greedy_order(const Problem &p, const unsigned char *kept, Heuristic h, Ve
   // sizes of the edges elimination would add).
   auto rescore = [&](std::size_t v) {
     double s = 0.0;
-    if (h == Heuristic::clique_weight) {
-      s = log_states[v];
-      g.neighbours(v, [&](std::size_t u) { s += log_states[u]; });
+    if (h == Heuristic::clique_weight || h == Heuristic::clique_size) {
+      const bool weighted = h == Heuristic::clique_weight;
+      s = weighted ? log_states[v] : 1.0;
+      g.neighbours(v, [&](std::size_t u) { s += weighted ? log_states[u] : 1.0; });
     } else {
+      const bool weighted = h == Heuristic::fill_in_weight;
       g.neighbours(v, [&](std::size_t a) {
         const std::uint64_t *ra = g.row(a);
         g.neighbours(v, [&](std::size_t b) {
-          if (b > a && !(ra[b / 64] >> (b % 64) & 1)) s += static_cast<double>(p.states[a] * p.states[b]);
+          if (b > a && !(ra[b / 64] >> (b % 64) & 1))
+            s += weighted ? static_cast<double>(p.states[a] * p.states[b]) : 1.0;
         });
       });
     }
@@ -126,7 +129,7 @@ double greedy_order(const Problem &p, const unsigned char *kept, Heuristic h, Ve
     // Scores that may change: the clique's members, and for fill-in also
     // their neighbours (pairs among the members became adjacent).
     touched = clique;
-    if (h == Heuristic::fill_in_weight)
+    if (h == Heuristic::fill_in_weight || h == Heuristic::fill_in_size)
       for (std::size_t w = 0; w < g.words(); ++w)
         for (std::uint64_t bits = clique[w]; bits; bits &= bits - 1) {
           const std::uint64_t *r = g.row(w * 64 + static_cast<std::size_t>(std::countr_zero(bits)));
@@ -151,11 +154,18 @@ void plan_elimination(Problem &p, const unsigned char *kept, std::size_t extra_d
   for (std::size_t v = 0; v < n; ++v) eliminated += kept[v] ? 0 : 1;
   p.widest_clique = n - eliminated;  // the kept variables' joint is one kernel call
   p.order.reserve(eliminated);
-  const double cost = greedy_order(p, kept, Heuristic::clique_weight, p.order);
-  if (cost > kTryFillIn) {
+  double cost = greedy_order(p, kept, Heuristic::clique_weight, p.order);
+  if (cost > kTryOthers) {
     Vector<std::uint32_t> other;
     other.reserve(eliminated);
-    if (greedy_order(p, kept, Heuristic::fill_in_weight, other) < cost) p.order.swap(other);
+    for (Heuristic h : {Heuristic::fill_in_weight, Heuristic::clique_size, Heuristic::fill_in_size}) {
+      other.clear();
+      const double c = greedy_order(p, kept, h, other);
+      if (c < cost) {
+        cost = c;
+        p.order.swap(other);
+      }
+    }
   }
 
   // Replay the chosen order, recording each produced factor's scope: the
@@ -208,7 +218,7 @@ void plan_elimination(Problem &p, const unsigned char *kept, std::size_t extra_d
     total = size_add(total, size);
   }
   if (total == kSizeSentinel) fail(orv_error_size_too_large);
-  p.arena.resize(total);
+  p.arena.allocate(total);
   double *next = p.arena.data() + extra_doubles;
   for (std::size_t f = p.network_factors; f < p.factors.size(); ++f) {
     Factor &x = p.factors[f];

@@ -119,7 +119,7 @@ class Selection {
         copied += t->size;
       }
     }
-    p_.normalized.resize(copied);
+    p_.normalized.allocate(copied);
     next_copy_ = p_.normalized.data();
     p_.local.assign(d_->node_count, kNoFactor);
     p_.vars.reserve(entries);

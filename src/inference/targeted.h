@@ -35,6 +35,27 @@ struct Factor {
 
 constexpr std::uint32_t kNoFactor = 0xffffffffu;
 
+// Doubles from the allocation funnel, left uninitialized (every use writes
+// before it reads).
+class DoubleBuffer {
+ public:
+  DoubleBuffer() = default;
+  DoubleBuffer(const DoubleBuffer &) = delete;
+  DoubleBuffer &operator=(const DoubleBuffer &) = delete;
+  ~DoubleBuffer() { _orv_free(data_); }
+  // Throws bad_alloc (no_memory) and then keeps nothing.
+  void allocate(std::size_t count) {
+    void *block = _orv_allocate(size_multiply(count == 0 ? 1 : count, sizeof(double)));
+    if (!block) throw std::bad_alloc();
+    _orv_free(data_);
+    data_ = static_cast<double *>(block);
+  }
+  double *data() const { return data_; }
+
+ private:
+  double *data_ = nullptr;
+};
+
 // Everything one query works on, sized once from the domain and the plan.
 struct Problem {
   // Variables: free (not hard-observed) nodes that occur in a kept factor.
@@ -55,8 +76,8 @@ struct Problem {
   std::size_t widest_bucket = 0;      // most factors in one bucket (+2 for messages)
   std::size_t widest_clique = 0;      // most variables in one clique
 
-  Vector<double> normalized;  // copies of tables whose rows do not sum to 1
-  Vector<double> arena;  // data of the produced factors (and messages)
+  DoubleBuffer normalized;  // copies of tables whose rows do not sum to 1
+  DoubleBuffer arena;       // data of the produced factors (and messages)
   double log_scale = 0.0;  // ln of what was divided out of the produced factors
 
   std::size_t steps() const { return order.size(); }

@@ -118,7 +118,8 @@ void targeted_beliefs(orv_domain_s *d, orv_node_s *const *targets, double *belie
       const Factor &x = p.factors[p.network_factors + s];
       message_size += configurations(p, p.scope_vars.data() + x.first, x.count);
     }
-  Vector<double> messages(message_size);
+  DoubleBuffer messages;
+  messages.allocate(message_size);
   Vector<std::uint32_t> down(steps, kNoFactor);  // step -> factor of its parent's message
   Vector<unsigned char> in_separator(p.vars.size(), 0);
   Vector<std::uint32_t> summed(p.widest_clique + 1);
