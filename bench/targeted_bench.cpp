@@ -63,9 +63,11 @@ struct Network {
 
 double targeted_answer(orv_domain_t d, orv_node_t target) {
   orv_node_t list[] = {target, nullptr};
-  double belief[64];
-  if (orv_domain_query_beliefs(d, list, belief, nullptr) != orv_error_none) return -1.0;
-  return belief[0];
+  orv_table_t t = orv_domain_query_marginal(d, list, nullptr);
+  if (!t) return -1.0;
+  const double belief = orv_table_get_data(t)[0];
+  orv_table_delete(t);
+  return belief;
 }
 
 void first_answer(benchmark::State &state, const std::string &name) {

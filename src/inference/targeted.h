@@ -81,7 +81,7 @@ struct Problem {
   double log_scale = 0.0;  // ln of what was divided out of the produced factors
 
   std::size_t steps() const { return order.size(); }
-  bool hard(const orv_node_s *n) const { return n->selected_state >= 0; }
+  static bool hard(const orv_node_s *n) { return n->selected_state >= 0; }
 };
 
 // Refuses (usage) domains the targeted path cannot answer yet: classes and

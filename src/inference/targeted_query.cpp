@@ -87,10 +87,39 @@ orv_table_s *targeted_marginal(orv_domain_s *d, orv_node_s *const *targets, doub
   return result.release();
 }
 
+namespace {
+
+// Hard-evidence targets get their indicator; the others the joint of `single`.
+void single_target_beliefs(orv_node_s *const *targets, std::size_t count, const double *joint, double *out) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const orv_node_s *t = targets[i];
+    for (std::size_t k = 0; k < t->state_count; ++k)
+      out[k] = Problem::hard(t) ? (k == static_cast<std::size_t>(t->selected_state) ? 1.0 : 0.0) : joint[k];
+    out += t->state_count;
+  }
+}
+
+}  // namespace
+
 void targeted_beliefs(orv_domain_s *d, orv_node_s *const *targets, double *beliefs, double *log_pe) {
   require_targeted_domain(d);
   std::size_t count = 0;
   while (targets[count]) ++count;
+  // One free target (perhaps listed twice): eliminating everything else is
+  // one pass instead of two.
+  orv_node_s *single = nullptr;
+  bool one = true;
+  for (std::size_t i = 0; i < count; ++i)
+    if (!Problem::hard(targets[i])) {
+      one = one && (!single || single == targets[i]);
+      single = targets[i];
+    }
+  if (single && one) {
+    orv_node_s *list[] = {single, nullptr};
+    const TablePtr joint(targeted_marginal(d, list, log_pe));
+    single_target_beliefs(targets, count, joint->data, beliefs);
+    return;
+  }
   Problem p;
   select_factors(d, targets, count, log_pe != nullptr, p);
   const Vector<unsigned char> kept(p.vars.size(), 0);
