@@ -7,8 +7,9 @@
 // Steps: a Bayes-ball walk from the targets keeps the tables the evidence does
 // not separate from them (plus, when P(e) is wanted, every ancestor of the
 // evidence); hard evidence slices those tables in place (a base offset, no
-// copy); the free variables are eliminated in a greedy clique-weight order,
-// each elimination multiplying exactly the factors that hold its variable in
+// copy); the free variables are eliminated in a greedy order (clique weight,
+// or for costly problems the cheapest of the four greedy heuristics), each
+// elimination multiplying exactly the factors that hold its variable in
 // one fused product-and-sum pass whose output is the elimination clique minus
 // the variable. The batch form keeps the elimination tree and sends messages
 // back from its roots, so every target is read from its own clique.
