@@ -920,6 +920,24 @@ ORV_API double orv_node_get_mutual_information(orv_node_t node, orv_node_t other
  * no_equilibrium, io. */
 ORV_API orv_status_t orv_domain_report_beliefs(orv_domain_t domain);
 ORV_API orv_status_t orv_node_report_beliefs(orv_node_t node);
+/* Targeted query: the joint posterior of distinct discrete chance or function
+ * nodes (in the given order; an empty list gives the one-entry table) under
+ * the evidence entered now, propagated or not, compiled or not, computed on
+ * the part of the network that bears on them. Returns a new table that the
+ * caller frees with orv_table_delete; stores ln P(evidence) of all entered
+ * evidence in *log_pe when log_pe is not null (without it, only evidence that
+ * bears on the nodes is checked for being possible). Leaves the domain, its
+ * compiled state and its evidence untouched. Errors: usage (also for domains
+ * with decision, utility or continuous nodes or undirected links),
+ * inconsistency_or_underflow (impossible evidence), size_too_large,
+ * no_memory. */
+ORV_API orv_table_t orv_domain_query_marginal(orv_domain_t domain, orv_node_t *nodes, double *log_pe);
+/* Targeted beliefs of many nodes at once, sharing the work: for each listed
+ * node in order, its number of states entries are written to beliefs
+ * (consecutively). log_pe as orv_domain_query_marginal. Errors: as
+ * orv_domain_query_marginal. */
+ORV_API orv_status_t orv_domain_query_beliefs(orv_domain_t domain, orv_node_t *nodes, double *beliefs,
+                                              double *log_pe);
 
 
 #ifdef __cplusplus

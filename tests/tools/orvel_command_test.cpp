@@ -107,4 +107,22 @@ TEST(OrvelCommand, CompileWritesTheLogAndConvertIsAFixedPoint) {
   EXPECT_EQ(read_file(once), read_file(twice));  // canonical layout is a fixed point
 }
 
+TEST(OrvelCommand, NamedNodesTakeTheTargetedPathUnlessCompiledIsAsked) {
+  const auto has = [](const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; };
+  const std::string query = "query " + kAsia + " -e xray=yes -e smoke=no -n lung -n bronc --json";
+  const Outcome targeted = orvel(query);
+  const Outcome compiled = orvel(query + " --compiled");
+  ASSERT_EQ(targeted.status, 0) << targeted.output;
+  ASSERT_EQ(compiled.status, 0) << compiled.output;
+  EXPECT_TRUE(has(targeted.output, "\"path\": \"targeted\"")) << targeted.output;
+  EXPECT_TRUE(has(compiled.output, "\"path\": \"compiled\"")) << compiled.output;
+  // The same figures to the printed precision.
+  const auto beliefs = [](const std::string &json) { return json.substr(json.find("\"lung\": {\"yes\": 0.") , 30); };
+  EXPECT_EQ(beliefs(targeted.output), beliefs(compiled.output));
+  EXPECT_TRUE(has(orvel("query " + kAsia + " -e smoke=no --json").output, "\"path\": \"compiled\""));
+  const Outcome impossible = orvel("query " + kAsia + " -e tub=no -e lung=no -e either=yes -n dysp");
+  EXPECT_EQ(impossible.status, 1) << impossible.output;
+  EXPECT_TRUE(has(impossible.output, "zero probability")) << impossible.output;
+}
+
 }  // namespace

@@ -1,4 +1,5 @@
-// orvel query: compile, enter evidence, propagate, print beliefs.
+// orvel query: beliefs under evidence, either by a targeted query of the named
+// nodes (nothing compiled) or by compiling and propagating.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -11,15 +12,18 @@ namespace {
 
 constexpr const char *kHelp =
     "usage: orvel query NET [-e NODE=STATE ...] [--likelihood NODE=v1,v2,...] [-n NODE ...]\n"
-    "                       [--max] [--json]\n"
-    "Compiles the network, enters the evidence, propagates it and prints the beliefs of every\n"
-    "node (or of the nodes named with -n), the expected utilities, P(evidence) and the conflict.\n"
+    "                       [--max] [--compiled] [--json]\n"
+    "Prints the beliefs of the nodes named with -n under the evidence, and P(evidence). Named\n"
+    "nodes are answered by a targeted query on the part of the network that bears on them;\n"
+    "without -n (or with --compiled, --max, or decision, utility or continuous nodes) the network\n"
+    "is compiled and propagated, and every node, the expected utilities and the conflict are shown.\n"
     "Continuous nodes are reported by mean, variance and standard deviation; with continuous\n"
     "evidence P(evidence) is a density.\n"
     "  -e, --evidence NODE=STATE       the node is observed in STATE (a number for a continuous node)\n"
     "  --likelihood NODE=v1,v2,...     soft evidence: one nonnegative weight per state\n"
     "  -n, --node NODE                 report this node (repeatable; default: all nodes)\n"
     "  --max                           max-propagation: values are max-marginals\n"
+    "  --compiled                      compile and propagate even when nodes are named\n"
     "  --json                          print JSON instead of a table\n";
 
 struct Query {
@@ -28,7 +32,16 @@ struct Query {
   std::vector<std::pair<std::string, std::vector<double>>> likelihoods;
   std::vector<std::string> report;
   bool max = false;
+  bool compiled = false;
   bool json = false;
+};
+
+// How the beliefs were computed: by a targeted query (no conflict measure
+// then) or by propagation in the compiled network.
+struct Answer {
+  bool targeted = false;
+  double log_pe = 0.0;
+  std::vector<double> beliefs;  // targeted: the named nodes' states in order
 };
 
 std::vector<double> parse_weights(const std::string &node, const std::string &text) {
@@ -63,6 +76,8 @@ Query parse(Args &args) {
       q.report.push_back(args.value("-n"));
     } else if (args.option("--max")) {
       q.max = true;
+    } else if (args.option("--compiled")) {
+      q.compiled = true;
     } else if (args.option("--json")) {
       q.json = true;
     } else if (!q.path) {
@@ -118,7 +133,7 @@ struct Row {
   double mean = NAN, variance = NAN;
 };
 
-std::vector<Row> collect(const Network &net, const Query &q) {
+std::vector<Row> collect(const Network &net, const Query &q, const Answer &a) {
   std::vector<orv_node_t> nodes;
   if (q.report.empty()) {
     nodes = net.nodes();
@@ -126,13 +141,15 @@ std::vector<Row> collect(const Network &net, const Query &q) {
     for (const auto &name : q.report) nodes.push_back(net.node(name));
   }
   std::vector<Row> rows;
+  std::size_t next = 0;  // into a targeted answer's beliefs
   for (orv_node_t n : nodes) {
     Row row{n, {}, NAN, {}};
     if (orv_node_get_category(n) == orv_category_utility) {
       row.utility = orv_node_get_expected_utility(n, 0);
     } else if (orv_node_get_kind(n) == orv_kind_discrete) {
       const size_t count = orv_node_get_number_of_states(n);
-      for (size_t s = 0; s < count; ++s) row.states.emplace_back(orv_node_get_state_label(n, s), orv_node_get_belief(n, s));
+      for (size_t s = 0; s < count; ++s)
+        row.states.emplace_back(orv_node_get_state_label(n, s), a.targeted ? a.beliefs[next++] : orv_node_get_belief(n, s));
     } else if (orv_node_get_kind(n) == orv_kind_continuous && !q.max) {
       row.continuous = true;
       row.mean = orv_node_get_mean(n);
@@ -149,9 +166,14 @@ std::vector<Row> collect(const Network &net, const Query &q) {
   return rows;
 }
 
-void print_table(const Network &net, const Query &q, const std::vector<Row> &rows) {
-  std::printf("network %s (%s propagation)\n", net.path().c_str(), q.max ? "max" : "sum");
-  if (!q.max) {
+void print_table(const Network &net, const Query &q, const Answer &a, const std::vector<Row> &rows) {
+  if (a.targeted) {
+    std::printf("network %s (targeted query)\n", net.path().c_str());
+    std::printf("P(evidence) = %.6g   log P(evidence) = %.6f\n", std::exp(a.log_pe), a.log_pe);
+  } else {
+    std::printf("network %s (%s propagation)\n", net.path().c_str(), q.max ? "max" : "sum");
+  }
+  if (!a.targeted && !q.max) {
     const double log_pe = orv_domain_get_log_normalization_constant(net.get());
     const double conflict = orv_domain_get_conflict(net.get());  // undefined with continuous evidence
     std::printf("P(evidence) = %.6g   log P(evidence) = %.6f   conflict = ", std::exp(log_pe), log_pe);
@@ -178,9 +200,12 @@ void print_table(const Network &net, const Query &q, const std::vector<Row> &row
   }
 }
 
-void print_json(const Network &net, const Query &q, const std::vector<Row> &rows) {
-  std::printf("{\"network\": %s, \"equilibrium\": \"%s\"", json_string(net.path()).c_str(), q.max ? "max" : "sum");
-  if (!q.max) {
+void print_json(const Network &net, const Query &q, const Answer &a, const std::vector<Row> &rows) {
+  std::printf("{\"network\": %s, \"path\": \"%s\", \"equilibrium\": \"%s\"", json_string(net.path()).c_str(),
+              a.targeted ? "targeted" : "compiled", q.max ? "max" : "sum");
+  if (a.targeted) {
+    std::printf(", \"log_pe\": %.17g, \"pe\": %.17g", a.log_pe, std::exp(a.log_pe));
+  } else if (!q.max) {
     const double log_pe = orv_domain_get_log_normalization_constant(net.get());
     const double conflict = orv_domain_get_conflict(net.get());
     std::printf(", \"log_pe\": %.17g, \"pe\": %.17g, \"conflict\": ", log_pe, std::exp(log_pe));
@@ -220,17 +245,44 @@ void print_json(const Network &net, const Query &q, const std::vector<Row> &rows
 
 }  // namespace
 
+// The targeted query of the named nodes; false when the network needs the
+// compiled path (decision, utility or continuous nodes, or a named node that
+// is neither a discrete chance nor a function node).
+bool answer_targeted(const Network &net, const Query &q, Answer &a) {
+  std::vector<orv_node_t> nodes;
+  std::size_t states = 0;
+  for (const auto &name : q.report) {
+    nodes.push_back(net.node(name));
+    if (orv_node_get_kind(nodes.back()) == orv_kind_discrete) states += orv_node_get_number_of_states(nodes.back());
+  }
+  nodes.push_back(nullptr);
+  a.beliefs.assign(states, 0.0);
+  const orv_status_t status = orv_domain_query_beliefs(net.get(), nodes.data(), a.beliefs.data(), &a.log_pe);
+  if (status == orv_error_usage) return false;
+  if (status == orv_error_inconsistency_or_underflow)
+    failure("the evidence is impossible: it has zero probability in this network");
+  if (status != orv_error_none) check_engine("the query failed");
+  a.targeted = true;
+  return true;
+}
+
 int run_query(Args &args) {
   const Query q = parse(args);
   Network net(*q.path);
-  if (orv_domain_compile(net.get()) != orv_error_none) check_engine("compilation failed");
-  enter_evidence(net, q);
-  propagate(net, q);
-  const auto rows = collect(net, q);
+  Answer a;
+  const bool targeted = !q.report.empty() && !q.compiled && !q.max;
+  if (targeted) enter_evidence(net, q);
+  if (!targeted || !answer_targeted(net, q, a)) {
+    orv_domain_retract_findings(net.get());  // compile without evidence, then enter it
+    if (orv_domain_compile(net.get()) != orv_error_none) check_engine("compilation failed");
+    enter_evidence(net, q);
+    propagate(net, q);
+  }
+  const auto rows = collect(net, q, a);
   if (q.json)
-    print_json(net, q, rows);
+    print_json(net, q, a, rows);
   else
-    print_table(net, q, rows);
+    print_table(net, q, a, rows);
   return kExitOk;
 }
 

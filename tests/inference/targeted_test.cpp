@@ -1,0 +1,230 @@
+// Targeted queries on small networks: brute-force oracles, function nodes,
+// impossible evidence, argument checks and allocation failures, and that the
+// domain (compiled state and evidence) is left as it was.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "orvel.h"
+#include "support/contract_sweep.h"
+#include "support/fault_injection.h"
+#include "support/network_fixture.h"
+
+namespace orv {
+namespace {
+
+using test::DomainPtr;
+
+std::vector<double> query(orv_domain_t d, std::vector<orv_node_t> nodes, double *log_pe) {
+  nodes.push_back(nullptr);
+  orv_table_t t = orv_domain_query_marginal(d, nodes.data(), log_pe);
+  EXPECT_NE(t, nullptr) << orv_error_name(orv_error_code());
+  if (!t) return {};
+  const double *data = orv_table_get_data(t);
+  std::vector<double> result(data, data + orv_table_get_size(t));
+  orv_table_delete(t);
+  return result;
+}
+
+std::vector<double> batch(orv_domain_t d, std::vector<orv_node_t> nodes, double *log_pe) {
+  std::size_t total = 0;
+  for (orv_node_t n : nodes) total += orv_node_get_number_of_states(n);
+  nodes.push_back(nullptr);
+  std::vector<double> beliefs(total, -1.0);
+  EXPECT_EQ(orv_domain_query_beliefs(d, nodes.data(), beliefs.data(), log_pe), orv_error_none);
+  return beliefs;
+}
+
+void expect_close(const std::vector<double> &a, const std::vector<double> &b, double tolerance,
+                  const std::string &what) {
+  ASSERT_EQ(a.size(), b.size()) << what;
+  for (std::size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(a[i], b[i], tolerance) << what << " entry " << i;
+}
+
+// Random networks with random hard and soft evidence: every target set's
+// joint and every node's belief against enumeration, P(e) too.
+TEST(TargetedQuery, MatchesBruteForceOnRandomNetworks) {
+  std::mt19937 rng(2604);
+  for (int round = 0; round < 30; ++round) {
+    DomainPtr d = test::new_domain();
+    const auto nodes = test::random_network(d.get(), 4 + rng() % 6, 3, 3, rng);
+    for (orv_node_t n : nodes) {
+      const unsigned kind = rng() % 6;
+      const std::size_t states = orv_node_get_number_of_states(n);
+      if (kind == 0) orv_node_select_state(n, rng() % states);
+      if (kind == 1)
+        for (std::size_t s = 0; s < states; ++s) orv_node_enter_finding(n, s, (rng() % 5) * 0.25);
+    }
+    const test::Exact exact = test::brute_force(d.get());
+    const std::string what = "round " + std::to_string(round);
+    if (exact.probability == 0.0) {
+      const orv_node_t list[] = {nodes[0], nullptr};
+      double log_pe = 0.0;
+      EXPECT_EQ(orv_domain_query_marginal(d.get(), const_cast<orv_node_t *>(list), &log_pe), nullptr);
+      EXPECT_EQ(orv_error_code(), orv_error_inconsistency_or_underflow) << what;
+      continue;
+    }
+    std::vector<orv_node_t> targets;
+    for (orv_node_t n : nodes)
+      if (rng() % 3 == 0) targets.push_back(n);
+    double log_pe = 0.0;
+    expect_close(query(d.get(), targets, &log_pe), test::brute_force_joint(d.get(), targets), 1e-12, what);
+    EXPECT_NEAR(log_pe, std::log(exact.probability), 1e-9) << what;
+    // Without P(e) the pruning is stronger; the answer is the same.
+    expect_close(query(d.get(), targets, nullptr), test::brute_force_joint(d.get(), targets), 1e-12, what);
+    std::vector<double> expected;
+    for (orv_node_t n : nodes) expected.insert(expected.end(), exact.marginal.at(n).begin(), exact.marginal.at(n).end());
+    double batch_log_pe = 0.0;
+    expect_close(batch(d.get(), nodes, &batch_log_pe), expected, 1e-12, what + " batch");
+    EXPECT_NEAR(batch_log_pe, std::log(exact.probability), 1e-9) << what;
+  }
+}
+
+// A discrete function node's table holds the node alone: its parents do not
+// condition it, as in the compiled path.
+TEST(TargetedQuery, FunctionNodesAgreeWithPropagation) {
+  DomainPtr d = test::new_domain();
+  orv_node_t a = test::variable(d.get(), "A", 2);
+  orv_node_t f = test::variable(d.get(), "F", 3, orv_category_function);
+  orv_node_t c = test::variable(d.get(), "C", 2);
+  test::family(a, {}, {0.3, 0.7});
+  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
+  double *fd = orv_table_get_data(orv_node_get_table(f));
+  fd[0] = 0.2, fd[1] = 0.5, fd[2] = 0.3;
+  test::family(c, {a, f}, {0.9, 0.1, 0.4, 0.6, 0.5, 0.5, 0.2, 0.8, 0.7, 0.3, 0.1, 0.9});
+  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
+  ASSERT_EQ(orv_node_select_state(c, 1), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  for (orv_node_t target : {a, f}) {
+    orv_node_t list[] = {target, nullptr};
+    orv_table_t expected = orv_domain_get_marginal(d.get(), list);
+    double log_pe = 0.0;
+    const std::vector<double> got = query(d.get(), {target}, &log_pe);
+    for (std::size_t s = 0; s < got.size(); ++s) EXPECT_NEAR(got[s], orv_table_get_data(expected)[s], 1e-12);
+    EXPECT_NEAR(log_pe, orv_domain_get_log_normalization_constant(d.get()), 1e-12);
+    orv_table_delete(expected);
+  }
+}
+
+// A small network with evidence entered after propagation: the query sees the
+// new evidence, and the domain still reports the old propagation.
+struct Entered {
+  DomainPtr d = test::new_domain();
+  std::vector<orv_node_t> nodes;
+  Entered() {
+    std::mt19937 rng(7);
+    nodes = test::random_network(d.get(), 7, 2, 3, rng);
+    orv_domain_compile(d.get());
+    orv_node_select_state(nodes[1], 0);
+    orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal);
+    orv_node_select_state(nodes[5], 1);
+    orv_node_enter_finding(nodes[3], 0, 0.5);
+  }
+  // Beliefs, evidence codes and log P(e) as the domain reports them.
+  std::vector<double> snapshot() const {
+    std::vector<double> s{orv_domain_get_log_normalization_constant(d.get()),
+                          static_cast<double>(orv_domain_evidence_to_propagate(d.get()))};
+    for (orv_node_t n : nodes) {
+      s.push_back(static_cast<double>(orv_node_get_selected_state(n)));
+      for (std::size_t k = 0; k < orv_node_get_number_of_states(n); ++k) {
+        s.push_back(orv_node_get_belief(n, k));
+        s.push_back(orv_node_get_entered_finding(n, k));
+      }
+    }
+    return s;
+  }
+};
+
+TEST(TargetedQuery, SeesEnteredEvidenceAndLeavesTheDomainAlone) {
+  Entered e;
+  const std::vector<double> before = e.snapshot();
+  double log_pe = 0.0;
+  const std::vector<orv_node_t> targets{e.nodes[6], e.nodes[5], e.nodes[0]};
+  expect_close(query(e.d.get(), targets, &log_pe), test::brute_force_joint(e.d.get(), targets), 1e-12, "joint");
+  EXPECT_NEAR(log_pe, std::log(test::brute_force(e.d.get()).probability), 1e-12);
+  EXPECT_EQ(e.snapshot(), before);
+}
+
+TEST(TargetedQuery, AllocationFailuresLeaveTheDomainAsItWas) {
+  Entered e;
+  const std::vector<double> before = e.snapshot();
+  orv_node_t list[] = {e.nodes[6], e.nodes[2], nullptr};
+  double log_pe = 0.0;
+  const auto run = test::expect_no_memory_sweep(
+      "query_marginal",
+      [&] {
+        orv_table_t t = orv_domain_query_marginal(e.d.get(), list, &log_pe);
+        if (t) orv_table_delete(t);
+        return t;
+      },
+      [&] { EXPECT_EQ(e.snapshot(), before); });
+  EXPECT_GT(run.n, 3u);
+  std::vector<double> beliefs(16);
+  test::expect_no_memory_sweep(
+      "query_beliefs", [&] { return orv_domain_query_beliefs(e.d.get(), list, beliefs.data(), &log_pe); },
+      [&] { EXPECT_EQ(e.snapshot(), before); });
+}
+
+TEST(TargetedQuery, ImpossibleEvidenceIsReportedLikePropagation) {
+  DomainPtr d = test::new_domain();
+  orv_node_t a = test::variable(d.get(), "A", 2);
+  orv_node_t b = test::variable(d.get(), "B", 2);
+  orv_node_t c = test::variable(d.get(), "C", 2);
+  test::family(a, {}, {0.5, 0.5});
+  test::family(b, {a}, {1.0, 0.0, 0.0, 1.0});
+  test::family(c, {}, {0.4, 0.6});
+  orv_node_select_state(a, 0);
+  orv_node_select_state(b, 1);
+  orv_node_t list[] = {c, nullptr};
+  double log_pe = 0.0;
+  std::vector<double> beliefs(2);
+  EXPECT_EQ(orv_domain_query_marginal(d.get(), list, &log_pe), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_inconsistency_or_underflow);
+  EXPECT_EQ(orv_domain_query_beliefs(d.get(), list, beliefs.data(), &log_pe), orv_error_inconsistency_or_underflow);
+  // C is independent of the impossible pair: without P(e) nothing bears on it.
+  EXPECT_EQ(query(d.get(), {c}, nullptr), (std::vector<double>{0.4, 0.6}));
+  // A target that carries hard evidence is known without any table.
+  orv_node_t on_b[] = {b, nullptr};
+  EXPECT_EQ(orv_domain_query_beliefs(d.get(), on_b, beliefs.data(), nullptr), orv_error_none);
+  EXPECT_EQ(beliefs, (std::vector<double>{0.0, 1.0}));
+}
+
+TEST(TargetedQuery, BadArgumentsAreUsageErrors) {
+  DomainPtr d = test::new_domain();
+  DomainPtr other = test::new_domain();
+  DomainPtr clean = test::new_domain();
+  test::variable(clean.get(), "C", 2);
+  orv_node_t a = test::variable(d.get(), "A", 2);
+  orv_node_t x = test::variable(other.get(), "X", 2);
+  test::add_node(other.get(), "U", orv_category_utility, orv_kind_other);
+  orv_node_t g = test::add_continuous(d.get(), "G");
+  orv_node_t own[] = {a, nullptr}, repeated[] = {a, a, nullptr}, foreign[] = {x, nullptr}, cg[] = {g, nullptr},
+             none[] = {nullptr};
+  double beliefs[4];
+  auto marginal_fails = [&](orv_domain_t dom, orv_node_t *list) { return !orv_domain_query_marginal(dom, list, nullptr); };
+  auto beliefs_fail = [&](orv_domain_t dom, orv_node_t *list, double *out) {
+    return orv_domain_query_beliefs(dom, list, out, nullptr) == orv_error_usage;
+  };
+  test::expect_usage_calls(
+      {{"null domain", [&] { return marginal_fails(nullptr, own); }},
+       {"node as domain", [&] { return marginal_fails(reinterpret_cast<orv_domain_t>(a), own); }},
+       {"null list", [&] { return marginal_fails(d.get(), nullptr); }},
+       {"repeated node", [&] { return marginal_fails(d.get(), repeated); }},
+       {"other domain's node", [&] { return marginal_fails(d.get(), foreign); }},
+       {"continuous node", [&] { return marginal_fails(d.get(), cg); }},
+       {"domain with continuous nodes", [&] { return marginal_fails(d.get(), own); }},
+       {"domain with utility nodes", [&] { return marginal_fails(other.get(), foreign); }},
+       {"beliefs: null domain", [&] { return beliefs_fail(nullptr, own, beliefs); }},
+       {"beliefs: null output", [&] { return beliefs_fail(d.get(), own, nullptr); }},
+       {"beliefs: other domain's node", [&] { return beliefs_fail(d.get(), foreign, beliefs); }},
+       {"beliefs: LIMID", [&] { return beliefs_fail(other.get(), foreign, beliefs); }}},
+      [&] {
+        double log_pe = 1.0;
+        return orv_domain_query_beliefs(clean.get(), none, nullptr, &log_pe) == orv_error_none && log_pe == 0.0;
+      });
+}
+
+}  // namespace
+}  // namespace orv
