@@ -1,4 +1,5 @@
-// The orvel command: inspect, query, compile and convert NET networks.
+// The orvel command: inspect, query, compile and convert NET networks, and
+// learn their tables from case data.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -15,6 +16,8 @@ constexpr const char *kUsage =
     "  query NET [options]           enter evidence, propagate and print beliefs\n"
     "  compile NET [options]         triangulate, compile and write the compilation log\n"
     "  convert IN.net OUT.net        read a network and write it back in canonical layout\n"
+    "  learn NET DATA [options]      learn the tables from a case data file by EM\n"
+    "  cases NET DATA                count the cases of a case data file\n"
     "\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
@@ -23,6 +26,8 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "query") return cli::run_query(args);
   if (command == "compile") return cli::run_compile(args);
   if (command == "convert") return cli::run_convert(args);
+  if (command == "learn") return cli::run_learn(args);
+  if (command == "cases") return cli::run_cases(args);
   cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
 }
 

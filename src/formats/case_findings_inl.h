@@ -1,0 +1,40 @@
+// The file-parse frame shared by the case, case data and node-list readers.
+#pragma once
+
+#include <cstdio>
+
+#include "formats/net_reader.h"
+#include "runtime/error.h"
+#include "runtime/files.h"
+
+namespace orv {
+
+template <class Body>
+orv_error_t parse_file(const char *file_name, orv_error_handler_t handler, void *data, orv_domain_s *d,
+                       Body &&body) {
+  CLocale locale;
+  std::FILE *file = _orv_open_file(file_name, "r");
+  if (!file) return orv_error_io;
+  orv_error_t code = orv_error_none;
+  {
+    ParseData p(file, nullptr, handler, data);
+    p.domain = d;
+    p.get_token = get_new_token;
+    try {
+      try {
+        body(p);
+      } catch (const std::bad_alloc &) {
+        p.fatal("out-of-memory", orv_error_no_memory);
+      } catch (const Failure &f) {
+        report_api_error(p, f.code);
+      }
+    } catch (const ParseAbort &abort) {
+      code = abort.code;
+    }
+    if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
+  }
+  if (std::fclose(file) != 0 && code == orv_error_none) code = orv_error_io;
+  return code;
+}
+
+}  // namespace orv
