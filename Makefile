@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 # Reuse object files across build trees and checkouts when ccache is installed.
 LAUNCHER := $(if $(shell command -v ccache),-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all build demo test test-asan test-tsan bench fuzz-net clean
+.PHONY: all build demo test test-asan test-tsan bench fuzz-net fuzz-case clean
 
 all: build
 
@@ -40,6 +40,15 @@ fuzz-net:
 	mkdir -p build-fuzz/corpus-net
 	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/net_fuzzer -max_total_time=$(FUZZ_SECONDS) \
 	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-net fuzz/corpus/net
+
+# Fuzzes the case file and case data file readers the same way.
+fuzz-case:
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DORVEL_SANITIZE=ON -DORVEL_FUZZ=ON -DBUILD_TESTING=OFF
+	cmake --build build-fuzz -j $(JOBS) --target case_fuzzer
+	mkdir -p build-fuzz/corpus-case
+	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/case_fuzzer -max_total_time=$(FUZZ_SECONDS) \
+	  -max_len=4096 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-case fuzz/corpus/case
 
 # Benchmarks (Release); pass options with BENCH_ARGS, e.g.
 # BENCH_ARGS='--benchmark_filter=Multiply --benchmark_min_time=0.01'.

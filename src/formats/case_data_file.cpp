@@ -118,11 +118,11 @@ orv_status_t orv_domain_parse_cases(orv_domain_t domain, const char *file_name, 
                                     void *data) {
   if (!orv::is_domain(domain) || domain->is_class() || !file_name) return orv::usage(orv_error_usage);
   return orv::guarded_status([&] {
-    const std::size_t before = domain->number_of_cases;
+    orv::CaseStoreMark mark(domain);
     const orv_error_t code = orv::parse_file(file_name, handler, data, domain,
                                              [](orv::ParseData &p) { orv::CaseDataReader(p).parse(); });
     if (code != orv_error_none) {
-      orv::set_number_of_cases(domain, before);  // shrinking never fails
+      mark.roll_back();
       orv::fail(code);
     }
   });

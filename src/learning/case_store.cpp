@@ -185,6 +185,31 @@ bool case_is_set(const orv_node_s *n, std::size_t i) {
 
 long case_state(const orv_node_s *n, std::size_t i) { return n->case_states ? n->case_states[i] : -1; }
 
+CaseStoreMark::CaseStoreMark(orv_domain_s *d)
+    : d_(d), cases_(d->number_of_cases), had_counts_(d->case_counts != nullptr) {
+  for (const orv_node_s *n = d->first_node; n; n = n->next)
+    if (n->case_states || n->case_values) had_arrays_.push_back(n);
+}
+
+void CaseStoreMark::roll_back() noexcept {
+  set_number_of_cases(d_, cases_);  // shrinking never fails
+  for (orv_node_s *n = d_->first_node; n; n = n->next) {
+    bool had = false;
+    for (const orv_node_s *m : had_arrays_) had = had || m == n;
+    if (had) continue;
+    _orv_free(n->case_states);
+    _orv_free(n->case_values);
+    _orv_free(n->case_value_set);
+    n->case_states = nullptr;
+    n->case_values = nullptr;
+    n->case_value_set = nullptr;
+  }
+  if (!had_counts_) {
+    _orv_free(d_->case_counts);
+    d_->case_counts = nullptr;
+  }
+}
+
 void enter_case(orv_domain_s *d, std::size_t i) noexcept {
   for (orv_node_s *n = d->first_node; n; n = n->next) {
     if (!holds_cases(n)) continue;

@@ -30,6 +30,20 @@ void unset_case(orv_node_s *n, std::size_t i) noexcept;
 bool case_is_set(const orv_node_s *n, std::size_t i);
 long case_state(const orv_node_s *n, std::size_t i);
 
+// The number of cases and which case arrays exist, so that a failed read can
+// take the store back: appended cases go, arrays it created are freed.
+class CaseStoreMark {
+ public:
+  explicit CaseStoreMark(orv_domain_s *d);
+  void roll_back() noexcept;
+
+ private:
+  orv_domain_s *d_;
+  std::size_t cases_;
+  bool had_counts_;
+  Vector<const orv_node_s *> had_arrays_;
+};
+
 // Enters case i as evidence on every chance node (nothing propagated).
 void enter_case(orv_domain_s *d, std::size_t i) noexcept;
 

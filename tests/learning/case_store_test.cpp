@@ -73,7 +73,9 @@ TEST(CaseStore, CountsStatesAndValues) {
 
 TEST(CaseStore, ArgumentChecks) {
   auto d = test::new_domain();
-  orv_node_t decision = add_node(d.get(), "D", orv_category_decision);
+  auto limid = test::new_domain();  // utility nodes do not mix with continuous ones
+  orv_node_t utility = add_node(limid.get(), "U", orv_category_utility, orv_kind_other);
+  orv_domain_set_number_of_cases(limid.get(), 2);
   orv_node_t a = add_node(d.get(), "A");
   orv_node_t x = add_continuous(d.get(), "X");
   set_state_count(a, 2);
@@ -88,11 +90,11 @@ TEST(CaseStore, ArgumentChecks) {
        {"get count range", [&] { return orv_domain_get_case_count(d.get(), 5) == -1.0; }},
        {"state range", [&] { return orv_node_set_case_state(a, 2, 0) == orv_error_usage; }},
        {"state on continuous", [&] { return orv_node_set_case_state(x, 0, 0) == orv_error_usage; }},
-       {"state on decision", [&] { return orv_node_set_case_state(decision, 0, 0) == orv_error_usage; }},
+       {"state on utility", [&] { return orv_node_set_case_state(utility, 0, 0) == orv_error_usage; }},
        {"get state null", [] { return orv_node_get_case_state(nullptr, 0) == -1; }},
        {"value on discrete", [&] { return orv_node_set_case_value(a, 0, 1.0) == orv_error_usage; }},
        {"get value on discrete", [&] { return orv_node_get_case_value(a, 0) == -1.0; }},
-       {"unset decision", [&] { return orv_node_unset_case(decision, 0) == orv_error_usage; }},
+       {"unset utility", [&] { return orv_node_unset_case(utility, 0) == orv_error_usage; }},
        {"is set range", [&] { return orv_node_case_is_set(a, 2) == -1; }},
        {"enter range", [&] { return orv_domain_enter_case(d.get(), 2) == orv_error_usage; }}},
       good);
