@@ -619,14 +619,13 @@ ORV_API orv_status_t orv_domain_parse_case(orv_domain_t domain, const char *file
 /* Writes the entered findings of the domain as a case file. Errors: usage,
  * io, locale. */
 ORV_API orv_status_t orv_domain_save_case(orv_domain_t domain, const char *file_name);
-/* Appends the cases of a case data file to the case store. On a counted
- * error the cases read so far stay (see the guide). Errors: usage, io,
- * parse, no_memory, locale, case_state_too_large. */
+/* Appends the cases of a case data file to the case store. Every counted
+ * error is reported with its line; a failed read leaves the case store as it
+ * was. Errors: usage, io, parse, no_memory, locale, case_state_too_large. */
 ORV_API orv_status_t orv_domain_parse_cases(orv_domain_t domain, const char *file_name,
                                             orv_error_handler_t handler, void *data);
-/* Reads a file of node names; the list is owned by the domain and valid
- * until the next such call or until the domain is deleted. Errors: usage,
- * io, parse, no_memory, locale. */
+/* Reads a file of node names into a new null-terminated list that the
+ * caller frees with free(). Errors: usage, io, parse, no_memory, locale. */
 ORV_API orv_node_t *orv_domain_parse_nodes(orv_domain_t domain, const char *file_name,
                                            orv_error_handler_t handler, void *data);
 /* Writes cases (all, or the indices listed up to -1) of the given nodes as a

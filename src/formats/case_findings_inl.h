@@ -20,18 +20,7 @@ orv_error_t parse_file(const char *file_name, orv_error_handler_t handler, void 
     ParseData p(file, nullptr, handler, data);
     p.domain = d;
     p.get_token = get_new_token;
-    try {
-      try {
-        body(p);
-      } catch (const std::bad_alloc &) {
-        p.fatal("out-of-memory", orv_error_no_memory);
-      } catch (const Failure &f) {
-        report_api_error(p, f.code);
-      }
-    } catch (const ParseAbort &abort) {
-      code = abort.code;
-    }
-    if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
+    code = run_parse(p, [&] { body(p); });
   }
   if (std::fclose(file) != 0 && code == orv_error_none) code = orv_error_io;
   return code;

@@ -21,25 +21,15 @@ orv_domain_s *parse_domain(std::FILE *stream, const char *text, orv_error_handle
   ParseData p(stream, text, handler, data);
   Owned<orv_domain_s> d(make<orv_domain_s>());
   p.domain = d.get();
-  orv_error_t code = orv_error_none;
-  try {
-    try {
-      if (starts_like_old_format(p)) {
-        p.get_token = get_old_token;
-        parse_old_net(p, d.get());
-      } else {
-        p.get_token = get_new_token;
-        NetReader(p, d.get()).parse_body();
-      }
-    } catch (const std::bad_alloc &) {
-      p.fatal("out-of-memory", orv_error_no_memory);
-    } catch (const Failure &f) {
-      report_api_error(p, f.code);
+  const orv_error_t code = run_parse(p, [&] {
+    if (starts_like_old_format(p)) {
+      p.get_token = get_old_token;
+      parse_old_net(p, d.get());
+    } else {
+      p.get_token = get_new_token;
+      NetReader(p, d.get()).parse_body();
     }
-  } catch (const ParseAbort &abort) {
-    code = abort.code;
-  }
-  if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
+  });
   if (code != orv_error_none) fail(code);
   _orv_reverse_node_and_table_lists(d.get());
   set_error(orv_error_none);

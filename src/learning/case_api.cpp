@@ -5,8 +5,7 @@
 namespace orv {
 namespace {
 
-bool domain_ok(const orv_domain_s *d) { return is_domain(d) && !d->is_class(); }
-bool case_ok(const orv_domain_s *d, std::size_t i) { return domain_ok(d) && i < d->number_of_cases; }
+bool case_ok(const orv_domain_s *d, std::size_t i) { return is_learning_domain(d) && i < d->number_of_cases; }
 bool node_case_ok(const orv_node_s *n, std::size_t i) {
   return is_node(n) && holds_cases(n) && case_ok(n->owner, i);
 }
@@ -21,12 +20,12 @@ using orv::usage;
 extern "C" {
 
 orv_status_t orv_domain_set_number_of_cases(orv_domain_t domain, size_t n) {
-  if (!orv::domain_ok(domain)) return usage(orv_error_usage);
+  if (!orv::is_learning_domain(domain)) return usage(orv_error_usage);
   return guarded_status([&] { orv::set_number_of_cases(domain, n); });
 }
 
 size_t orv_domain_new_case(orv_domain_t domain) {
-  if (!orv::domain_ok(domain)) return usage(orv::kSizeSentinel);
+  if (!orv::is_learning_domain(domain)) return usage(orv::kSizeSentinel);
   return guarded<size_t>(orv::kSizeSentinel, [&] {
     const std::size_t index = domain->number_of_cases;
     if (index == orv::kSizeSentinel - 1) orv::fail(orv_error_no_memory);
@@ -36,7 +35,7 @@ size_t orv_domain_new_case(orv_domain_t domain) {
 }
 
 size_t orv_domain_get_number_of_cases(orv_domain_t domain) {
-  if (!orv::domain_ok(domain)) return usage(orv::kSizeSentinel);
+  if (!orv::is_learning_domain(domain)) return usage(orv::kSizeSentinel);
   orv::set_error(orv_error_none);
   return domain->number_of_cases;
 }

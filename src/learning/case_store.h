@@ -8,6 +8,9 @@
 
 namespace orv {
 
+// Domains (not classes) hold cases and learn.
+inline bool is_learning_domain(const orv_domain_s *d) { return is_domain(d) && !d->is_class(); }
+
 // Nodes that hold case data: discrete and continuous chance nodes.
 inline bool holds_cases(const orv_node_s *n) {
   return n->category == orv_category_chance && n->counts_as_variable();
