@@ -16,11 +16,15 @@ namespace orv {
 
 namespace {
 
-void check_tree_states(orv_domain_s *d) {
+// Compiled (not_compiled), with no table change waiting to be propagated
+// (usage); learning also needs sum equilibrium in normal mode.
+void check_tree_states(orv_domain_s *d, bool for_learning) {
   if (!domain_is_compiled(d)) fail(orv_error_not_compiled);
-  for (orv_junction_tree_s *t = junction_forest(d)->first_tree; t; t = t->next)
-    if (t->equilibrium != orv_equilibrium_sum || t->mode != orv_mode_normal || t->tables_changed)
+  for (orv_junction_tree_s *t = junction_forest(d)->first_tree; t; t = t->next) {
+    if (t->tables_changed) fail(orv_error_usage);
+    if (for_learning && (t->equilibrium != orv_equilibrium_sum || t->mode != orv_mode_normal))
       fail(orv_error_usage);
+  }
 }
 
 void check_limid(orv_domain_s *d) {
@@ -29,7 +33,7 @@ void check_limid(orv_domain_s *d) {
 
 void check_learning_preconditions(orv_domain_s *d) {
   if (!(total_case_weight(d) > 0.0)) fail(orv_error_usage);
-  check_tree_states(d);
+  check_tree_states(d, true);
   for (orv_junction_tree_s *t = junction_forest(d)->first_tree; t; t = t->next)
     if (t->discrete_evidence || t->likelihood_evidence || t->cg_evidence) fail(orv_error_usage);
   // Conditional-Gaussian EM is not available yet.
@@ -151,7 +155,7 @@ void EvidenceSnapshot::restore_and_settle() {
 double compute_log_likelihood(orv_domain_s *d) {
   if (d->log_likelihood_valid) return d->cached_log_likelihood;
   if (d->number_of_cases == 0) return 0.0;
-  check_tree_states(d);
+  check_tree_states(d, false);
   check_limid(d);
   const Vector<signed char> flags = case_flags(d);
   Vector<LearnedNode> none;

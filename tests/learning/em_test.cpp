@@ -118,6 +118,17 @@ TEST(EmScores, LogLikelihoodAicAndBic) {
   orv_node_unset_case(f.b, 1);
   EXPECT_NEAR(orv_domain_get_log_likelihood(f.d), std::log(0.3) + std::log(0.7 * 0.2 * 0.9), 1e-12);
   EXPECT_EQ(orv_error_code(), orv_error_none);
+  // A table change must be propagated first; an uncompiled domain has no scores.
+  orv_node_touch_table(f.a);
+  EXPECT_EQ(orv_domain_get_AIC(f.d), 1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  Fixture g;
+  g.add(0, -1, -1);
+  EXPECT_EQ(orv_domain_get_log_likelihood(g.d), 1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  orv_domain_set_case_count(g.d, 0, 0.0);
+  EXPECT_EQ(orv_domain_get_BIC(g.d), 1.0);
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
 }
 
 TEST(EmLearning, PreconditionsInOrder) {
