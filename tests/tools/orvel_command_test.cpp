@@ -128,10 +128,6 @@ TEST(OrvelCommand, InfoCompileAndConvertWorkOnARealNetwork) {
   EXPECT_EQ(orvel("query --help").status, 0);
 }
 
-}  // namespace
-
-namespace {
-
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
 TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
