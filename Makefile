@@ -30,25 +30,18 @@ test-tsan:
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R 'Parallel|Thread'
 
-# Fuzzes the NET reader (libFuzzer, ASan + UBSan, clang) for FUZZ_SECONDS,
-# seeded with the committed corpus; new inputs collect in build-fuzz/corpus-net.
+# Fuzzes a reader (fuzz-net: the NET reader; fuzz-case: the case file and
+# case data file readers) with libFuzzer, ASan and UBSan under clang for
+# FUZZ_SECONDS, seeded with the committed corpus; new inputs collect in
+# build-fuzz/corpus-<name>.
 FUZZ_SECONDS ?= 600
-fuzz-net:
+fuzz-net fuzz-case: fuzz-%:
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DORVEL_SANITIZE=ON -DORVEL_FUZZ=ON -DBUILD_TESTING=OFF
-	cmake --build build-fuzz -j $(JOBS) --target net_fuzzer
-	mkdir -p build-fuzz/corpus-net
-	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/net_fuzzer -max_total_time=$(FUZZ_SECONDS) \
-	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-net fuzz/corpus/net
-
-# Fuzzes the case file and case data file readers the same way.
-fuzz-case:
-	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DORVEL_SANITIZE=ON -DORVEL_FUZZ=ON -DBUILD_TESTING=OFF
-	cmake --build build-fuzz -j $(JOBS) --target case_fuzzer
-	mkdir -p build-fuzz/corpus-case
-	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/case_fuzzer -max_total_time=$(FUZZ_SECONDS) \
-	  -max_len=4096 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-case fuzz/corpus/case
+	cmake --build build-fuzz -j $(JOBS) --target $*_fuzzer
+	mkdir -p build-fuzz/corpus-$*
+	UBSAN_OPTIONS=halt_on_error=1 build-fuzz/fuzz/$*_fuzzer -max_total_time=$(FUZZ_SECONDS) \
+	  -max_len=16384 -timeout=20 -rss_limit_mb=2048 build-fuzz/corpus-$* fuzz/corpus/$*
 
 # Benchmarks (Release); pass options with BENCH_ARGS, e.g.
 # BENCH_ARGS='--benchmark_filter=Multiply --benchmark_min_time=0.01'.
