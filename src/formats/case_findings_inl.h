@@ -22,7 +22,8 @@ orv_error_t parse_file(const char *file_name, orv_error_handler_t handler, void 
     p.get_token = get_new_token;
     code = run_parse(p, [&] { body(p); });
   }
-  if (std::fclose(file) != 0 && code == orv_error_none) code = orv_error_io;
+  const bool read_failed = std::ferror(file) != 0;  // e.g. a directory reads as an early end
+  if ((std::fclose(file) != 0 || read_failed) && code == orv_error_none) code = orv_error_io;
   return code;
 }
 

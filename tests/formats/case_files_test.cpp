@@ -185,6 +185,7 @@ TEST(CaseDataFiles, HeaderOnlyWarnsAndCountColumnWithNumbersAndMissing) {
   EXPECT_EQ(orv_node_get_case_state(orv_domain_get_node_by_name(d, "I"), 1), 1);
   EXPECT_EQ(orv_node_case_is_set(orv_domain_get_node_by_name(d, "A"), 0), 0);
   EXPECT_EQ(orv_domain_parse_cases(d, "/nonexistent.dat", nullptr, nullptr), orv_error_io);
+  EXPECT_EQ(orv_domain_parse_cases(d, ::testing::TempDir().c_str(), nullptr, nullptr), orv_error_io);
   EXPECT_EQ(orv_domain_parse_cases(nullptr, "x", nullptr, nullptr), orv_error_usage);
   orv_domain_delete(d);
 }
