@@ -22,8 +22,10 @@ orv_error_t parse_file(const char *file_name, orv_error_handler_t handler, void 
     p.get_token = get_new_token;
     code = run_parse(p, [&] { body(p); });
   }
-  const bool read_failed = std::ferror(file) != 0;  // e.g. a directory reads as an early end
-  if ((std::fclose(file) != 0 || read_failed) && code == orv_error_none) code = orv_error_io;
+  // A read error (a directory, for one) looks like an early end to the parse.
+  const bool read_failed = std::ferror(file) != 0;
+  const bool close_failed = std::fclose(file) != 0;
+  if (read_failed || (close_failed && code == orv_error_none)) code = orv_error_io;
   return code;
 }
 
