@@ -12,9 +12,7 @@
 namespace orv {
 namespace {
 
-using test::family;
-using test::new_domain;
-using test::variable;
+using namespace test;
 
 TEST(Compile, TriangulatesCompilesAndRefusesTwice) {
   std::mt19937 rng(41);

@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "orvel.h"
 #include "support/net_compare.h"
 
 namespace orv {
@@ -56,7 +55,6 @@ TEST(NetRoundTrip, EveryBenchmarkNetworkIsAFixedPoint) {
     orv_domain_delete(second);
   }
 }
-
 
 // A domain built through the API (unnamed nodes, tables from the node table
 // accessor) writes text that reads back to the same domain.
