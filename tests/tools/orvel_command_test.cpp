@@ -95,6 +95,8 @@ TEST(OrvelCommand, CompileWritesTheLogAndConvertIsAFixedPoint) {
 
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
+bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+
 TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
   const std::string out = ::testing::TempDir() + "learned.net";
   const Outcome r = orvel("learn " + kEm + "asia.net " + kEm + "asia.dat -o " + out + " --threads 2");
