@@ -43,6 +43,7 @@ std::string read_file(const std::string &path) {
 TEST(OrvelCommand, ExitCodesAndOutputs) {
   const std::string dir = ::testing::TempDir();
   const std::string broken = write_temp("broken.net", "net\n{\n}\nnode A\n{\n  states = (\"a\" \"b\";\n}\n");
+  const std::string cg = "query " + std::string(ORVEL_DATA_DIR) + "/networks/cg/cg_fillin.net -e X1=-0.764 ";
   const struct {
     std::string arguments;
     int status;
@@ -73,6 +74,13 @@ TEST(OrvelCommand, ExitCodesAndOutputs) {
       {"query " + write_temp("empty.net", ""), 1, {"empty.net: the network has no nodes"}},
       {"query " + write_temp("byte.net", "net {}\n\x8f\n"), 1, {"byte.net:2: unexpected character: `\\x8f'"}},
       {"info " + broken, 1, {broken + ":6: "}},  // file and line
+      // Continuous nodes: values as evidence, mean, variance and SD in both outputs.
+      {cg + "-e X2=2.1 -n X3 -n D1", 0,
+       {"log P(evidence) = -3.165599", "mean 0.498768   variance 11.7273   SD 3.42451", "0.997347"}},
+      {cg + "-e X2=2.1 -n X3 -n X1 --json", 0,
+       {"\"X3\": {\"mean\": 0.4987681814880", "\"X1\": {\"mean\": -0.764000000000000",
+        "\"variance\": 0, \"sd\": 0", "\"conflict\": null"}},
+      {cg + "-e X2=abc", 2, {"'abc' is not a number"}},
   };
   for (const auto &c : cases) {
     const Outcome r = orvel(c.arguments);
