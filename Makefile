@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 # Reuse object files across build trees and checkouts when ccache is installed.
 LAUNCHER := $(if $(shell command -v ccache),-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all build demo test test-asan test-tsan bench fuzz fuzz-net install api-status clean
+.PHONY: all build demo test test-asan test-tsan bench fuzz fuzz-net fuzz-case install api-status clean
 
 all: build
 
@@ -38,12 +38,15 @@ test-tsan:
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -R 'Parallel|Thread'
 
 # Fuzzes a reader (libFuzzer, ASan + UBSan, clang) for FUZZ_SECONDS, seeded
-# with the committed corpus: `make fuzz-net`, or FUZZ_TARGET=bif|xmlbif|uai
+# with the committed corpus: `make fuzz-net`, `make fuzz-case` (case and case data
+# files), or FUZZ_TARGET=bif|xmlbif|uai
 # with `make fuzz`; new inputs collect in build-fuzz/corpus-<target>.
 FUZZ_SECONDS ?= 600
 FUZZ_TARGET ?= net
 fuzz-net: FUZZ_TARGET = net
 fuzz-net: fuzz
+fuzz-case: FUZZ_TARGET = case
+fuzz-case: fuzz
 fuzz:
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	  -DORVEL_SANITIZE=ON -DORVEL_FUZZ=ON -DBUILD_TESTING=OFF

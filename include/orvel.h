@@ -680,6 +680,96 @@ ORV_API char *orv_domain_to_bif_string(orv_domain_t domain);
 ORV_API orv_status_t orv_domain_save_as_bif(orv_domain_t domain, const char *file_name);
 
 /* ======================================================================
+ * Case data and EM learning
+ * ====================================================================== */
+/* Resizes the case store to n cases; new cases have nothing set and weight
+ * 1. Errors: usage, no_memory (store unchanged), demo. */
+ORV_API orv_status_t orv_domain_set_number_of_cases(orv_domain_t domain, size_t n);
+/* Appends an empty case; its index, or (size_t)-1 on failure (usage,
+ * no_memory, demo). */
+ORV_API size_t orv_domain_new_case(orv_domain_t domain);
+/* Number of cases, or (size_t)-1 with usage. */
+ORV_API size_t orv_domain_get_number_of_cases(orv_domain_t domain);
+/* Weight of a case (>= 0; 0 makes it inactive in EM). Errors: usage,
+ * no_memory. */
+ORV_API orv_status_t orv_domain_set_case_count(orv_domain_t domain, size_t case_index, double count);
+/* The weight of a case (1.0 when no weight was set); -1.0 with usage. */
+ORV_API double orv_domain_get_case_count(orv_domain_t domain, size_t case_index);
+/* The state of a discrete chance node in a case. Errors: usage (state out
+ * of range), case_state_too_large (state >= 32768), no_memory. */
+ORV_API orv_status_t orv_node_set_case_state(orv_node_t node, size_t case_index, size_t state);
+/* The stored state, or -1 when not set (and with usage on error). */
+ORV_API long orv_node_get_case_state(orv_node_t node, size_t case_index);
+/* The value of a continuous chance node in a case. Errors: usage, no_memory. */
+ORV_API orv_status_t orv_node_set_case_value(orv_node_t node, size_t case_index, double value);
+/* The stored value; -1.0 with usage on error, no_value when not set. */
+ORV_API double orv_node_get_case_value(orv_node_t node, size_t case_index);
+/* Marks a chance node's item of a case missing. Errors: usage. */
+ORV_API orv_status_t orv_node_unset_case(orv_node_t node, size_t case_index);
+/* 1 when the chance node's item of the case is set, 0 when not, -1 (usage). */
+ORV_API int orv_node_case_is_set(orv_node_t node, size_t case_index);
+/* Enters a case as evidence: each chance node gets its stored state or
+ * value, or loses its findings when the item is missing. Nothing is
+ * propagated. Errors: usage. */
+ORV_API orv_status_t orv_domain_enter_case(orv_domain_t domain, size_t case_index);
+
+/* Called after each EM iteration with its log-likelihood and number (from
+ * 1); returning 0 stops EM after that iteration. */
+typedef int (*orv_em_progress_handler_t)(double log_likelihood, size_t iteration, void *data);
+/* Learns the tables of the nodes with experience tables by EM from the case
+ * data, experience counts acting as prior; experience is updated. The domain
+ * must be compiled, in sum/normal equilibrium with nothing propagated and no
+ * table changes pending. Continuous nodes are not supported yet (usage).
+ * Errors: usage, not_compiled, functional_dependency, io (log), no_memory,
+ * inconsistency_or_underflow, overflow; the tables then hold the last
+ * completed M-step. */
+ORV_API orv_status_t orv_domain_learn_tables(orv_domain_t domain);
+/* EM convergence: stop when |L - L_prev| <= |L| * tolerance (t >= 0). */
+ORV_API orv_status_t orv_domain_set_log_likelihood_tolerance(orv_domain_t domain, double tolerance);
+ORV_API double orv_domain_get_log_likelihood_tolerance(orv_domain_t domain);
+/* Most EM iterations (0 = no limit). Getter: (size_t)-1 with usage. */
+ORV_API orv_status_t orv_domain_set_max_number_of_em_iterations(orv_domain_t domain, size_t count);
+ORV_API size_t orv_domain_get_max_number_of_em_iterations(orv_domain_t domain);
+/* Sets (or clears with NULL) the EM progress handler. Errors: usage. */
+ORV_API orv_status_t _orv_domain_set_progress_handler(orv_domain_t domain, orv_em_progress_handler_t handler,
+                                                      void *data);
+/* Log-likelihood of the case data under the current tables (0.0 without
+ * cases); AIC = L - k; BIC = L - (k/2) ln M, with k free parameters and M the
+ * total case weight. 1.0 on error: usage (BIC: M <= 0; table changes not
+ * propagated), not_compiled, functional_dependency, no_memory,
+ * inconsistency_or_underflow. */
+ORV_API double orv_domain_get_log_likelihood(orv_domain_t domain);
+ORV_API double orv_domain_get_AIC(orv_domain_t domain);
+ORV_API double orv_domain_get_BIC(orv_domain_t domain);
+
+/* ======================================================================
+ * Case files and case data files
+ * ====================================================================== */
+/* Retracts all findings, then enters the findings of a case file (lines
+ * NODE: FINDING). Errors: usage, io, parse, no_memory, locale. */
+ORV_API orv_status_t orv_domain_parse_case(orv_domain_t domain, const char *file_name,
+                                           orv_error_handler_t handler, void *data);
+/* Writes the entered findings of the domain as a case file. Errors: usage,
+ * io, locale. */
+ORV_API orv_status_t orv_domain_save_case(orv_domain_t domain, const char *file_name);
+/* Appends the cases of a case data file to the case store. Every counted
+ * error is reported with its line; a failed read leaves the case store as it
+ * was. Errors: usage, io, parse, no_memory, locale, case_state_too_large. */
+ORV_API orv_status_t orv_domain_parse_cases(orv_domain_t domain, const char *file_name,
+                                            orv_error_handler_t handler, void *data);
+/* Reads a file of node names into a new null-terminated list that the
+ * caller frees with free(). Errors: usage, io, parse, no_memory, locale. */
+ORV_API orv_node_t *orv_domain_parse_nodes(orv_domain_t domain, const char *file_name,
+                                           orv_error_handler_t handler, void *data);
+/* Writes cases (all, or the indices listed up to -1) of the given nodes as a
+ * case data file: with a count column when include_counts is 1, else each
+ * case repeated count times (counts must be whole). Errors: usage, io,
+ * locale. */
+ORV_API orv_status_t orv_domain_save_cases(orv_domain_t domain, const char *file_name, orv_node_t *nodes,
+                                           const long *cases, int include_counts, const char *separator,
+                                           const char *missing_data);
+
+/* ======================================================================
  * Compilation: moralization and triangulation
  * ====================================================================== */
 /* Moralizes and triangulates the domain with method 15-20, leaving its

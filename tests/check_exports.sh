@@ -3,13 +3,13 @@
 # declared in orvel.h, in both directions.
 set -euo pipefail
 lib=$1 header=$2
-exported=$(nm -D --defined-only "$lib" | awk '{print $3}' | grep -E '^(orv_|Java_)' | sort -u)
+exported=$(nm -D --defined-only "$lib" | awk '{print $3}' | grep -E '^(_?orv_|Java_)' | sort -u)
 declared=$(grep -v '^#' "$header" | grep -oE 'ORV_API[^(]*\('  | grep -oE '[A-Za-z_][A-Za-z0-9_]*\($' | tr -d '(' | sort -u)
-other=$(nm -D --defined-only "$lib" | awk '{print $3}' | grep -vE '^(orv_|Java_)' | grep -vE '^(_init|_fini|__bss_start|_edata|_end)$' || true)
+other=$(nm -D --defined-only "$lib" | awk '{print $3}' | grep -vE '^(_?orv_|Java_)' | grep -vE '^(_init|_fini|__bss_start|_edata|_end)$' || true)
 status=0
 if [ -n "$other" ]; then echo "exported but not part of the API:"; echo "$other"; status=1; fi
-missing=$(comm -13 <(echo "$exported" | grep '^orv_') <(echo "$declared"))
-extra=$(comm -23 <(echo "$exported" | grep '^orv_') <(echo "$declared"))
+missing=$(comm -13 <(echo "$exported" | grep -E '^_?orv_') <(echo "$declared"))
+extra=$(comm -23 <(echo "$exported" | grep -E '^_?orv_') <(echo "$declared"))
 if [ -n "$missing" ]; then echo "declared in orvel.h but not exported:"; echo "$missing"; status=1; fi
 if [ -n "$extra" ]; then echo "exported but not declared in orvel.h:"; echo "$extra"; status=1; fi
 [ $status -eq 0 ] && echo "exports match: $(echo "$declared" | wc -l) functions"

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "formats/lexer.h"
+#include "runtime/error.h"
 #include "model/node.h"
 #include "tables/table.h"
 
@@ -64,5 +65,26 @@ bool starts_like_old_format(ParseData &p);
 
 // "API error: %s" with the error's name; aborts with that code.
 [[noreturn]] void report_api_error(ParseData &p, orv_error_t code);
+
+// Runs a parse body: running out of memory and failed operations become
+// messages; returns the first fatal code, else parse when errors were
+// counted, else 0.
+template <class Body>
+orv_error_t run_parse(ParseData &p, Body &&body) {
+  orv_error_t code = orv_error_none;
+  try {
+    try {
+      body();
+    } catch (const std::bad_alloc &) {
+      p.fatal("out-of-memory", orv_error_no_memory);
+    } catch (const Failure &f) {
+      report_api_error(p, f.code);
+    }
+  } catch (const ParseAbort &abort) {
+    code = abort.code;
+  }
+  if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
+  return code;
+}
 
 }  // namespace orv

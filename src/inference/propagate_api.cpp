@@ -240,6 +240,7 @@ orv_status_t orv_node_touch_table(orv_node_t node) {
   if (!orv::is_node(node) || node->owner->is_class()) return usage(orv_error_usage);
   return guarded_status([&] {
     if (node->junction_tree) node->junction_tree->tables_changed = true;
+    node->owner->log_likelihood_valid = false;
   });
 }
 

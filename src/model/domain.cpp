@@ -20,6 +20,7 @@ orv_domain_s::~orv_domain_s() {
   while (first_control) orv::_orv_free_control(first_control);
   while (first_table) orv::_orv_free_table(first_table);
   orv::_orv_free_attribute_list(attributes);
+  orv::_orv_free(case_counts);
 }
 
 namespace orv {
@@ -28,7 +29,10 @@ bool is_domain(const orv_domain_s *d) {
   return d && (d->tag == Tag::domain || d->tag == Tag::class_record);
 }
 
-void uncompile(orv_domain_s *d) noexcept { d->compiled.reset(); }
+void uncompile(orv_domain_s *d) noexcept {
+  d->compiled.reset();
+  d->log_likelihood_valid = false;
+}
 
 void discard_node_set_cache(orv_domain_s *d) noexcept { d->node_set_cache.reset(); }
 

@@ -88,7 +88,21 @@ struct orv_domain_s : orv::Tagged {
   std::size_t max_separators = 10000;
   std::size_t max_separator_size = 0;
 
-  // Evidence and propagation state.
+  // Case store (learning): number_of_cases cases held in per-node arrays of
+  // case_capacity entries; case_counts is null while every case weighs 1.
+  std::size_t number_of_cases = 0;
+  std::size_t case_capacity = 0;
+  double *case_counts = nullptr;
+  std::size_t max_number_of_cases = 0;  // 0: unlimited
+
+  // EM settings and the cached log-likelihood of the case data, which every
+  // change of cases, counts or tables invalidates.
+  double log_likelihood_tolerance = 1e-4;
+  std::size_t max_em_iterations = 0;  // 0: no limit
+  int (*em_progress_handler)(double, std::size_t, void *) = nullptr;
+  void *em_progress_data = nullptr;
+  double cached_log_likelihood = 0.0;
+  bool log_likelihood_valid = false;
 
   bool is_class() const { return tag == orv::Tag::class_record; }
 };

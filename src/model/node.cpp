@@ -79,6 +79,9 @@ void free_node(orv_node_s *node) noexcept {
   _orv_free_table(node->fading);
   free_model(node->model);
   _orv_free(node->relatives.items);
+  _orv_free(node->case_states);
+  _orv_free(node->case_values);
+  _orv_free(node->case_value_set);
   _orv_free_attribute_list(node->attributes);
   destroy(node);
 }

@@ -86,6 +86,12 @@ struct orv_node_s : orv::Tagged {
   orv::Vector<double> state_values;
   orv_subtype_t subtype = orv_subtype_label;
 
+  // Case data, one entry per case of the domain's case capacity, created on
+  // first use: discrete states (-1 not set), or continuous values with flags.
+  std::int16_t *case_states = nullptr;
+  double *case_values = nullptr;
+  unsigned char *case_value_set = nullptr;
+
   orv_node_s *next = nullptr;
 
   bool is_discrete() const { return kind == orv_kind_discrete; }

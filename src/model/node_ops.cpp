@@ -2,6 +2,9 @@
 // searches.
 #include "model/node_ops.h"
 
+#include <cstring>
+#include <utility>
+
 #include "model/attributes.h"
 #include "model/links.h"
 #include "runtime/error.h"
@@ -27,6 +30,48 @@ orv_table_s *clone_node_table(const orv_table_s *t, orv_node_s *source, orv_node
   return copy.release();
 }
 
+// Copies of a node's case arrays, made before a clone commits.
+class CaseCopy {
+ public:
+  explicit CaseCopy(const orv_node_s *n) {
+    const std::size_t capacity = n->owner->case_capacity;
+    try {
+      states_ = copy(n->case_states, capacity);
+      values_ = copy(n->case_values, capacity);
+      flags_ = copy(n->case_value_set, capacity);
+    } catch (...) {
+      free_all();
+      throw;
+    }
+  }
+  ~CaseCopy() { free_all(); }
+  CaseCopy(const CaseCopy &) = delete;
+  CaseCopy &operator=(const CaseCopy &) = delete;
+  void release_into(orv_node_s *clone) noexcept {
+    clone->case_states = std::exchange(states_, nullptr);
+    clone->case_values = std::exchange(values_, nullptr);
+    clone->case_value_set = std::exchange(flags_, nullptr);
+  }
+
+ private:
+  void free_all() noexcept {
+    _orv_free(states_);
+    _orv_free(values_);
+    _orv_free(flags_);
+  }
+  template <class T>
+  static T *copy(const T *source, std::size_t capacity) {
+    if (!source) return nullptr;
+    auto *block = static_cast<T *>(_orv_allocate(size_multiply(capacity, sizeof(T))));
+    if (!block) throw std::bad_alloc();
+    std::memcpy(block, source, capacity * sizeof(T));
+    return block;
+  }
+  std::int16_t *states_ = nullptr;
+  double *values_ = nullptr;
+  unsigned char *flags_ = nullptr;
+};
+
 }  // namespace
 
 orv_node_s *clone_node(orv_node_s *node) {
@@ -41,6 +86,9 @@ orv_node_s *clone_node(orv_node_s *node) {
   OwnedAttributes attributes(copy_attribute_list(node->attributes));
   clone->parents.assign(node->parents.c_list());
   for (orv_node_s *p : node->parents) p->children.reserve(p->children.size() + 1);
+
+  // Case data: copies of the whole capacity.
+  CaseCopy case_copy(node);
 
   // Tables last among the fallible steps: unchained copies, chained on commit.
   Owned<orv_table_s> table(clone_node_table(node->table, node, clone.get()));
@@ -57,6 +105,7 @@ orv_node_s *clone_node(orv_node_s *node) {
   clone->table = chain(table);
   clone->experience = chain(experience);
   clone->fading = chain(fading);
+  case_copy.release_into(clone.get());
   uncompile(d);
   link_new_node(d, clone.get());
   return clone.release();

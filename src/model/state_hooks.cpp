@@ -39,7 +39,14 @@ void permute_findings(orv_node_s *node, const std::size_t *to_new) noexcept {
 // count become missing (only below 32768, the range of case states). Models:
 // follow the new count. Valid-table flags of the node and its temporal clone:
 // cleared. Class instances and temporal clones: their counterparts follow.
-void states_resized_hook(orv_node_s *node, std::size_t) noexcept { clear_evidence(node); }
+void states_resized_hook(orv_node_s *node, std::size_t) noexcept {
+  clear_evidence(node);
+  if (node->case_states && node->state_count < 32768) {
+    for (std::size_t i = 0; i < node->owner->number_of_cases; ++i)
+      if (node->case_states[i] >= static_cast<long>(node->state_count)) node->case_states[i] = -1;
+    node->owner->log_likelihood_valid = false;
+  }
+}
 
 // Evidence: a selected state is re-selected at its new index and a
 // likelihood vector is permuted and entered again. Case data and models:
@@ -47,6 +54,10 @@ void states_resized_hook(orv_node_s *node, std::size_t) noexcept { clear_evidenc
 void states_permuted_hook(orv_node_s *node, const std::size_t *to_new) noexcept {
   if (node->selected_state >= 0) node->selected_state = static_cast<long>(to_new[node->selected_state]);
   if (node->entered_finding.size() == node->state_count) permute_findings(node, to_new);
+  if (node->case_states) {
+    for (std::size_t i = 0; i < node->owner->number_of_cases; ++i)
+      if (node->case_states[i] >= 0) node->case_states[i] = static_cast<std::int16_t>(to_new[node->case_states[i]]);
+  }
 }
 
 // Models that mention the node are regenerated before their next use.

@@ -125,4 +125,40 @@ TEST(OrvelCommand, NamedNodesTakeTheTargetedPathUnlessCompiledIsAsked) {
   EXPECT_TRUE(has(impossible.output, "zero probability")) << impossible.output;
 }
 
+const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
+
+bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+
+TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
+  const std::string out = ::testing::TempDir() + "learned.net";
+  const Outcome r = orvel("learn " + kEm + "asia.net " + kEm + "asia.dat -o " + out + " --threads 2");
+  ASSERT_EQ(r.status, 0) << r.output;
+  EXPECT_TRUE(contains(r.output, "iteration 1: log-likelihood -1162.703666")) << r.output;
+  EXPECT_TRUE(contains(r.output, "iteration 7: log-likelihood -1086.553999")) << r.output;
+  EXPECT_FALSE(contains(r.output, "iteration 8")) << r.output;
+  EXPECT_TRUE(contains(r.output, "final: log-likelihood -1086.501823")) << r.output;
+  std::ifstream learned(out);
+  const std::string text((std::istreambuf_iterator<char>(learned)), std::istreambuf_iterator<char>());
+  EXPECT_TRUE(contains(text, "experience = ( 501 )")) << text;  // smoke: experience 1 + 500 cases
+
+  const Outcome limited = orvel("learn " + kEm + "asia.net " + kEm + "asia.dat --max-iterations 2 -o " + out);
+  ASSERT_EQ(limited.status, 0) << limited.output;
+  EXPECT_FALSE(contains(limited.output, "iteration 3")) << limited.output;
+
+  EXPECT_EQ(orvel("learn " + kEm + "asia.net").status, 2);
+  EXPECT_EQ(orvel("learn " + kEm + "asia.net " + kEm + "asia.dat --threads 0").status, 2);
+  EXPECT_EQ(orvel("learn " + kEm + "asia.net " + kEm + "asia.dat --tolerance x").status, 2);
+  const Outcome bad = orvel("learn " + kEm + "asia.net " + write_temp("bad.dat", "asia tub\n\"maybe\" \"no\"\n"));
+  EXPECT_EQ(bad.status, 1) << bad.output;
+  EXPECT_TRUE(contains(bad.output, "bad.dat:2: \"maybe\" is not a (unique) state label of `asia'")) << bad.output;
+}
+
+TEST(OrvelLearn, CasesCountsCasesAndIncompleteOnes) {
+  const Outcome r = orvel("cases " + kEm + "child.net " + kEm + "child.dat");
+  ASSERT_EQ(r.status, 0) << r.output;
+  EXPECT_TRUE(contains(r.output, "cases: 1000\n")) << r.output;
+  EXPECT_TRUE(contains(r.output, "incomplete: 1000\n")) << r.output;  // LungParench is never observed
+  EXPECT_TRUE(contains(r.output, "inactive (weight 0): 105\n")) << r.output;
+}
+
 }  // namespace

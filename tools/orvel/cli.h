@@ -91,5 +91,7 @@ int run_query(Args &args);
 int run_compile(Args &args);
 int run_convert(Args &args);
 int run_dot(Args &args);
+int run_learn(Args &args);
+int run_cases(Args &args);
 
 }  // namespace cli

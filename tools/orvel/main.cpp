@@ -1,4 +1,5 @@
-// The orvel command: inspect, query, compile, convert and draw networks.
+// The orvel command: inspect, query, compile, convert and draw networks, and
+// learn their tables from case data.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -16,6 +17,8 @@ constexpr const char *kUsage =
     "  compile NET [options]         triangulate, compile and write the compilation log\n"
     "  convert IN OUT [--exact]      read a network (NET, BIF, XMLBIF, UAI), write NET or BIF\n"
     "  dot NET [options]             Graphviz picture of the network or its junction forest\n"
+    "  learn NET DATA [options]      learn the tables from a case data file by EM\n"
+    "  cases NET DATA                count the cases of a case data file\n"
     "\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
@@ -25,6 +28,8 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "compile") return cli::run_compile(args);
   if (command == "convert") return cli::run_convert(args);
   if (command == "dot") return cli::run_dot(args);
+  if (command == "learn") return cli::run_learn(args);
+  if (command == "cases") return cli::run_cases(args);
   cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
 }
 

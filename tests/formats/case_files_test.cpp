@@ -1,0 +1,256 @@
+// Case files, case data files and node-list files: round trips through the
+// writer, every counted and fatal message of the readers with its line, and
+// what a failed read leaves behind.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "orvel.h"
+#include "support/fault_injection.h"
+#include "support/net_compare.h"
+
+namespace orv {
+namespace {
+
+using test::Messages;
+
+const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
+
+const char *kNet =
+    "net { }\n"
+    "node A { states = (\"yes\" \"no\"); }\n"
+    "node B { subtype = boolean; states = (\"false\" \"true\"); }\n"
+    "node N { subtype = number; states = (\"1\" \"2\" \"3\"); state_values = (1 2.5 4); }\n"
+    "node I { subtype = interval; states = (\"lo\" \"hi\"); state_values = (0 1 2); }\n"
+    "node D { states = (\"same\" \"same\"); }\n"
+    "decision Q { states = (\"q0\" \"q1\"); }\n"
+    "utility U { }\n";
+
+std::string temp_file(const std::string &name, const std::string &text) {
+  const std::string path = ::testing::TempDir() + name;
+  std::ofstream(path) << text;
+  return path;
+}
+
+std::string read_file(const std::string &path) {
+  std::ifstream in(path);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Every case's items and count as text, for comparing stores.
+std::string describe_cases(orv_domain_t d) {
+  std::string text;
+  for (size_t i = 0; i < orv_domain_get_number_of_cases(d); ++i) {
+    text += std::to_string(orv_domain_get_case_count(d, i)) + ":";
+    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
+      if (orv_node_get_category(n) != orv_category_chance) continue;
+      text += " " + std::to_string(orv_node_get_case_state(n, i));
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+TEST(CaseDataFiles, SaveThenParseGivesTheSameStore) {
+  for (const char *name : {"asia", "child"}) {
+    orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
+    ASSERT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), nullptr, nullptr), orv_error_none);
+    std::vector<orv_node_t> nodes;
+    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) nodes.push_back(n);
+    nodes.push_back(nullptr);
+    const std::string path = ::testing::TempDir() + name + ".saved";
+    ASSERT_EQ(orv_domain_save_cases(d, path.c_str(), nodes.data(), nullptr, 1, ", ", "?"), orv_error_none);
+    orv_domain_t e = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
+    Messages messages;
+    ASSERT_EQ(orv_domain_parse_cases(e, path.c_str(), Messages::handler, &messages), orv_error_none) << messages.first();
+    EXPECT_EQ(describe_cases(e), describe_cases(d)) << name;
+    orv_domain_delete(e);
+    orv_domain_delete(d);
+  }
+}
+
+TEST(CaseDataFiles, WriterFormsAndCountRules) {
+  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  orv_node_t nodes[] = {orv_domain_get_node_by_name(d, "A"), orv_domain_get_node_by_name(d, "B"),
+                        orv_domain_get_node_by_name(d, "N"), orv_domain_get_node_by_name(d, "I"),
+                        orv_domain_get_node_by_name(d, "D"), nullptr};
+  orv_domain_set_number_of_cases(d, 2);
+  for (int k = 0; k < 5; ++k) orv_node_set_case_state(nodes[k], 0, 1);
+  orv_domain_set_case_count(d, 1, 2.0);
+  const std::string path = ::testing::TempDir() + "forms.dat";
+  ASSERT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, nullptr, 0, " ", "*"), orv_error_none);
+  EXPECT_EQ(read_file(path), "A B N I D\n\n\"no\" true 2.5 #1 #1\n* * * * *\n* * * * *\n");
+  const long only_first[] = {0, -1};
+  ASSERT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, only_first, 1, ",", "?"), orv_error_none);
+  EXPECT_EQ(read_file(path), "#,A,B,N,I,D\n\n1,\"no\",true,2.5,#1,#1\n");
+  orv_domain_set_case_count(d, 1, 2.5);
+  EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, nullptr, 0, " ", "*"), orv_error_usage);
+  const long out_of_range[] = {2, -1};
+  EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, out_of_range, 1, " ", "*"), orv_error_usage);
+  orv_node_t twice[] = {nodes[0], nodes[0], nullptr};
+  EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), twice, nullptr, 1, " ", "*"), orv_error_usage);
+  orv_node_t decision[] = {orv_domain_get_node_by_name(d, "Q"), nullptr};
+  EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), decision, nullptr, 1, " ", "*"), orv_error_usage);
+  EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, nullptr, 2, " ", "*"), orv_error_usage);
+  EXPECT_EQ(orv_domain_save_cases(d, "/nonexistent/x.dat", nodes, nullptr, 1, " ", "*"), orv_error_io);
+  orv_domain_delete(d);
+}
+
+struct Bad {
+  const char *text;
+  const char *message;
+  size_t line;
+  orv_error_t code;
+};
+
+// Each malformed file: the message at its line, the error code, and the
+// case store as it was before the read (cases appended by it are removed).
+TEST(CaseDataFiles, MessagesWithLinesAndNothingLeftBehind) {
+  const Bad cases[] = {
+      {"A B\n\n\"yes\" true\n\"no\"\n", "the case has too few data items", 4, orv_error_parse},
+      {"A B\n\"yes\" true false\n", "the case has extra stuff at the end", 2, orv_error_parse},
+      {"A, B,\n\"yes\" true\n", "line is incomplete", 2, orv_error_parse},
+      {"A Z\n", "the domain has no node named `Z'", 1, orv_error_parse},
+      {"A U\n", "node `U' is not a chance, a decision, or a discrete function node", 1, orv_error_parse},
+      {"A A\n", "node `A' listed twice", 1, orv_error_parse},
+      {"# A\n\"yes\"\n", "case count expected", 2, orv_error_parse},
+      {"# A\n-1 \"yes\"\n", "case counts must be nonnegative", 2, orv_error_parse},
+      {"A N\n#\n1 2\n", "`#' must be followed by a valid state index", 3, orv_error_parse},
+      {"A N\n#1 #\n2\n", "`#' must be followed by a valid state index", 3, orv_error_parse},
+      {"A N\n#5 2.5\n", "`#' must be followed by a valid state index", 2, orv_error_parse},
+      {"N A\n#0 #1.5\n", "`#' must be followed by a valid state index", 2, orv_error_parse},
+      {"A\n\"maybe\"\n", "\"maybe\" is not a (unique) state label of `A'", 2, orv_error_parse},
+      {"D\n\"same\"\n", "\"same\" is not a (unique) state label of `D'", 2, orv_error_parse},
+      {"N\n\"1\"\n", "state labels are only allowed for labeled nodes", 2, orv_error_parse},
+      {"B\nyes\n", "state of boolean node should be `false' or `true'", 2, orv_error_parse},
+      {"A\n3\n", "node A: numeric findings are only allowed for CG, numbered, and interval nodes", 2,
+       orv_error_parse},
+      {"N\n7\n", "no state of `N' corresponds to the value 7", 2, orv_error_parse},
+      {"A\n(1 0)\n", "illegal token", 2, orv_error_parse},
+      {"Q\n#1\n", "API error: usage", 2, orv_error_usage},
+      {"A\n\"yes\" @\n", "unexpected character: `@'", 2, orv_error_parse},
+  };
+  for (const Bad &c : cases) {
+    orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+    orv_domain_set_number_of_cases(d, 2);
+    orv_node_set_case_state(orv_domain_get_node_by_name(d, "A"), 1, 1);
+    const std::string before = describe_cases(d);
+    Messages messages;
+    test::LiveBlocks live;
+    const std::string path = temp_file("bad.dat", c.text);
+    EXPECT_EQ(orv_domain_parse_cases(d, path.c_str(), Messages::handler, &messages), c.code) << c.text;
+    bool found = false;
+    for (const auto &[line, message] : messages.items)
+      if (message == c.message) {
+        found = true;
+        EXPECT_EQ(line, c.line) << c.text;
+      }
+    EXPECT_TRUE(found) << c.text << "\nwanted: " << c.message << "\ngot: " << messages.first();
+    EXPECT_EQ(describe_cases(d), before) << c.text;
+    EXPECT_EQ(live.delta(), 0) << c.text;
+    orv_domain_delete(d);
+  }
+}
+
+TEST(CaseDataFiles, EveryCountedErrorIsReported) {
+  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  Messages messages;
+  const std::string path = temp_file("counted.dat", "A B\n\"x\" true\n\"yes\"\n\"no\" maybe\n\"yes\" false\n");
+  EXPECT_EQ(orv_domain_parse_cases(d, path.c_str(), Messages::handler, &messages), orv_error_parse);
+  ASSERT_EQ(messages.items.size(), 3u);
+  EXPECT_EQ(messages.items[0], std::make_pair(size_t{2}, std::string("\"x\" is not a (unique) state label of `A'")));
+  EXPECT_EQ(messages.items[1], std::make_pair(size_t{3}, std::string("the case has too few data items")));
+  EXPECT_EQ(messages.items[2].first, 4u);
+  EXPECT_EQ(orv_domain_get_number_of_cases(d), 0u);
+  orv_domain_delete(d);
+}
+
+TEST(CaseDataFiles, HeaderOnlyWarnsAndCountColumnWithNumbersAndMissing) {
+  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  Messages messages;
+  EXPECT_EQ(orv_domain_parse_cases(d, temp_file("empty.dat", "% nothing\nA B\n").c_str(), Messages::handler,
+                                   &messages),
+            orv_error_none);
+  EXPECT_EQ(messages.first(), "warning: file contains no cases");
+  EXPECT_EQ(orv_domain_get_number_of_cases(d), 0u);
+  const std::string path = temp_file("counts.dat", "#, N, I, A\n2.5, 2.5, 0.5, ?\n0, *, 1.5, #0\n");
+  ASSERT_EQ(orv_domain_parse_cases(d, path.c_str(), nullptr, nullptr), orv_error_none);
+  ASSERT_EQ(orv_domain_get_number_of_cases(d), 2u);
+  EXPECT_EQ(orv_domain_get_case_count(d, 0), 2.5);
+  EXPECT_EQ(orv_node_get_case_state(orv_domain_get_node_by_name(d, "N"), 0), 1);
+  EXPECT_EQ(orv_node_get_case_state(orv_domain_get_node_by_name(d, "I"), 1), 1);
+  EXPECT_EQ(orv_node_case_is_set(orv_domain_get_node_by_name(d, "A"), 0), 0);
+  EXPECT_EQ(orv_domain_parse_cases(d, "/nonexistent.dat", nullptr, nullptr), orv_error_io);
+  EXPECT_EQ(orv_domain_parse_cases(d, ::testing::TempDir().c_str(), nullptr, nullptr), orv_error_io);
+  EXPECT_EQ(orv_domain_parse_cases(nullptr, "x", nullptr, nullptr), orv_error_usage);
+  orv_domain_delete(d);
+}
+
+TEST(CaseFiles, FindingsEnteredAndSavedBack) {
+  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  const std::string path = temp_file("one.case", "A: \"no\"\nB: true\nN: 4 % a value\nI: (0.25 1)\n");
+  ASSERT_EQ(orv_domain_parse_case(d, path.c_str(), nullptr, nullptr), orv_error_none);
+  orv_node_t i = orv_domain_get_node_by_name(d, "I");
+  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "A")), 1);
+  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2);
+  EXPECT_EQ(orv_node_get_entered_finding(i, 0), 0.25);
+  const std::string saved = ::testing::TempDir() + "saved.case";
+  ASSERT_EQ(orv_domain_save_case(d, saved.c_str()), orv_error_none);
+  orv_domain_retract_findings(d);
+  ASSERT_EQ(orv_domain_parse_case(d, saved.c_str(), nullptr, nullptr), orv_error_none);
+  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "B")), 1);
+  EXPECT_EQ(orv_node_get_entered_finding(i, 0), 0.25);
+  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2);
+  orv_domain_delete(d);
+}
+
+TEST(CaseFiles, MessagesAndRetractionOnFailure) {
+  const Bad cases[] = {
+      {"A: \"no\"\nA: \"yes\"\n", "findings specified twice for `A'", 2, orv_error_parse},
+      {"A \"no\"\n", "`:' expected", 1, orv_error_parse},
+      {"5: 1\n", "node name expected", 1, orv_error_parse},
+      {"Z: 1\n", "the domain has no node named `Z'", 1, orv_error_parse},
+      {"U: 1\n", "only chance, decision, and discrete function nodes can have findings", 1, orv_error_parse},
+      {"I: (1)\n", "likelihood vector too short", 1, orv_error_parse},
+      {"I: (1 2 3)\n", "likelihood vector too long", 1, orv_error_parse},
+      {"I: (1 -2)\n", "likelihood values must be nonnegative", 1, orv_error_parse},
+      {"I: (1 x)\n", "number expected", 1, orv_error_parse},
+      {"I: (1 2 ;\n", "')' expected", 1, orv_error_parse},
+      {"A: \n", "unexpected end-of-file", 2, orv_error_parse},
+      {"A: ;\n", "illegal token", 1, orv_error_parse},
+  };
+  for (const Bad &c : cases) {
+    orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+    Messages messages;
+    EXPECT_EQ(orv_domain_parse_case(d, temp_file("bad.case", c.text).c_str(), Messages::handler, &messages), c.code)
+        << c.text;
+    ASSERT_FALSE(messages.items.empty()) << c.text;
+    EXPECT_EQ(messages.items.back(), std::make_pair(c.line, std::string(c.message))) << c.text;
+    EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "A")), -1) << c.text;
+    orv_domain_delete(d);
+  }
+}
+
+TEST(NodeListFiles, NamesAndMessages) {
+  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  orv_node_t *list = orv_domain_parse_nodes(d, temp_file("nodes", "A N\n% comment\nI\n").c_str(), nullptr, nullptr);
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(list[0], orv_domain_get_node_by_name(d, "A"));
+  EXPECT_EQ(list[2], orv_domain_get_node_by_name(d, "I"));
+  EXPECT_EQ(list[3], nullptr);
+  std::free(list);
+  Messages messages;
+  EXPECT_EQ(orv_domain_parse_nodes(d, temp_file("nodes", "A\nZ\n").c_str(), Messages::handler, &messages), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_parse);
+  EXPECT_EQ(messages.items.back(), std::make_pair(size_t{2}, std::string("node `Z' not found")));
+  EXPECT_EQ(orv_domain_parse_nodes(d, temp_file("nodes", "A 3\n").c_str(), Messages::handler, &messages), nullptr);
+  EXPECT_EQ(messages.items.back().second, "node name expected");
+  orv_domain_delete(d);
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,115 @@
+// EM against independent exact results (data/em): every learned table and
+// experience entry, the iteration count, every iteration's log-likelihood,
+// and the final log-likelihood, AIC and BIC; at one and at three workers,
+// which must agree to the last bit.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "orvel.h"
+#include "support/json.h"
+
+namespace orv {
+namespace {
+
+const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
+
+void ignore_messages(size_t, const char *, void *) {}
+
+int record_iteration(double log_likelihood, size_t, void *data) {
+  static_cast<std::vector<double> *>(data)->push_back(log_likelihood);
+  return 1;
+}
+
+struct Learned {
+  std::vector<double> iterations;
+  std::vector<std::vector<double>> tables, experience;
+  double log_likelihood = 0, aic = 0, bic = 0;
+};
+
+std::vector<double> table_data(orv_table_t t) {
+  const double *data = orv_table_get_data(t);
+  return std::vector<double>(data, data + orv_table_get_size(t));
+}
+
+Learned learn(const std::string &name, std::size_t workers, const test::Json &reference) {
+  Learned result;
+  orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), ignore_messages, nullptr);
+  EXPECT_NE(d, nullptr) << orv_error_name(orv_error_code());
+  if (!d) return result;
+  EXPECT_EQ(orv_domain_compile(d), orv_error_none);
+  EXPECT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), ignore_messages, nullptr), orv_error_none);
+  EXPECT_EQ(orv_domain_get_number_of_cases(d), reference["cases"]["number_of_cases"].number);
+  const auto &settings = reference["settings"];
+  orv_domain_set_log_likelihood_tolerance(d, settings["log_likelihood_tolerance"].number);
+  orv_domain_set_max_number_of_em_iterations(d, static_cast<size_t>(settings["max_number_of_em_iterations"].number));
+  orv_domain_set_em_concurrency_level(d, workers);
+  _orv_domain_set_progress_handler(d, record_iteration, &result.iterations);
+  EXPECT_EQ(orv_domain_learn_tables(d), orv_error_none) << orv_error_name(orv_error_code());
+  for (const auto &[node, values] : reference["tables"].members)
+    result.tables.push_back(table_data(orv_node_get_table(orv_domain_get_node_by_name(d, node.c_str()))));
+  for (const auto &[node, values] : reference["experience"].members)
+    result.experience.push_back(
+        table_data(orv_node_get_experience_table(orv_domain_get_node_by_name(d, node.c_str()))));
+  result.log_likelihood = orv_domain_get_log_likelihood(d);
+  result.aic = orv_domain_get_AIC(d);
+  result.bic = orv_domain_get_BIC(d);
+  orv_domain_delete(d);
+  return result;
+}
+
+void expect_relative(double actual, double expected, const std::string &what) {
+  EXPECT_NEAR(actual, expected, 1e-9 * std::fabs(expected)) << what;
+}
+
+void expect_matches(const Learned &r, const test::Json &reference, const std::string &name) {
+  const auto &iterations = reference["log_likelihood_per_iteration"].items;
+  ASSERT_EQ(r.iterations.size(), iterations.size()) << name;
+  for (std::size_t i = 0; i < iterations.size(); ++i)
+    expect_relative(r.iterations[i], iterations[i].number, name + " iteration " + std::to_string(i + 1));
+  std::size_t k = 0;
+  for (const auto &[node, values] : reference["tables"].members) {
+    ASSERT_EQ(r.tables[k].size(), values.items.size()) << name << " " << node;
+    for (std::size_t e = 0; e < values.items.size(); ++e)
+      EXPECT_NEAR(r.tables[k][e], values.items[e].number, 1e-9) << name << " table " << node << " entry " << e;
+    ++k;
+  }
+  k = 0;
+  for (const auto &[node, values] : reference["experience"].members) {
+    ASSERT_EQ(r.experience[k].size(), values.items.size()) << name << " " << node;
+    for (std::size_t e = 0; e < values.items.size(); ++e)
+      expect_relative(r.experience[k][e], values.items[e].number, name + " experience " + node);
+    ++k;
+  }
+  const auto &final = reference["final"];
+  expect_relative(r.log_likelihood, final["log_likelihood"].number, name + " log-likelihood");
+  expect_relative(r.aic, final["AIC"].number, name + " AIC");
+  expect_relative(r.bic, final["BIC"].number, name + " BIC");
+}
+
+class EmReference : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(EmReference, OneWorkerMatches) {
+  const test::Json reference = test::read_json_file(kEm + GetParam() + ".json");
+  expect_matches(learn(GetParam(), 1, reference), reference, GetParam());
+}
+
+// Three workers give the same numbers as one, bit for bit.
+TEST_P(EmReference, ThreeThreadsMatchOneBitForBit) {
+  const test::Json reference = test::read_json_file(kEm + GetParam() + ".json");
+  const Learned threaded = learn(GetParam(), 3, reference);
+  expect_matches(threaded, reference, GetParam());
+  const Learned single = learn(GetParam(), 1, reference);
+  EXPECT_EQ(threaded.iterations, single.iterations);
+  EXPECT_EQ(threaded.tables, single.tables);
+  EXPECT_EQ(threaded.experience, single.experience);
+  EXPECT_EQ(threaded.log_likelihood, single.log_likelihood);
+}
+
+INSTANTIATE_TEST_SUITE_P(Networks, EmReference, ::testing::Values("asia", "child", "alarm"),
+                         [](const auto &info) { return info.param; });
+
+}  // namespace
+}  // namespace orv
