@@ -270,6 +270,7 @@ class PotentialParser {
     _orv_allocate_data_arrays(table_);
     const double share = 1.0 / static_cast<double>(head_->state_count);
     std::fill(table_->data, table_->data + table_->size, share);
+    r_.filled_tables.push_back(table_);
   }
 
   void data() {

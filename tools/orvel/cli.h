@@ -78,5 +78,6 @@ int run_info(Args &args);
 int run_query(Args &args);
 int run_compile(Args &args);
 int run_convert(Args &args);
+int run_solve(Args &args);
 
 }  // namespace cli

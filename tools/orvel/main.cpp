@@ -15,6 +15,7 @@ constexpr const char *kUsage =
     "  query NET [options]           enter evidence, propagate and print beliefs\n"
     "  compile NET [options]         triangulate, compile and write the compilation log\n"
     "  convert IN.net OUT.net        read a network and write it back in canonical layout\n"
+    "  solve NET [options]           solve an influence diagram: policies and expected utilities\n"
     "\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
@@ -23,6 +24,7 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "query") return cli::run_query(args);
   if (command == "compile") return cli::run_compile(args);
   if (command == "convert") return cli::run_convert(args);
+  if (command == "solve") return cli::run_solve(args);
   cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
 }
 
