@@ -23,7 +23,7 @@ void compute_tree(DecisionData &data, orv_junction_tree_s *t, std::size_t k) {
     double *out = data.option_utility.data() + data.option_first[i];
     const std::size_t options = d->state_count;
     std::fill(out, out + options, 0.0);
-    if (!d->table || !d->assigned_clique) continue;
+    if (!has_compiled_policy(d)) continue;
     solver.family_values(d, probability.data(), weighted.data());
     const std::size_t rows = d->table->size / options;
     for (std::size_t o = 0; o < options; ++o) {

@@ -18,7 +18,7 @@ namespace orv {
 namespace {
 
 bool unmade(const orv_node_s *d) {
-  return d->selected_state == kNoEvidence && d->state_count > 1 && d->table && d->assigned_clique;
+  return d->selected_state == kNoEvidence && d->state_count > 1 && has_compiled_policy(d);
 }
 
 // Everything one tree's update needs, allocated before anything changes.

@@ -44,6 +44,10 @@ void apply_factor(orv_node_t d) {
 
 bool decision_is_instantiated(const orv_node_s *decision) { return decision->propagated_state >= 0; }
 
+bool has_compiled_policy(const orv_node_s *decision) {
+  return decision->table && decision->assigned_clique && decision->results && decision->results->potential_control;
+}
+
 TreeSolver::TreeSolver(orv_junction_tree_s *tree) : tree_(tree) {
   std::size_t highest = 0, base_size = 0, slots = 0;
   for (orv_clique_s *c : tree->cliques) {
@@ -74,7 +78,7 @@ TreeSolver::TreeSolver(orv_junction_tree_s *tree) : tree_(tree) {
   work_.resize(size_multiply(widest_clique_, 2));
   families_.items.reserve(tree->nodes.size());
   for (orv_node_t n : tree->nodes) {
-    if (!is_decision(n) || !n->results || !n->table || !n->assigned_clique) continue;
+    if (!is_decision(n) || !has_compiled_policy(n)) continue;
     Family f{n, nullptr, nullptr, nullptr};
     orv_clique_s *c = n->assigned_clique;
     try {

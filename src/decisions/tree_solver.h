@@ -77,5 +77,8 @@ class TreeSolver {
 // The factor a decision contributes: its instantiation once propagated as
 // made, its policy otherwise.
 bool decision_is_instantiated(const orv_node_s *decision);
+// Whether the decision's policy took part in the compilation (a table that
+// existed then, mapped into its clique).
+bool has_compiled_policy(const orv_node_s *decision);
 
 }  // namespace orv
