@@ -45,4 +45,11 @@ std::optional<std::string> Args::positional() {
   return args_[next_++];
 }
 
+std::pair<std::string, std::string> split_assignment(const std::string &text, const char *option) {
+  const auto eq = text.find('=');
+  if (eq == std::string::npos || eq == 0 || eq + 1 == text.size())
+    usage_error(std::string(option) + " expects NODE=VALUE, got '" + text + "'");
+  return {text.substr(0, eq), text.substr(eq + 1)};
+}
+
 }  // namespace cli

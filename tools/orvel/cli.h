@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,8 @@ class Network {
   orv_domain_t domain_ = nullptr;
 };
 
+// Splits NODE=VALUE; a usage error naming the option when malformed.
+std::pair<std::string, std::string> split_assignment(const std::string &text, const char *option);
 // Index of a state by label; usage error naming the node when absent.
 std::size_t state_index(orv_node_t node, const std::string &label);
 std::string category_name(orv_category_t category);

@@ -29,13 +29,6 @@ struct Query {
   bool json = false;
 };
 
-std::pair<std::string, std::string> split_assignment(const std::string &text, const char *option) {
-  const auto eq = text.find('=');
-  if (eq == std::string::npos || eq == 0 || eq + 1 == text.size())
-    usage_error(std::string(option) + " expects NODE=VALUE, got '" + text + "'");
-  return {text.substr(0, eq), text.substr(eq + 1)};
-}
-
 std::vector<double> parse_weights(const std::string &node, const std::string &text) {
   std::vector<double> weights;
   std::size_t start = 0;

@@ -32,11 +32,7 @@ Request parse(Args &args) {
       std::exit(kExitOk);
     }
     if (args.option("--evidence", "-e")) {
-      const std::string text = args.value("-e");
-      const auto eq = text.find('=');
-      if (eq == std::string::npos || eq == 0 || eq + 1 == text.size())
-        usage_error("-e expects NODE=STATE, got '" + text + "'");
-      r.evidence.emplace_back(text.substr(0, eq), text.substr(eq + 1));
+      r.evidence.push_back(split_assignment(args.value("-e"), "-e"));
     } else if (args.option("--json")) {
       r.json = true;
     } else if (!r.path) {
