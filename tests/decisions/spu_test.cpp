@@ -149,6 +149,55 @@ TEST(Decisions, RequisiteParentsDropWorthlessObservations) {
   EXPECT_EQ(test::names_of(orv_node_get_requisite_ancestors(node(e, "D"))), std::vector<std::string>{});
 }
 
+TEST(Decisions, RememberedObservationsOfAnotherProblemAreNotRequisite) {
+  // D2 remembers O1 and D1, but its utility depends only on K, which O2
+  // observes and nothing else touches.
+  DomainPtr d = compiled(R"(net {}
+node H { states = ("lo" "hi"); }
+node K { states = ("lo" "hi"); }
+node O1 { states = ("y" "n"); }
+node O2 { states = ("y" "n"); }
+decision D1 { states = ("a" "b"); }
+decision D2 { states = ("a" "b"); }
+utility U1 { }
+utility U2 { }
+potential (H) { data = (0.4 0.6); }
+potential (K) { data = (0.7 0.3); }
+potential (O1 | H) { data = ((0.9 0.1) (0.2 0.8)); }
+potential (O2 | K) { data = ((0.6 0.4) (0.3 0.7)); }
+potential (D1 | O1) { }
+potential (D2 | O1 D1 O2) { }
+potential (U1 | D1 H) { data = ((5 -2) (0 3)); }
+potential (U2 | D2 K) { data = ((4 -4) (-1 2)); }
+)");
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(test::names_of(orv_domain_get_decision_order(d.get())), (std::vector<std::string>{"D2", "D1"}));
+  EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(d, "D2"))), std::vector<std::string>{"O2"});
+  EXPECT_EQ(test::names_of(orv_node_get_requisite_ancestors(node(d, "D2"))), (std::vector<std::string>{"O2", "K"}));
+  EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(d, "D1"))), std::vector<std::string>{"O1"});
+}
+
+TEST(Decisions, UnrelatedDecisionsAreVisitedInDomainNodeOrder) {
+  DomainPtr d = test::new_domain();
+  orv_node_t first = test::add_node(d.get(), "First", orv_category_decision);
+  orv_node_t second = test::add_node(d.get(), "Second", orv_category_decision);
+  orv_node_t u = test::add_node(d.get(), "U", orv_category_utility, orv_kind_other);
+  for (orv_node_t x : {first, second}) {
+    test::set_state_count(x, 2);
+    ASSERT_EQ(orv_node_add_parent(u, x), orv_error_none);
+    double *policy = orv_table_get_data(orv_node_get_table(x));
+    policy[0] = policy[1] = 0.5;
+  }
+  const double payoff[] = {1, 2, 3, 4};
+  std::copy(payoff, payoff + 4, orv_table_get_data(orv_node_get_table(u)));
+  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
+  // The newest node heads a domain built by calls.
+  EXPECT_EQ(test::names_of(orv_domain_get_decision_order(d.get())), (std::vector<std::string>{"Second", "First"}));
+  ASSERT_EQ(orv_domain_update_policies(d.get()), orv_error_none);
+  EXPECT_EQ(orv_domain_get_expected_utility(d.get()), 4.0);
+  EXPECT_EQ(orv_node_get_expected_utility(first, 0), 3.0);  // Second follows its policy: option 1
+}
+
 TEST(Decisions, UtilitySpreadOverPossibleConfigurations) {
   DomainPtr d = compiled(R"(net {}
 node X { states = ("s0" "s1"); }
