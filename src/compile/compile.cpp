@@ -43,6 +43,8 @@ void allocate_forest_data(JunctionForest &f) {
   f.check_buffer = allocate_buffer(widest_separator);
   f.clique_buffer = allocate_buffer(widest_clique);
   if (f.has_utility) f.family_buffer = allocate_buffer(widest_family);
+  f.walk_from_child.reserve(f.domain->node_count);
+  f.walk_from_parent.reserve(f.domain->node_count);
 }
 
 void free_forest_data(JunctionForest &f) noexcept {

@@ -119,6 +119,9 @@ struct NodeResults {
   // the evidence table: fast retraction applies evidence there.
   orv_clique_s *top_clique = nullptr;
   orv_control_s *top_control = nullptr;
+  // Some distribution of the node's table does not sum to one, so the table
+  // also weighs its parents' configurations (set when the tables are loaded).
+  bool unnormalized = false;
 };
 
 // Tables of the junction forest saved by orv_domain_save_to_memory.
@@ -158,6 +161,9 @@ struct JunctionForest : Attachment {
   double *clique_buffer = nullptr;   // clique-sized, fast retraction messages
   double *family_buffer = nullptr;   // utility-node family marginals
   Owned<SavedTables> saved;
+  // Work lists of the d-connection walk, reserved for every node.
+  Vector<orv_node_t> walk_from_child;
+  Vector<orv_node_t> walk_from_parent;
   void release_buffers() noexcept;
 
   bool has_utility = false;

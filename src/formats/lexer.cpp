@@ -112,6 +112,13 @@ bool in_set(const char *set, int c) { return c > 0 && std::strchr(set, c) != nul
 bool is_letter(int c) { return c != EOF && (std::isalpha(c) || c == '_'); }
 bool is_name_char(int c) { return c != EOF && (std::isalnum(c) || c == '_' || c == '.'); }
 
+// A byte as messages quote it: itself when printable ASCII, else \xHH, so a
+// message never carries raw control or high bytes.
+String quoted_byte(int c) {
+  if (c >= 0x20 && c < 0x7f) return String(1, static_cast<char>(c));
+  return format_message("\\x%02x", static_cast<unsigned>(c) & 0xffu);
+}
+
 // Skips white space and comments; returns the first other character.
 int skip_space(ParseData &p) {
   for (;;) {
@@ -197,7 +204,7 @@ int read_escape(ParseData &p, int &value) {
     value = static_cast<unsigned char>(accumulated);
     return 1;
   }
-  String message = format_message("illegal escape sequence: `\\%c'", c);
+  String message = format_message("illegal escape sequence: `\\%s'", quoted_byte(c).c_str());
   p.fatal(message.c_str(), p.syntax_code);
 }
 
@@ -222,7 +229,7 @@ int read_string(ParseData &p) {
 }
 
 [[noreturn]] void unexpected_character(ParseData &p, int c) {
-  String message = format_message("unexpected character: `%c'", c);
+  String message = format_message("unexpected character: `%s'", quoted_byte(c).c_str());
   p.fatal(message.c_str(), p.syntax_code);
 }
 

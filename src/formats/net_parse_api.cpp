@@ -57,7 +57,8 @@ orv_domain_s *parse_file(const char *name, orv_error_handler_t handler, void *da
     std::fclose(file);
     throw;
   }
-  if (std::fclose(file) != 0) fail(orv_error_io);
+  const bool read_failed = std::ferror(file) != 0;  // e.g. a directory reads as an early end
+  if (std::fclose(file) != 0 || read_failed) fail(orv_error_io);
   d->file_name.swap(file_name);
   return d.release();
 }

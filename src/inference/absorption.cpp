@@ -1,4 +1,4 @@
-// Hugin-style absorption through separators: the new separator table is
+// Division-based absorption through separators: the new separator table is
 // built in a buffer sized for the widest separator, so nothing is allocated.
 #include "inference/absorption.h"
 

@@ -49,11 +49,11 @@ void utility_node_value(orv_clique_s *c, orv_node_t u) {
 
 }  // namespace
 
-void update_beliefs(orv_junction_tree_s *t) {
+void update_beliefs(orv_junction_tree_s *t, bool only_marked) {
   for (orv_clique_s *c : t->cliques) {
     if (!c) break;
     for (orv_node_t n : c->belief_nodes)
-      if (n->is_discrete()) node_beliefs(c, n, t->equilibrium, t->mode);
+      if (n->is_discrete() && (!only_marked || n->mark)) node_beliefs(c, n, t->equilibrium, t->mode);
     for (orv_node_t n : c->assigned)
       if (n->category == orv_category_utility && n->results->family_control) utility_node_value(c, n);
   }

@@ -5,8 +5,10 @@
 
 #include <cfloat>
 #include <cmath>
+#include <optional>
 
 #include "inference/absorption.h"
+#include "inference/d_connection.h"
 #include "inference/evidence.h"
 #include "runtime/error.h"
 #include "tables/control.h"
@@ -193,6 +195,17 @@ void recompute_flags(orv_junction_tree_s *t) {
   }
 }
 
+// Only the nodes d-connected to the new evidence can change their beliefs when
+// the previous sum equilibrium in normal mode is extended by new evidence
+// alone. Max-marginals do not keep that independence, and utilities and
+// undirected links need the whole tree.
+bool beliefs_incremental(const orv_junction_tree_s *t, orv_equilibrium_t equilibrium,
+                         orv_evidence_mode_t mode, orv_evidence_mode_t prior_mode) {
+  return equilibrium == orv_equilibrium_sum && t->equilibrium == equilibrium && mode == orv_mode_normal &&
+         prior_mode == orv_mode_normal && !t->tables_changed && !t->has_utility &&
+         !t->domain->first_chain_block;
+}
+
 void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode,
                     orv_clique_s *given_root) {
   const bool reset = must_reset(t, mode);
@@ -201,8 +214,11 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
     t->mode = mode;  // without evidence the modes agree
     return;
   }
+  const orv_evidence_mode_t prior_mode = t->mode;
   if (reset) reset_tree(t, mode);
   ++t->serial;
+  std::optional<DConnected> changed;
+  if (beliefs_incremental(t, equilibrium, mode, prior_mode)) changed.emplace(*junction_forest(t->domain), t);
   t->mode = mode;
   t->freshly_loaded = false;
   for (orv_clique_s *c : t->cliques)
@@ -220,7 +236,7 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
   distribute(root, nullptr, equilibrium, mode);
   t->equilibrium = equilibrium;
   t->mode = mode;
-  update_beliefs(t);
+  update_beliefs(t, changed.has_value());
   finish_conflict(t, root, equilibrium, mode);
   t->evidence_to_propagate = 0;
   recompute_flags(t);

@@ -24,7 +24,8 @@ void propagate_domain(orv_domain_s *d, orv_equilibrium_t equilibrium, orv_eviden
 // compressed, invalid_evidence); throws Failure.
 void check_propagation_request(orv_domain_s *d, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode);
 
-// Recomputes the beliefs and expected utilities of a tree's nodes.
-void update_beliefs(orv_junction_tree_s *tree);
+// Recomputes the beliefs and expected utilities of a tree's nodes; with
+// only_marked, of the nodes whose mark is set.
+void update_beliefs(orv_junction_tree_s *tree, bool only_marked = false);
 
 }  // namespace orv

@@ -3,6 +3,7 @@
 // and no evidence incorporated.
 #include <algorithm>
 
+#include "inference/d_connection.h"
 #include "inference/evidence.h"
 #include "inference/propagation.h"
 #include "inference/saved_tables.h"
@@ -48,6 +49,7 @@ void reset_tree(orv_junction_tree_s *t, orv_evidence_mode_t mode) {
   t->log_constant = t->accumulated_log = 0.0;
   if (f.saved) restore_saved_tables(f, t);
   else load_from_potentials(t);
+  note_unnormalized_tables(t);
   for (orv_clique_s *c : t->cliques)
     if (c) c->scale = 1.0;
   t->mode = mode;

@@ -82,7 +82,7 @@ void generate_name(orv_node_s *node) {
 }  // namespace
 
 void set_node_name(orv_node_s *node, const char *name) {
-  if (node->name == name) return;
+  if (!node->name.empty() && node->name == name) return;  // empty means unnamed
   orv_domain_s *d = node->owner;
   if (find_named(d, name)) fail(orv_error_twice);
   _orv_check_name(name, !d->is_class());

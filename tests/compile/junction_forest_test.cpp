@@ -8,6 +8,7 @@
 
 #include "compile/junction_forest.h"
 #include "model/node.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 #include "support/network_fixture.h"
 
@@ -70,8 +71,7 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   EXPECT_EQ(b->assigned_clique, ab);
   EXPECT_EQ(c->assigned_clique, bc);
   // Tables need a compiled domain.
-  EXPECT_EQ(orv_clique_get_probability_table(ab), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_RESULT(orv_clique_get_probability_table(ab), nullptr, orv_error_not_compiled);
 
   const std::string text = read_all(log);
   EXPECT_NE(text.find("\n\nCliques:\n\nClique 1, 2 members, table size = 6:\n    A, B\n"), std::string::npos) << text;
@@ -195,21 +195,16 @@ TEST(JunctionForest, AccessorsRefuseBadHandles) {
   orv_node_t a = variable(d.get(), "A", 2);
   const auto bad_clique = reinterpret_cast<orv_clique_t>(a);
   const auto bad_tree = reinterpret_cast<orv_junction_tree_t>(a);
-  EXPECT_EQ(orv_domain_get_first_clique(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_clique_get_next(bad_clique), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_get_first_clique(nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_clique_get_next(bad_clique), nullptr, orv_error_usage);
   EXPECT_EQ(orv_domain_get_number_of_cliques(nullptr), static_cast<size_t>(-1));
   EXPECT_EQ(orv_clique_get_members(nullptr), nullptr);
   EXPECT_EQ(orv_clique_get_number_of_neighbors(bad_clique), static_cast<size_t>(-1));
   EXPECT_EQ(orv_jt_get_root(bad_tree), nullptr);
   EXPECT_EQ(orv_jt_get_cliques(nullptr), nullptr);
-  EXPECT_EQ(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1));
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_node_get_junction_tree(a), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
-  EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 0u);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_junction_tree(a), nullptr, orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_number_of_cliques(d.get()), 0u, orv_error_none);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "expr/expression.h"
 #include "expr/model.h"
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
@@ -67,24 +68,18 @@ class ExpressionTest : public ::testing::Test {
 TEST_F(ExpressionTest, ArityAndTypeChecks) {
   orv_expression_t one = orv_number_make_expression(1), two = orv_number_make_expression(2);
   orv_expression_t args1[] = {one, nullptr};
-  EXPECT_EQ(orv_make_composite_expression(orv_op_Normal, args1), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  EXPECT_RESULT(orv_make_composite_expression(orv_op_Normal, args1), nullptr, orv_error_invalid_expression);
   EXPECT_EQ(one->references, 0u);  // untouched by the failure
   orv_expression_t args3[] = {one, two, one, nullptr};
-  EXPECT_EQ(orv_make_composite_expression(orv_op_NoisyOR, args3), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  EXPECT_RESULT(orv_make_composite_expression(orv_op_NoisyOR, args3), nullptr, orv_error_invalid_expression);
   orv_expression_t args2[] = {one, two, nullptr};
-  EXPECT_EQ(orv_make_composite_expression(orv_op_number, args2), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_make_composite_expression(orv_op_add, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_make_composite_expression(orv_op_number, args2), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_make_composite_expression(orv_op_add, nullptr), nullptr, orv_error_usage);
   // Types: "and" wants booleans, "#" a discrete node.
-  EXPECT_EQ(orv_make_composite_expression(orv_op_and, args2), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  EXPECT_RESULT(orv_make_composite_expression(orv_op_and, args2), nullptr, orv_error_invalid_expression);
   orv_expression_t x = orv_node_make_expression(a);
   orv_expression_t idx[] = {x, nullptr};
-  EXPECT_EQ(orv_make_composite_expression(orv_op_state_index, idx), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  EXPECT_RESULT(orv_make_composite_expression(orv_op_state_index, idx), nullptr, orv_error_invalid_expression);
   orv_expression_t nothing[] = {nullptr};
   orv_expression_t empty_and = orv_make_composite_expression(orv_op_and, nothing);
   ASSERT_NE(empty_and, nullptr);
@@ -94,8 +89,7 @@ TEST_F(ExpressionTest, ArityAndTypeChecks) {
   ASSERT_NE(sum, nullptr);
   EXPECT_EQ(orv_expression_is_composite(sum), 1);
   EXPECT_EQ(orv_expression_get_operands(sum)[1], two);
-  EXPECT_EQ(orv_expression_get_number(sum), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_expression_get_number(sum), -1.0, orv_error_usage);
   EXPECT_EQ(orv_expression_get_label(one), nullptr);
   EXPECT_EQ(orv_expression_get_number(two), 2.0);
   // An operand is not freed while a composite holds it.
@@ -115,8 +109,7 @@ TEST_F(ExpressionTest, ArityAndTypeChecks) {
 TEST_F(ExpressionTest, ProbabilityNeedsExactlyOneDiscreteNode) {
   EXPECT_NE(orv_expression_delete(parse("probability (L == \"s\")")), orv_error_usage);
   EXPECT_EQ(orv_error_code(), orv_error_none);
-  EXPECT_EQ(parse("probability (a > 1)"), nullptr);  // continuous
-  EXPECT_EQ(orv_error_code(), orv_error_invalid_expression);
+  EXPECT_RESULT(parse("probability (a > 1)"), nullptr, orv_error_invalid_expression);  // continuous
   ASSERT_EQ(messages.items.size(), 1u);
   EXPECT_EQ(messages.items[0].second, "API error: invalid_expression");
   EXPECT_EQ(parse("probability (probability (L == \"s\") > 0)"), nullptr);
@@ -210,17 +203,14 @@ TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
 }
 
 TEST_F(ExpressionTest, ArgumentChecksAndLegacyHandler) {
-  EXPECT_EQ(orv_domain_string_to_expression(nullptr, "1", nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_domain_string_to_expression(d.get(), nullptr, nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_string_to_expression(nullptr, "1", nullptr, nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_domain_string_to_expression(d.get(), nullptr, nullptr, nullptr), nullptr, orv_error_usage);
   static std::vector<int> locations;
   locations.clear();
   EXPECT_EQ(orv_string_to_expression("1 +", d.get(), [](int location, const char *) { locations.push_back(location); }),
             nullptr);
   EXPECT_EQ(locations, std::vector<int>{3});
-  EXPECT_EQ(orv_expression_to_string(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_expression_to_string(nullptr), nullptr, orv_error_usage);
   orv_expression_t e = orv_string_to_expression("2 * a", d.get(), nullptr);
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_none);
@@ -233,8 +223,7 @@ TEST_F(ExpressionTest, DeepNestingIsRefused) {
   EXPECT_EQ(parse(deep.c_str()), nullptr);
   std::string chain = "1";
   for (int i = 0; i < 2000; ++i) chain += " + 1";
-  EXPECT_EQ(parse(chain.c_str()), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_syntax);
+  EXPECT_RESULT(parse(chain.c_str()), nullptr, orv_error_syntax);
 }
 
 TEST_F(ExpressionTest, ParseSurvivesEveryAllocationFailure) {
@@ -269,8 +258,7 @@ TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(orv_model_get_size(m), 1u);
   orv_node_t not_parent[] = {a, nullptr};
-  EXPECT_EQ(orv_node_new_model(child, not_parent), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_new_model(child, not_parent), nullptr, orv_error_usage);
   orv_expression_t e = parse("Distribution (1, 2)");
   EXPECT_EQ(orv_model_set_expression(m, 0, e), 0);
   EXPECT_NE(orv_model_get_expression(m, 0), e);

@@ -14,6 +14,7 @@
 #include "model/node.h"
 #include "orvel.h"
 #include "runtime/allocate.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
 #include "tables/table.h"
@@ -75,10 +76,8 @@ TEST(NetStrings, SniffingAndEscapeRemoval) {
   ASSERT_NE(s, nullptr);
   EXPECT_STREQ(s, "aB\n");
   _orv_free(s);
-  EXPECT_EQ(_orv_remove_escapes("\"a\" \"b\""), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_syntax);
-  EXPECT_EQ(_orv_remove_escapes("abc"), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_syntax);
+  EXPECT_RESULT(_orv_remove_escapes("\"a\" \"b\""), nullptr, orv_error_syntax);
+  EXPECT_RESULT(_orv_remove_escapes("abc"), nullptr, orv_error_syntax);
 }
 
 TEST(NetStates, StateValuesWithInfinityAndSigns) {
@@ -104,8 +103,7 @@ TEST(NetTables, NegativeEntriesFlatFailNestedWarn) {
   const std::string head = "net { }\nnode A { states = (\"a\" \"b\"); }\nnode B { states = (\"a\" \"b\"); }\n";
   {
     Parsed flat(head + "potential (B | A) { data = (0.5 -0.5 1 0); }");
-    EXPECT_EQ(flat.d, nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_parse);
+    EXPECT_RESULT(flat.d, nullptr, orv_error_parse);
     EXPECT_EQ(flat.messages.first(), "<number> must be nonnegative");
   }
   Parsed nested(head + "potential (B | A) { data = ((0.5 -0.5) (1 0)); }");
@@ -204,29 +202,27 @@ TEST(NetOldFormat, HeaderNodesAndLinks) {
   orv_domain_delete(d);
 
   static std::vector<std::string> messages;
-  messages.clear();
   const auto handler = [](int, const char *m) { messages.push_back(m); };
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 3)\nC 2 (B 2 A 2)\n", handler), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_parse);
-  ASSERT_EQ(messages.size(), 2u);
-  EXPECT_EQ(messages[0], "number of states (2) does not match previous usage (line 2)");
-  EXPECT_EQ(messages[1], "node `B' (used at line 2) has not been defined");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 ()\nA 2 ()\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "node `A' has already been defined (at line 2)");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 2)\nB 2 (A 2)\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "adding the link A --> B creates a directed cycle");
-  EXPECT_EQ(orv_error_code(), orv_error_cyclic_network);
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 2 B 2)\nB 2 ()\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "node `B' appears twice as a parent of `A'");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 x\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "parent node name or a left parenthesis expected");
-  messages.clear();
-  EXPECT_EQ(orv_net_parse_from_string("old \"x\" 1 1 1\n(\n", handler), nullptr);
-  EXPECT_EQ(messages.at(0), "node name (or end-of-file) expected");
+  const struct {
+    const char *lines, *message;
+    orv_error_t code;
+  } broken[] = {
+      {"A 2 (B 3)\nC 2 (B 2 A 2)\n", "number of states (2) does not match previous usage (line 2)", orv_error_parse},
+      {"A 2 ()\nA 2 ()\n", "node `A' has already been defined (at line 2)", orv_error_parse},
+      {"A 2 (B 2)\nB 2 (A 2)\n", "adding the link A --> B creates a directed cycle", orv_error_cyclic_network},
+      {"A 2 (B 2 B 2)\nB 2 ()\n", "node `B' appears twice as a parent of `A'", orv_error_parse},
+      {"A 2 x\n", "parent node name or a left parenthesis expected", orv_error_parse},
+      {"(\n", "node name (or end-of-file) expected", orv_error_parse},
+  };
+  for (const auto &b : broken) {
+    messages.clear();
+    EXPECT_RESULT(orv_net_parse_from_string((std::string("old \"x\" 1 1 1\n") + b.lines).c_str(), handler), nullptr,
+                  b.code);
+    EXPECT_EQ(messages.at(0), b.message) << b.lines;
+  }
+  EXPECT_EQ(messages.size(), 1u);
+  orv_net_parse_from_string("old \"x\" 1 1 1\nA 2 (B 3)\n", handler);
+  EXPECT_EQ(messages.back(), "node `B' (used at line 2) has not been defined");
   // Anything else is the new format, including empty input.
   d = orv_net_parse_from_string("", nullptr);
   ASSERT_NE(d, nullptr);
@@ -274,8 +270,7 @@ TEST(NetWriter, FilesStreamsAndArguments) {
   EXPECT_EQ(orv_domain_save_as_net(nullptr, "x"), orv_error_usage);
   EXPECT_EQ(orv_domain_save_as_net(p.d, nullptr), orv_error_usage);
   EXPECT_EQ(orv_domain_write_net(p.d, nullptr), orv_error_usage);
-  EXPECT_EQ(orv_domain_to_net_string(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_to_net_string(nullptr), nullptr, orv_error_usage);
   std::FILE *full = std::fopen("/dev/full", "w");
   if (full) {
     std::setvbuf(full, nullptr, _IONBF, 0);
@@ -311,20 +306,13 @@ TEST(NetWriter, StringSurvivesEveryAllocationFailure) {
   }
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   Parsed p("net { }\nnode A { states = (\"a\" \"b\"); }\ndiscrete function D { states = (\"x\" \"y\"); }\n"
            "continuous node X {}\npotential (D | A) {}\n");
   ASSERT_NE(p.d, nullptr) << p.messages.first();
-  EXPECT_EQ(orv_node_get_experience_table(p.node("D")), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_node_get_fading_table(p.node("X")), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_experience_table(p.node("D")), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_fading_table(p.node("X")), nullptr, orv_error_usage);
   EXPECT_EQ(orv_node_has_experience_table(nullptr), -1);
   orv_table_t e = orv_node_get_experience_table(p.node("X"));
   ASSERT_NE(e, nullptr);
@@ -338,21 +326,17 @@ TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   EXPECT_NE(p.text().find("potential (A)\n{\n    fading = ( 1 );\n}\n"), std::string::npos) << p.text();
 
   orv_node_t parents[] = {p.node("A"), nullptr};
-  EXPECT_EQ(orv_node_new_model(nullptr, parents), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_node_new_model(p.node("X"), parents), nullptr);  // CG nodes have no models
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_new_model(nullptr, parents), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_node_new_model(p.node("X"), parents), nullptr, orv_error_usage);  // CG nodes have no models
   orv_model_t m = orv_node_new_model(p.node("D"), parents);
   ASSERT_NE(m, nullptr);
   orv_expression_t e1 = orv_string_parse_expression("if (A == \"a\", \"x\", \"y\")", m, nullptr, nullptr);
   ASSERT_NE(e1, nullptr);
   EXPECT_EQ(orv_model_set_expression(m, 1, e1), orv_error_none);
   orv_expression_delete(e1);
-  EXPECT_EQ(orv_model_get_expression(m, 2), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_model_get_expression(m, 2), nullptr, orv_error_usage);
   EXPECT_EQ(orv_model_get_size(nullptr), static_cast<size_t>(-1));
-  EXPECT_EQ(orv_string_parse_expression("1", nullptr, nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_string_parse_expression("1", nullptr, nullptr, nullptr), nullptr, orv_error_usage);
   // The written model (label subtype written for a node with a model) reads
   // back; A gets its default table with the fading table.
   std::string text = p.text();
@@ -368,11 +352,6 @@ TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   EXPECT_EQ(again.text(), text);
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(NetChain, ChainGraphPotentialsRoundTrip) {
   const std::string head =
@@ -393,8 +372,7 @@ TEST(NetChain, ChainGraphPotentialsRoundTrip) {
   EXPECT_EQ(again.text(), text);
 
   Parsed cyclic(head + "potential (B | A) {}\npotential (C | B) {}\npotential (A C) {}\n");
-  EXPECT_EQ(cyclic.d, nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_cyclic_network);
+  EXPECT_RESULT(cyclic.d, nullptr, orv_error_cyclic_network);
   EXPECT_EQ(cyclic.messages.items.back().second, "adding chain potential creates a directed cycle");
   Parsed mixed(head + "decision D { states = (\"d\"); }\npotential (B D) {}\n");
   EXPECT_EQ(mixed.d, nullptr);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
@@ -165,6 +166,8 @@ TEST(NetMessages, SyntaxAndSemanticErrorsWithOffsets) {
       {"node a. { }", "`.' must be followed by a letter or an `_'", "a.", orv_error_parse},
       {"node a.1 { }", "`.' must be followed by a letter or an `_'", "a.1", orv_error_parse},
       {"node A { } $", "unexpected character: `$'", "$", orv_error_parse},
+      {"node A { } \x8f", "unexpected character: `\\x8f'", "\x8f", orv_error_parse},  // never raw
+      {"node A { label = \"a\\\x01\"; }", "illegal escape sequence: `\\\\x01'", "\x01", orv_error_parse},
   };
   for (const Case &c : cases) expect_failure(c);
 }
@@ -174,8 +177,7 @@ TEST(NetMessages, CountedErrorsAreAllReported) {
   const char *text =
       "net { node_size = (-1 -1); }\n"
       "node A { states = (\"a\" \"b\" \"c\"); subtype = boolean; states = (\"x\"); }\n";
-  EXPECT_EQ(orv_net_parse_domain(text, Messages::handler, &messages), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_parse);
+  EXPECT_RESULT(orv_net_parse_domain(text, Messages::handler, &messages), nullptr, orv_error_parse);
   ASSERT_EQ(messages.items.size(), 4u);
   EXPECT_EQ(messages.items[0].second, "<number> must be nonnegative");
   EXPECT_EQ(messages.items[2].second, "states specified twice (or more)");
@@ -205,12 +207,11 @@ TEST(NetMessages, FilesAndStreamsReportLineNumbers) {
   std::fclose(f);
   EXPECT_EQ(lines, std::vector<int>{7});
   // A missing file is an io error.
-  EXPECT_EQ(orv_net_parse_domain("/nonexistent/x.net", nullptr, nullptr), nullptr);
+  EXPECT_RESULT(orv_net_parse_domain("/nonexistent/x.net", nullptr, nullptr), nullptr, orv_error_io);
+  EXPECT_EQ(orv_net_parse_domain(::testing::TempDir().c_str(), nullptr, nullptr), nullptr);  // a directory
   EXPECT_EQ(orv_error_code(), orv_error_io);
-  EXPECT_EQ(orv_net_parse_domain(nullptr, nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_net_parse(nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_net_parse_domain(nullptr, nullptr, nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_net_parse(nullptr, nullptr), nullptr, orv_error_usage);
   std::remove(path.c_str());
 }
 

@@ -57,11 +57,6 @@ TEST(NetRoundTrip, EveryBenchmarkNetworkIsAFixedPoint) {
   }
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 // A domain built through the API (unnamed nodes, tables from the node table
 // accessor) writes text that reads back to the same domain.

@@ -7,6 +7,7 @@
 #include "compile/junction_forest.h"
 #include "inference/evidence.h"
 #include "model/node.h"
+#include "support/contract_sweep.h"
 #include "support/network_fixture.h"
 
 namespace orv {
@@ -97,8 +98,7 @@ TEST(Evidence, ValuesSelectStatesOfNumericNodes) {
   EXPECT_EQ(orv_node_enter_value(i, 2.5), orv_error_usage);
   EXPECT_EQ(orv_node_enter_value(l, 0.0), orv_error_usage);  // labelled node
   orv_node_select_state(n, 0);
-  EXPECT_EQ(orv_node_get_entered_value(n), -1.0);  // selecting clears the value
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_entered_value(n), -1.0, orv_error_usage);  // selecting clears the value
 
   orv_node_t x = test::add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
   ASSERT_EQ(orv_node_enter_value(x, -3.5), orv_error_none);
@@ -125,17 +125,12 @@ TEST(Evidence, EntryPointsRefuseBadArguments) {
   EXPECT_EQ(orv_node_retract_findings(u), orv_error_usage);
   EXPECT_EQ(orv_domain_retract_findings(nullptr), orv_error_usage);
   EXPECT_EQ(orv_node_get_entered_finding(a, 2), -1.0);
-  EXPECT_EQ(orv_node_evidence_is_entered(nullptr), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_evidence_is_entered(nullptr), -1, orv_error_usage);
   // Propagated queries need a compiled domain.
-  EXPECT_EQ(orv_node_get_propagated_finding(a, 0), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
-  EXPECT_EQ(orv_node_evidence_is_propagated(a), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
-  EXPECT_EQ(orv_domain_evidence_to_propagate(d.get()), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
-  EXPECT_EQ(orv_node_get_entered_finding(a, 1), 1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_node_get_propagated_finding(a, 0), -1.0, orv_error_not_compiled);
+  EXPECT_RESULT(orv_node_evidence_is_propagated(a), -1, orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_evidence_to_propagate(d.get()), -1, orv_error_not_compiled);
+  EXPECT_RESULT(orv_node_get_entered_finding(a, 1), 1.0, orv_error_none);
 }
 
 }  // namespace

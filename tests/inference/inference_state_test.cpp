@@ -12,6 +12,7 @@
 #include "compile/junction_forest.h"
 #include "inference/numeric.h"
 #include "model/node.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 #include "support/network_fixture.h"
 
@@ -55,8 +56,7 @@ TEST(ExpectedUtility, DecisionStatesGetTheirExpectedUtilities) {
   orv_node_select_state(dec, 1);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   EXPECT_NEAR(orv_domain_get_expected_utility(d.get()), 0.0, 1e-12);
-  EXPECT_EQ(orv_domain_get_conflict(d.get()), -1.0);  // not with decisions
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_get_conflict(d.get()), -1.0, orv_error_usage);  // not with decisions
 }
 
 TEST(CompilationLog, PotentialCheckAndBeliefReport) {
@@ -145,8 +145,7 @@ TEST(Conflict, TreesMultiplyAndFastRetractionUsesOwnEvidenceProbabilities) {
   EXPECT_NEAR(orv_jt_get_conflict(t2), tree2, 1e-12);
   EXPECT_NEAR(orv_domain_get_conflict(d.get()), tree1 * tree2, 1e-12);
   EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_none);
-  EXPECT_EQ(orv_domain_get_conflict(d.get()), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_get_conflict(d.get()), -1.0, orv_error_usage);
   // Forcing a root gives the same beliefs.
   ASSERT_EQ(orv_clique_propagate(orv_jt_get_root(t1), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   EXPECT_EQ(orv_jt_equilibrium_is(t1, orv_equilibrium_sum), 1);
@@ -223,11 +222,6 @@ TEST(Compilation, AllocationFailuresRollBack) {
   EXPECT_NEAR(orv_node_get_belief(nodes[0], 1), 1.0, 0.0);
 }
 
-}  // namespace
-}  // namespace orv
-
-namespace orv {
-namespace {
 
 TEST(Propagation, TouchedTablesReloadTheTree) {
   auto d = test::new_domain();
@@ -255,26 +249,20 @@ TEST(Propagation, EntryPointsRefuseBadArguments) {
   EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, static_cast<orv_evidence_mode_t>(22)),
             orv_error_usage);
   EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_not_compiled);
-  EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_normalization_constant(d.get()), -1.0, orv_error_not_compiled);
   EXPECT_EQ(orv_domain_get_log_normalization_constant(d.get()), 1.0);
   EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_not_compiled);
   EXPECT_EQ(orv_jt_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
   EXPECT_EQ(orv_clique_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
   EXPECT_EQ(orv_domain_equilibrium_is(nullptr, orv_equilibrium_sum), -1);
   EXPECT_EQ(orv_jt_get_conflict(nullptr), -1.0);
-  EXPECT_EQ(orv_node_get_belief(a, 0), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_RESULT(orv_node_get_belief(a, 0), -1.0, orv_error_not_compiled);
   ASSERT_EQ(test::compile_simply(d.get()), orv_error_none);
-  EXPECT_EQ(orv_node_get_belief(a, 2), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_node_get_belief(a, 1), 0.5);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_node_get_belief(a, 2), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_belief(a, 1), 0.5, orv_error_none);
   EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_none);
-  EXPECT_EQ(orv_node_get_belief(a, 1), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_no_equilibrium);
-  EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_no_equilibrium);
+  EXPECT_RESULT(orv_node_get_belief(a, 1), -1.0, orv_error_no_equilibrium);
+  EXPECT_RESULT(orv_domain_get_normalization_constant(d.get()), -1.0, orv_error_no_equilibrium);
 }
 
 }  // namespace

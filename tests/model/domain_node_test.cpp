@@ -7,6 +7,7 @@
 
 #include "model/node.h"
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
@@ -23,13 +24,11 @@ TEST(NodeCreation, FollowsTheCategoryKindTable) {
   EXPECT_NE(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete), nullptr);
   EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_other), nullptr);
   EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_discrete), nullptr);
-  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_function, orv_kind_continuous), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_new_node(d.get(), orv_category_function, orv_kind_continuous), nullptr, orv_error_usage);
   EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_other), nullptr);
   EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_instance, orv_kind_other), nullptr);
   EXPECT_EQ(orv_domain_new_node(d.get(), static_cast<orv_category_t>(3), orv_kind_discrete), nullptr);
-  EXPECT_EQ(orv_domain_new_node(nullptr, orv_category_chance, orv_kind_discrete), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_new_node(nullptr, orv_category_chance, orv_kind_discrete), nullptr, orv_error_usage);
 
   orv_node_t u = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_discrete);
   ASSERT_NE(u, nullptr);
@@ -69,8 +68,7 @@ TEST(NodeNumbering, NewestFirstAndDenseAfterDeletion) {
   EXPECT_EQ(chain_names(d.get()), (std::vector<std::string>{"C", "A"}));
   EXPECT_EQ(c->number, 2u);
   EXPECT_EQ(a->number, 1u);
-  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "B"), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_domain_get_node_by_name(d.get(), "B"), nullptr, orv_error_none);
   EXPECT_EQ(orv_node_delete(nullptr), orv_error_usage);
 }
 
@@ -91,6 +89,8 @@ TEST(NodeNames, ValidityRuleDependsOnTheOwner) {
   EXPECT_EQ(orv_node_set_name(m, "A9"), orv_error_twice);
   EXPECT_EQ(orv_node_set_name(m, "M"), orv_error_none);  // its own name again
   EXPECT_EQ(orv_node_set_name(m, nullptr), orv_error_usage);
+  orv_node_t unnamed = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete);
+  EXPECT_EQ(orv_node_set_name(unnamed, ""), orv_error_invalid_name);  // no name is not a name
 }
 
 TEST(NodeNames, GeneratedFromCategoryAndNumberSkippingTakenNames) {
@@ -208,19 +208,14 @@ TEST(NodeHandles, WrongKindsAndNullsAreUsageErrors) {
   orv_node_t n = add_node(d.get(), "N");
   auto *as_node = reinterpret_cast<orv_node_t>(d.get());
   auto *as_domain = reinterpret_cast<orv_domain_t>(n);
-  EXPECT_EQ(orv_node_get_category(as_node), orv_category_error);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_domain_get_first_node(as_domain), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_category(as_node), orv_category_error, orv_error_usage);
+  EXPECT_RESULT(orv_domain_get_first_node(as_domain), nullptr, orv_error_usage);
   EXPECT_EQ(orv_node_get_name(nullptr), nullptr);
   EXPECT_EQ(orv_node_get_parents(nullptr), nullptr);
-  EXPECT_EQ(orv_domain_get_node_by_name(d.get(), nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
-  EXPECT_EQ(orv_node_get_domain(n), d.get());  // the next good call reads 0
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_domain_get_node_by_name(d.get(), nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_domain(n), d.get(), orv_error_none);  // the next good call reads 0
   EXPECT_EQ(orv_node_get_home_domain(n), d.get());
-  EXPECT_EQ(orv_node_get_home_class(n), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_node_get_home_class(n), nullptr, orv_error_none);
 }
 
 }  // namespace

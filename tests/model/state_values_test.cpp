@@ -8,6 +8,7 @@
 #include "model/node.h"
 #include "model/states.h"
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/table_fixture.h"
@@ -41,15 +42,13 @@ TEST(StateValues, StorageAndDefaults) {
   EXPECT_EQ(orv_node_get_state_value(n, 3), DBL_MAX);
   EXPECT_EQ(orv_node_set_state_value(n, 1, 0.5), orv_error_none);
   EXPECT_EQ(n->state_values, (Vector<double>{-DBL_MAX, 0.5, -1.0, DBL_MAX}));
-  EXPECT_EQ(orv_node_get_state_value(n, 4), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_value(n, 4), -1.0, orv_error_usage);
 
   orv_node_t m = add_node(d.get(), "M");
   set_state_count(m, 2);
   EXPECT_EQ(orv_node_set_state_value(m, 0, 1.0), orv_error_usage);  // label node
   ASSERT_EQ(orv_node_set_subtype(m, orv_subtype_number), orv_error_none);
-  EXPECT_EQ(orv_node_get_state_value(m, 1), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_node_get_state_value(m, 1), -1.0, orv_error_none);
   EXPECT_EQ(orv_node_set_state_value(m, 2, 1.0), orv_error_usage);  // number nodes: states only
   m->class_node = n;
   EXPECT_EQ(orv_node_set_state_value(m, 0, 1.0), orv_error_usage);
@@ -68,23 +67,26 @@ TEST(StateValues, StorageAndDefaults) {
 
 TEST(StateValues, StatusRules) {
   auto d = new_domain();
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N1", orv_subtype_number, {1, 2, 3})), 0);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N2", orv_subtype_number, {1, 1, 3})), 1);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N3", orv_subtype_number, {-DBL_MAX, 2})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "N4", orv_subtype_number, {1, DBL_MAX})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I1", orv_subtype_interval, {0, 1, 1, 2})), 0);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I2", orv_subtype_interval, {0, 1, 1, 1, 2})), 1);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), "I3", orv_subtype_interval, {0, 2, 1})), 1);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I4", orv_subtype_interval, {-DBL_MAX, 0, DBL_MAX})), 0);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I5", orv_subtype_interval, {-DBL_MAX, -DBL_MAX, 0})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I6", orv_subtype_interval, {-DBL_MAX, -DBL_MAX, 0, 1})), 2);
-  EXPECT_EQ(_orv_node_check_status_of_state_values(
-                valued(d.get(), "I7", orv_subtype_interval, {0, 1, DBL_MAX, DBL_MAX})), 2);
-  orv_node_t unset = add_node(d.get(), "U");
-  EXPECT_EQ(_orv_node_check_status_of_state_values(unset), 1);
+  const double lo = -DBL_MAX, hi = DBL_MAX;
+  const struct {
+    orv_subtype_t subtype;
+    std::vector<double> values;
+    int status;
+  } cases[] = {
+      {orv_subtype_number, {1, 2, 3}, 0},          {orv_subtype_number, {1, 1, 3}, 1},
+      {orv_subtype_number, {lo, 2}, 2},            {orv_subtype_number, {1, hi}, 2},
+      {orv_subtype_interval, {0, 1, 1, 2}, 0},     {orv_subtype_interval, {0, 1, 1, 1, 2}, 1},
+      {orv_subtype_interval, {0, 2, 1}, 1},        {orv_subtype_interval, {lo, 0, hi}, 0},
+      {orv_subtype_interval, {lo, lo, 0}, 2},      {orv_subtype_interval, {lo, lo, 0, 1}, 2},
+      {orv_subtype_interval, {0, 1, hi, hi}, 2},
+  };
+  int k = 0;
+  for (const auto &c : cases) {
+    const std::string name = "N" + std::to_string(k++);
+    EXPECT_EQ(_orv_node_check_status_of_state_values(valued(d.get(), name.c_str(), c.subtype, c.values)), c.status)
+        << name;
+  }
+  EXPECT_EQ(_orv_node_check_status_of_state_values(add_node(d.get(), "U")), 1);
 }
 
 TEST(StateValues, IntervalLookup) {
@@ -96,8 +98,7 @@ TEST(StateValues, IntervalLookup) {
   EXPECT_EQ(orv_node_get_state_index_from_value(n, 0.0), 0);
   EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.0), 2);
   EXPECT_EQ(orv_node_get_state_index_from_value(n, -0.1), -1);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.1), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_node_get_state_index_from_value(n, 2.1), -1, orv_error_none);
 
   orv_node_t open = valued(d.get(), "O", orv_subtype_interval, {-DBL_MAX, 0, 10, DBL_MAX});
   EXPECT_EQ(orv_node_get_state_index_from_value(open, -1e300), 0);
@@ -106,12 +107,10 @@ TEST(StateValues, IntervalLookup) {
   EXPECT_EQ(orv_node_get_state_index_from_value(open, 1e300), 2);
 
   orv_node_t bad = valued(d.get(), "B", orv_subtype_interval, {0, 1, 1, 1, 2});
-  EXPECT_EQ(orv_node_get_state_index_from_value(bad, 1.0), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_index_from_value(bad, 1.0), -1, orv_error_usage);
   orv_node_t unset = add_node(d.get(), "U");
   ASSERT_EQ(orv_node_set_subtype(unset, orv_subtype_interval), orv_error_none);
-  EXPECT_EQ(orv_node_get_state_index_from_value(unset, 0.0), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_index_from_value(unset, 0.0), -1, orv_error_usage);
 }
 
 TEST(StateValues, NumberLookupWithRelativeTolerance) {
@@ -119,8 +118,7 @@ TEST(StateValues, NumberLookupWithRelativeTolerance) {
   orv_node_t n = valued(d.get(), "N", orv_subtype_number, {1, 2, 3});
   EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.000001), 1);
   EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.1), -1);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 3.0), 2);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
+  EXPECT_RESULT(orv_node_get_state_index_from_value(n, 3.0), 2, orv_error_none);
   orv_node_t z = valued(d.get(), "Z", orv_subtype_number, {0, 1e-12});
   EXPECT_EQ(orv_node_get_state_index_from_value(z, 0.0), 0);
   EXPECT_EQ(orv_node_get_state_index_from_value(z, 1e-12), 1);
@@ -130,11 +128,9 @@ TEST(StateValues, NumberLookupWithRelativeTolerance) {
   EXPECT_EQ(orv_node_get_state_index_from_value(unsorted, 1.0), 1);
   orv_node_t none = add_node(d.get(), "E");
   ASSERT_EQ(orv_node_set_subtype(none, orv_subtype_number), orv_error_none);
-  EXPECT_EQ(orv_node_get_state_index_from_value(none, 1.0), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_index_from_value(none, 1.0), -1, orv_error_usage);
   orv_node_t label = add_node(d.get(), "L");
-  EXPECT_EQ(orv_node_get_state_index_from_value(label, 0.0), -1);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_index_from_value(label, 0.0), -1, orv_error_usage);
 }
 
 // A(3, labelled) -> B(2), and A -> X (continuous).

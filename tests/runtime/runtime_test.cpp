@@ -12,6 +12,7 @@
 #include "runtime/error.h"
 #include "runtime/files.h"
 #include "runtime/print_size.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 
 namespace orv {
@@ -44,8 +45,7 @@ TEST(ErrorStatus, IsPerThreadAndResetBySuccessfulCalls) {
   ASSERT_EQ(orv_error_code(), orv_error_usage);
   orv_error_t seen_by_other = orv_error_error;
   std::thread([&] { seen_by_other = orv_error_code(); }).join();
-  EXPECT_EQ(seen_by_other, orv_error_none);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(seen_by_other, orv_error_none, orv_error_usage);
   orv_domain_t d = orv_new_domain();
   EXPECT_EQ(orv_error_code(), orv_error_none);
   orv_domain_delete(d);

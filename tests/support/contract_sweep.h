@@ -11,6 +11,13 @@
 
 #include "orvel.h"
 
+// A call that must give `value` and leave `code` as the thread's error code.
+#define EXPECT_RESULT(call, value, code)              \
+  do {                                                \
+    EXPECT_EQ((call), (value)) << #call;              \
+    EXPECT_EQ(orv_error_code(), (code)) << #call;     \
+  } while (0)
+
 namespace orv::test {
 
 // A named call that returns whether the entry point gave its failure value.

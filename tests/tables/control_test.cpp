@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "runtime/error.h"
+#include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 #include "tables/control.h"
 #include "tables/table_oracle.h"
@@ -68,78 +69,48 @@ TEST_F(Controls, StandardStridesAreStepsInTheSmallerTable) {
   EXPECT_EQ(dims[2].stride, 3u);
 }
 
-TEST_F(Controls, SectionsCompressionAndReset) {
+// Compression merges contiguous runs within a section; void dimensions go;
+// under concurrency an outermost dimension that threads can share stays apart.
+TEST_F(Controls, CompressionMergesRunsWithinSections) {
+  orv_node_t one = node_with_states(domain.get(), 1), d5 = node_with_states(domain.get(), 5);
+  orv_node_t e6 = node_with_states(domain.get(), 6), e8 = node_with_states(domain.get(), 8);
+  orv_node_t e17 = node_with_states(domain.get(), 17);
+  const struct {
+    std::vector<orv_node_t> larger, smaller;
+    std::size_t level;
+    Triple compressed;
+    const char *what;
+  } cases[] = {
+      {{a, b, c}, {b, c}, 1, {{12, 1, 1}, {2, 0, 12}}, "kept run, then the summed-out section"},
+      {{a, b, c}, {c, a}, 1, {{2, 1, 12}, {4, 2, 1}, {3, 0, 4}}, "permuted nodes do not merge"},
+      {{a, one, b, c, d5}, {a, one}, 1, {{2, 1, 60}, {60, 0, 1}}, "void dimension gone, summed-out run merged"},
+      {{a, one, b, c, d5}, {}, 1, {{120, 0, 1}}, "all summed out"},
+      {{e8, c}, {e8, c}, 4, {{8, 4, 4}, {4, 1, 1}}, "a multiple of the level stays apart"},
+      {{e6, c}, {e6, c}, 4, {{24, 1, 1}}, "below 16 and no multiple: merges"},
+      {{e17, c}, {e17, c}, 4, {{17, 4, 4}, {4, 1, 1}}, "16 or more stays apart"},
+      {{e8, c}, {}, 4, {{32, 0, 1}}, "the summed-out section ignores the rule"},
+      {{e8, c}, {e8, c}, 1, {{32, 1, 1}}, "at level 1 everything merges"},
+  };
+  for (const auto &c : cases) {
+    orv_domain_set_concurrency_level(domain.get(), c.level);
+    TablePtr big(table_over(domain.get(), c.larger)), small(table_over(domain.get(), c.smaller));
+    ControlPtr control = control_for(big.get(), small.get());
+    const Triple standard = working(control.get());
+    compress_control(control.get());
+    EXPECT_EQ(working(control.get()), c.compressed) << c.what;
+    reset_control(control.get());
+    EXPECT_EQ(working(control.get()), standard) << c.what;
+  }
+  // The smaller table's nodes first, then the summed-out ones.
   TablePtr bc(table_over(domain.get(), {b, c}));
   ControlPtr control = control_for(larger.get(), bc.get());
-  // The smaller table's nodes first, then the summed-out ones.
   EXPECT_EQ(control->first_section, 2u);
   EXPECT_EQ(control->second_section, 1u);
   EXPECT_EQ(working(control.get()), (Triple{{3, 4, 4}, {4, 1, 1}, {2, 0, 12}}));
-  compress_control(control.get());
-  EXPECT_EQ(working(control.get()), (Triple{{12, 1, 1}, {2, 0, 12}}));
-  EXPECT_EQ(control->first_section, 1u);
-  reset_control(control.get());
-  EXPECT_EQ(working(control.get()), (Triple{{3, 4, 4}, {4, 1, 1}, {2, 0, 12}}));
-
-  // No merging across sections, nor of permuted nodes.
-  TablePtr ca(table_over(domain.get(), {c, a}));
-  ControlPtr permuted = control_for(larger.get(), ca.get());
-  compress_control(permuted.get());
-  EXPECT_EQ(working(permuted.get()), (Triple{{2, 1, 12}, {4, 2, 1}, {3, 0, 4}}));
-}
-
-TEST_F(Controls, VoidDimensionsDisappearAndSummedOutRunsMerge) {
-  orv_node_t one = node_with_states(domain.get(), 1);
-  orv_node_t d = node_with_states(domain.get(), 5);
-  TablePtr big(table_over(domain.get(), {a, one, b, c, d}));
-  TablePtr small(table_over(domain.get(), {a, one}));
-  ControlPtr control = control_for(big.get(), small.get());
-  EXPECT_EQ(control->first_section, 2u);
-  compress_control(control.get());
-  // a stays; b, c, d summed out form one contiguous run of 60 entries.
-  EXPECT_EQ(working(control.get()), (Triple{{2, 1, 60}, {60, 0, 1}}));
-
   TablePtr none(table_over(domain.get(), {}));
-  ControlPtr scalar = control_for(big.get(), none.get());
-  compress_control(scalar.get());
-  EXPECT_EQ(working(scalar.get()), (Triple{{120, 0, 1}}));
-  EXPECT_EQ(scalar->first_section, 0u);
-
   ControlPtr empty = control_for(none.get(), none.get());
   compress_control(empty.get());
   EXPECT_EQ(empty->dimension_count(), 0u);
-}
-
-TEST_F(Controls, ConcurrencyRuleKeepsAShareableOutermostDimension) {
-  orv_node_t e8 = node_with_states(domain.get(), 8);
-  orv_node_t e6 = node_with_states(domain.get(), 6);
-  TablePtr t8(table_over(domain.get(), {e8, c}));
-  TablePtr t6(table_over(domain.get(), {e6, c}));
-  orv_domain_set_concurrency_level(domain.get(), 4);
-  ControlPtr c8 = control_for(t8.get(), t8.get());
-  compress_control(c8.get());
-  EXPECT_EQ(working(c8.get()), (Triple{{8, 4, 4}, {4, 1, 1}}));  // multiple of 4: apart
-  ControlPtr c6 = control_for(t6.get(), t6.get());
-  compress_control(c6.get());
-  EXPECT_EQ(working(c6.get()), (Triple{{24, 1, 1}}));  // below 16, no multiple: merges
-
-  orv_node_t e17 = node_with_states(domain.get(), 17);
-  TablePtr t17(table_over(domain.get(), {e17, c}));
-  ControlPtr c17 = control_for(t17.get(), t17.get());
-  compress_control(c17.get());
-  EXPECT_EQ(c17->dimension_count(), 2u);  // 17 >= 16: apart
-
-  // The second section ignores the rule.
-  TablePtr none(table_over(domain.get(), {}));
-  ControlPtr summed = control_for(t8.get(), none.get());
-  compress_control(summed.get());
-  EXPECT_EQ(working(summed.get()), (Triple{{32, 0, 1}}));
-
-  // At level 1 everything mergeable merges.
-  orv_domain_set_concurrency_level(domain.get(), 1);
-  reset_control(c8.get());
-  compress_control(c8.get());
-  EXPECT_EQ(working(c8.get()), (Triple{{32, 1, 1}}));
 }
 
 TEST_F(Controls, SelectedStatesSliceSummedOutDimensions) {
@@ -223,13 +194,10 @@ TEST(ConcurrencySettings, DefaultsSettersAndRefusals) {
   for (const auto &[set, get] : settings) {
     EXPECT_EQ(set(d.get(), 7), orv_error_none);
     EXPECT_EQ(get(d.get()), 7u);
-    EXPECT_EQ(set(d.get(), 0), orv_error_usage);
-    EXPECT_EQ(orv_error_code(), orv_error_usage);
-    EXPECT_EQ(get(d.get()), 7u);  // the old value stays
-    EXPECT_EQ(orv_error_code(), orv_error_none);
+    EXPECT_RESULT(set(d.get(), 0), orv_error_usage, orv_error_usage);
+    EXPECT_RESULT(get(d.get()), 7u, orv_error_none);  // the old value stays
     EXPECT_EQ(set(nullptr, 3), orv_error_usage);
-    EXPECT_EQ(get(nullptr), static_cast<size_t>(-1));
-    EXPECT_EQ(orv_error_code(), orv_error_usage);
+    EXPECT_RESULT(get(nullptr), static_cast<size_t>(-1), orv_error_usage);
     auto *node = reinterpret_cast<orv_domain_t>(orv_domain_new_node(d.get(), orv_category_chance,
                                                                     orv_kind_discrete));
     EXPECT_EQ(set(node, 3), orv_error_usage);  // wrong kind of handle

@@ -41,8 +41,7 @@ TEST(TableContract, BadHandlesGiveUsageAndTheFailureValue) {
     };
     test::expect_usage_calls(calls, [&] { return orv_table_get_size(good) == 1u; });
   }
-  EXPECT_EQ(orv_node_get_table(reinterpret_cast<orv_node_t>(good)), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_table(reinterpret_cast<orv_node_t>(good)), nullptr, orv_error_usage);
 }
 
 }  // namespace

@@ -87,6 +87,19 @@ TEST(OrvelCommand, ImpossibleEvidenceAndBrokenFilesFailWithExitOne) {
   EXPECT_EQ(missing.status, 1);
   EXPECT_TRUE(contains(missing.output, "cannot open '/nonexistent/network.net'")) << missing.output;
 
+  struct Unusable {
+    std::string path, message;
+  } unusable[] = {
+      {::testing::TempDir(), "cannot read '" + ::testing::TempDir() + "': is a directory"},
+      {write_temp("empty.net", ""), "empty.net: the network has no nodes"},
+      {write_temp("byte.net", "net {}\n\x8f\n"), "byte.net:2: unexpected character: `\\x8f'"},
+  };
+  for (const auto &u : unusable) {
+    const Outcome r = orvel("query " + u.path);
+    EXPECT_EQ(r.status, 1) << r.output;
+    EXPECT_TRUE(contains(r.output, u.message)) << r.output;
+  }
+
   const std::string broken = write_temp("broken.net", "net\n{\n}\nnode A\n{\n  states = (\"a\" \"b\";\n}\n");
   const Outcome parse = orvel("info " + broken);
   EXPECT_EQ(parse.status, 1) << parse.output;

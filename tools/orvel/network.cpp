@@ -1,4 +1,6 @@
 // Loading a network for a command, with parse messages as file:line: text.
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -25,15 +27,26 @@ void collect_message(size_t line, const char *message, void *data) {
 }  // namespace
 
 Network::Network(const std::string &path) : path_(path) {
+  struct stat info;
+  if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) failure("cannot read '" + path + "': is a directory");
   std::FILE *probe = std::fopen(path.c_str(), "r");
   if (!probe) failure("cannot open '" + path + "': " + std::strerror(errno));
+  errno = 0;
+  const bool unreadable = std::getc(probe) == EOF && std::ferror(probe);
+  const int reason = errno;
   std::fclose(probe);
+  if (unreadable) failure("cannot read '" + path + "': " + std::strerror(reason));
   ParseMessages messages{path, {}, {}};
   domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages);
   for (const auto &w : messages.warnings) std::fprintf(stderr, "%s\n", w.c_str());
   if (!domain_) {
     if (!messages.first_error.empty()) failure(messages.first_error);
     failure("cannot read '" + path + "': " + orv_error_description(orv_error_code()));
+  }
+  if (!orv_domain_get_first_node(domain_)) {
+    orv_domain_delete(domain_);
+    domain_ = nullptr;
+    failure(path + ": the network has no nodes");
   }
 }
 
