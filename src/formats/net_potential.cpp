@@ -1,6 +1,5 @@
 // Potential declarations: the node lists, the checks on them, links, the
 // table, and the body fields (data, model, experience and fading data).
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -37,7 +36,6 @@ class PotentialParser {
     if (head_->is_discrete() || head_->is_continuous() || head_->category == orv_category_utility)
       make_table();
     body();
-    if (table_ && head_->category == orv_category_decision && !have_data_) uniform_policy();
   }
 
  private:
@@ -262,15 +260,6 @@ class PotentialParser {
     }
     if (!any) p_.warning("warning: no potential data specified");
     if (head_->model && have_data_) head_->model->table_supplied = true;
-  }
-
-  // A decision given no data starts with a uniform policy, so that the joint
-  // stays a distribution whichever rows policy updating leaves alone.
-  void uniform_policy() {
-    _orv_allocate_data_arrays(table_);
-    const double share = 1.0 / static_cast<double>(head_->state_count);
-    std::fill(table_->data, table_->data + table_->size, share);
-    r_.filled_tables.push_back(table_);
   }
 
   void data() {
