@@ -424,12 +424,12 @@ ORV_API orv_status_t orv_node_remove_discrete_parent(orv_node_t child, orv_node_
  * usage, cyclic_network, cyclic_functional_dependency, functional_dependency,
  * no_memory. */
 ORV_API orv_status_t orv_node_switch_parent(orv_node_t child, orv_node_t old_parent, orv_node_t new_parent);
-/* Reverses the link between two discrete chance nodes (either may be the
- * parent), rewriting both tables so the joint distribution is kept; both
- * nodes end with the union of their parents. Table handles stay valid;
- * experience and fading tables of both nodes are deleted. Errors: usage
- * (no link, other categories or kinds, chain-block members, continuous
- * pairs), cyclic_network, invalid_probability_potential, no_memory. */
+/* Reverses the link between two chance nodes of the same kind, discrete or
+ * continuous (either may be the parent), rewriting both tables so the joint
+ * distribution is kept; both nodes end with the union of their parents.
+ * Table handles stay valid; experience and fading tables of both nodes are
+ * deleted. Errors: usage (no link, other categories or kinds, chain-block
+ * members), cyclic_network, invalid_probability_potential, no_memory. */
 ORV_API orv_status_t orv_node_reverse_edge(orv_node_t node1, orv_node_t node2);
 
 /* ======================================================================
@@ -570,7 +570,7 @@ ORV_API orv_node_t *orv_node_get_moral_neighbors(orv_node_t node);
 /* Compiles the domain: triangulates it with the best greedy method unless a
  * junction forest exists, then allocates the clique and separator tables and
  * propagates (sum, normal). On failure the domain is as it was (a forest
- * the user made stays). Continuous nodes are refused with usage. Errors:
+ * the user made stays). Errors:
  * usage (null, class, no discrete or continuous node, already compiled), io,
  * no_memory, inconsistency_or_underflow, overflow. */
 ORV_API orv_status_t orv_domain_compile(orv_domain_t domain);
@@ -732,17 +732,29 @@ ORV_API double orv_node_get_max_utility(orv_node_t node);
 /* -sum p ln p over the beliefs. Errors: usage (not sum/normal), not_compiled,
  * no_equilibrium. */
 ORV_API double orv_node_get_entropy(orv_node_t node);
-/* Mean and variance of a continuous node. Errors: usage, not_compiled,
- * no_equilibrium. */
+/* Mean and variance of a continuous node (of the mixture of Gaussians that
+ * is its marginal; the value and 0 when it is observed). Errors: usage,
+ * not_compiled, no_equilibrium. */
 ORV_API double orv_node_get_mean(orv_node_t node);
 ORV_API double orv_node_get_variance(orv_node_t node);
+/* The marginal of a continuous node as a mixture: a new table over the
+ * discrete nodes of the node's clique followed by the node, where data[i]
+ * is the weight of discrete configuration i (row-major, last discrete node
+ * fastest; the weights sum to 1) and orv_table_get_mean/get_variance (table,
+ * i, node) give that component's mean and variance. The caller frees it with
+ * orv_table_delete. Errors: usage, not_compiled, no_equilibrium, no_memory. */
+ORV_API orv_table_t orv_node_get_distribution(orv_node_t node);
 /* The joint marginal of distinct discrete nodes (in the given order), as a
  * new table that the caller frees with orv_table_delete. Errors: usage (also
  * for max equilibrium or fast retraction with evidence), not_compiled,
  * no_equilibrium, no_memory. */
 ORV_API orv_table_t orv_domain_get_marginal(orv_domain_t domain, orv_node_t *nodes);
-/* Mutual information (natural logarithm) of two discrete nodes from their
- * joint marginal. Errors: as orv_domain_get_marginal. */
+/* Mutual information (natural logarithm) of two nodes. Discrete nodes: from
+ * their joint marginal. With a continuous node the Gaussian form from
+ * variances and covariances: -ln(1 - rho^2)/2 for two continuous nodes,
+ * ln(Var X / sum_d P(d) Var(X | d))/2 for continuous X and discrete D; such
+ * nodes must share a clique. Errors: as orv_domain_get_marginal, and usage
+ * for continuous nodes without a common clique. */
 ORV_API double orv_node_get_mutual_information(orv_node_t node, orv_node_t other);
 
 

@@ -72,8 +72,6 @@ void compile_quantitatively(orv_domain_s *d) {
   JunctionForest &f = *junction_forest(d);
   f.compiled = true;
   try {
-    // Conditional-Gaussian potentials need the CG table operations.
-    if (f.has_continuous) fail(orv_error_usage);
     allocate_forest_data(f);
     // Invalid potentials are only reported here; propagation finds what they cause.
     if (d->log) inspect_potentials(d);

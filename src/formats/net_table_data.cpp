@@ -22,6 +22,11 @@ class TableDataParser {
         store_number(0, p_.number, false);
         return;
       }
+      if (cg_ && t == kTokName && std::strcmp(p_.token_text, "normal") == 0) {
+        p_.push_back(t);  // a single CG entry may stand without parentheses
+        entry(0, false);
+        return;
+      }
       expect(t, '(');
       entry(0, false);
       expect(p_.next(), ')');

@@ -61,7 +61,9 @@ class TableWriter {
   }
 
   void write() {
-    if (t_->discrete_count == 0) {
+    if (t_->discrete_count == 0 && t_->continuous_count > 0) {
+      value(0);  // a single CG entry stands bare
+    } else if (t_->discrete_count == 0) {
       out_.put("( ");
       value(0);
       out_.put(" )");

@@ -1,5 +1,7 @@
 // The belief report that compilation writes to the log: beliefs (and
 // expected utilities) per node category, in domain node order.
+#include <cmath>
+
 #include "compile/forest_log.h"
 #include "inference/queries.h"
 #include "model/node_ops.h"
@@ -9,8 +11,19 @@ namespace orv {
 
 namespace {
 
+void report_continuous(orv_domain_s *d, orv_node_t n) {
+  const double mean = n->cg_propagated ? n->cg_propagated_value : n->results->belief[0];
+  const double variance = n->cg_propagated ? 0.0 : n->results->belief[1];
+  log_printf(d, "\n    %s:\n", node_name(n));
+  log_printf(d, "\tMean: %g   Variance: %g   SD: %g\n", mean, variance, std::sqrt(variance));
+}
+
 void report_discrete(orv_domain_s *d, orv_node_t n, bool utilities) {
   require_results(n);
+  if (n->is_continuous()) {
+    report_continuous(d, n);
+    return;
+  }
   const long inferred = inferred_state(n);
   if (inferred >= 0) {
     const auto s = static_cast<std::size_t>(inferred);
@@ -41,7 +54,7 @@ void report_section(orv_domain_s *d, const char *title, bool (*member)(orv_node_
 }
 
 bool is_decision(orv_node_t n) { return n->category == orv_category_decision; }
-bool is_chance(orv_node_t n) { return n->category == orv_category_chance && n->is_discrete(); }
+bool is_chance(orv_node_t n) { return n->category == orv_category_chance && n->counts_as_variable(); }
 bool is_discrete_function(orv_node_t n) { return n->category == orv_category_function && n->is_discrete(); }
 
 }  // namespace

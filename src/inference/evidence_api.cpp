@@ -74,7 +74,8 @@ orv_status_t orv_node_enter_finding(orv_node_t node, size_t state, double value)
 }
 
 orv_status_t orv_node_enter_value(orv_node_t node, double value) {
-  if (!orv::variable_node(node)) return usage(orv_error_usage);
+  // An observation of a continuous node must be a finite number.
+  if (!orv::variable_node(node) || (node->is_continuous() && !std::isfinite(value))) return usage(orv_error_usage);
   return guarded_status([&] {
     if (node->is_continuous()) {
       orv::enter_continuous_value(node, value);

@@ -2,6 +2,7 @@
 // mutual information of two nodes computed from them.
 #include <cmath>
 
+#include "inference/cg_queries.h"
 #include "inference/queries.h"
 #include "runtime/error.h"
 #include "tables/control.h"
@@ -74,8 +75,14 @@ TablePtr tree_marginal(orv_junction_tree_s *t, const Vector<orv_node_t> &query) 
     if (!c) break;
     bool holds = true;
     for (orv_node_t n : query) holds = holds && c->table->nodes.contains(n);
+    if (holds && t->has_continuous) {
+      const TablePtr discrete(_orv_discrete_clone_table(c->table));
+      return marginal_of(discrete.get(), query);
+    }
     if (holds) return marginal_of(c->table, query);
   }
+  // CG clique tables cannot be gathered by the discrete operations.
+  if (t->has_continuous) fail(orv_error_usage);
   TablePtr joint = gather(query[0]->assigned_clique, nullptr, query);
   return marginal_of(joint.get(), query);
 }
@@ -137,9 +144,12 @@ orv_table_t orv_domain_get_marginal(orv_domain_t domain, orv_node_t *nodes) {
 
 double orv_node_get_mutual_information(orv_node_t node, orv_node_t other) {
   if (!orv::is_node(node) || !orv::is_node(other) || node == other || node->owner != other->owner ||
-      node->owner->is_class() || !node->is_discrete() || !other->is_discrete())
+      node->owner->is_class() || !node->counts_as_variable() || !other->counts_as_variable())
     return orv::usage(-1.0);
-  return orv::guarded<double>(-1.0, [&] { return orv::mutual_information(node, other); });
+  return orv::guarded<double>(-1.0, [&] {
+    if (node->is_continuous() || other->is_continuous()) return orv::cg_mutual_information(node, other);
+    return orv::mutual_information(node, other);
+  });
 }
 
 }  // extern "C"

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "inference/absorption.h"
+#include "inference/cg_propagation.h"
 #include "inference/d_connection.h"
 #include "inference/evidence.h"
 #include "runtime/error.h"
@@ -195,6 +196,24 @@ void recompute_flags(orv_junction_tree_s *t) {
   }
 }
 
+// CG trees are propagated as a whole from the node tables.
+void propagate_cg(orv_junction_tree_s *t) {
+  t->freshly_loaded = false;
+  t->conflict = 1.0;
+  for (orv_node_t n : t->nodes) {
+    if (n->is_discrete()) {
+      take_entered_evidence(n);
+    } else {
+      n->cg_propagated = n->cg_entered;
+      n->cg_propagated_value = n->cg_value;
+    }
+  }
+  propagate_cg_tree(t);
+  t->equilibrium = orv_equilibrium_sum;
+  t->evidence_to_propagate = 0;
+  recompute_flags(t);
+}
+
 // Only the nodes d-connected to the new evidence can change their beliefs when
 // the previous sum equilibrium in normal mode is extended by new evidence
 // alone. Max-marginals do not keep that independence, and utilities and
@@ -212,6 +231,12 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
   if (!reset && equilibrium == t->equilibrium && (mode == t->mode || !evidence_incorporated(t)) &&
       t->evidence_to_propagate == 0) {
     t->mode = mode;  // without evidence the modes agree
+    return;
+  }
+  if (t->has_continuous) {
+    reset_tree(t, mode);
+    t->mode = mode;
+    propagate_cg(t);
     return;
   }
   const orv_evidence_mode_t prior_mode = t->mode;

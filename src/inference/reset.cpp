@@ -24,8 +24,10 @@ void load_from_potentials(orv_junction_tree_s *t) {
     if (!c) break;
     _orv_init_table(c->table);
     if (c->utility) _orv_init_table(c->utility);
-    for (orv_node_t n : c->assigned)
-      if (!policy_replaced(n)) _orv_combine(n->results->potential_control);
+    // CG trees are built from the node tables by their propagation.
+    if (!t->has_continuous)
+      for (orv_node_t n : c->assigned)
+        if (!policy_replaced(n)) _orv_combine(n->results->potential_control);
     for (const CliqueLink &link : c->links) {
       if (link.separator->child != c) continue;
       _orv_init_table(link.separator->table);

@@ -4,6 +4,7 @@
 // the network untouched and table handles stay valid.
 #include <utility>
 
+#include "model/cg_reversal.h"
 #include "model/graph_checks.h"
 #include "model/links.h"
 #include "model/staged_lists.h"
@@ -18,8 +19,6 @@ namespace {
 
 void check_reversal(orv_node_s *x, orv_node_s *y) {
   if (x->class_node || x->temporal_clone != y->temporal_clone) fail(orv_error_usage);
-  // The conditional Gaussian rewriting is not available yet.
-  if (!x->is_discrete()) fail(orv_error_usage);
   if (_orv_indirect_path_exists(x, y)) fail(orv_error_cyclic_network);
 }
 
@@ -88,19 +87,10 @@ void drop_learning_tables(orv_node_s *node) noexcept {
   node->experience = node->fading = nullptr;
 }
 
-}  // namespace
-
-void reverse_edge(orv_node_s *a, orv_node_s *b) {
-  if (a->owner != b->owner || a->category != orv_category_chance ||
-      b->category != orv_category_chance || a->kind != b->kind || a->chain_block || b->chain_block)
-    fail(orv_error_usage);
-  orv_node_s *x = a, *y = b;
-  if (!y->parents.contains(x)) std::swap(x, y);
-  if (!y->parents.contains(x)) fail(orv_error_usage);
-  check_reversal(x, y);
-
-  Owned<orv_table_s> tx = working_copy(x);
-  Owned<orv_table_s> ty = working_copy(y);
+// TX becomes P(X | Y, all parents) and TY P(Y | all parents but X).
+void reverse_discrete_tables(orv_node_s *x, orv_node_s *y, Owned<orv_table_s> &tx, Owned<orv_table_s> &ty) {
+  tx = working_copy(x);
+  ty = working_copy(y);
   if (!tx && ty) {
     tx = fresh_node_table(x);
     normalize_conditional(tx.get(), ZeroSum::uniform);
@@ -119,6 +109,22 @@ void reverse_edge(orv_node_s *a, orv_node_s *b) {
     _orv_marginalize_tables(tx.get(), ty.get(), orv_equilibrium_sum, kMarginalizeInto);
     normalize_conditional(tx.get(), ZeroSum::uniform);
   }
+}
+
+}  // namespace
+
+void reverse_edge(orv_node_s *a, orv_node_s *b) {
+  if (a->owner != b->owner || a->category != orv_category_chance ||
+      b->category != orv_category_chance || a->kind != b->kind || a->chain_block || b->chain_block)
+    fail(orv_error_usage);
+  orv_node_s *x = a, *y = b;
+  if (!y->parents.contains(x)) std::swap(x, y);
+  if (!y->parents.contains(x)) fail(orv_error_usage);
+  check_reversal(x, y);
+
+  Owned<orv_table_s> tx, ty;
+  if (x->is_continuous()) reverse_continuous_edge(x, y, tx, ty);
+  else reverse_discrete_tables(x, y, tx, ty);
   StagedLists lists;
   stage_parent_union(lists, x, y);
 

@@ -12,9 +12,7 @@
 namespace orv {
 namespace {
 
-using test::family;
-using test::new_domain;
-using test::variable;
+using namespace test;
 
 TEST(Compile, TriangulatesCompilesAndRefusesTwice) {
   std::mt19937 rng(41);
@@ -54,16 +52,6 @@ TEST(Compile, FailureKeepsOnlyAForestTheUserMade) {
   a->table->data[0] = 1.0;
   ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
   EXPECT_EQ(orv_node_get_belief(a, 0), 1.0);
-}
-
-TEST(Compile, ContinuousNodesAreRefusedAndLeaveNothing) {
-  auto d = new_domain();
-  orv_node_t a = variable(d.get(), "A", 2);
-  orv_node_t x = test::add_node(d.get(), "X", orv_category_chance, orv_kind_continuous);
-  family(a, {}, {0.5, 0.5});
-  family(x, {a}, {});
-  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_usage);
-  EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
 }
 
 TEST(Compile, AllocationFailuresLeaveTheDomainAsItWas) {

@@ -7,12 +7,7 @@
 namespace orv {
 namespace {
 
-using test::add_continuous;
-using test::add_node;
-using test::add_states;
-using test::link;
-using test::names_of;
-using test::new_domain;
+using namespace test;
 using Names = std::vector<std::string>;
 
 // A -> C <- B, C -> E, D -> E (moral: A-B, A-C, B-C, C-D, C-E, D-E) and a

@@ -10,11 +10,7 @@
 namespace orv {
 namespace {
 
-using test::add_continuous;
-using test::add_node;
-using test::add_states;
-using test::link;
-using test::new_domain;
+using namespace test;
 
 TEST(TriangulationContract, BadArgumentsGiveUsageAndChangeNothing) {
   auto d = new_domain();

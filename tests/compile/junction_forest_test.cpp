@@ -3,31 +3,18 @@
 // failure paths.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <string>
-
 #include "compile/junction_forest.h"
 #include "model/node.h"
 #include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 #include "support/network_fixture.h"
+#include "compile/network_builder.h"
 
 namespace orv {
 namespace {
 
-using test::build_forest;
-using test::family;
-using test::names_of;
-using test::new_domain;
-using test::variable;
+using namespace test;
 using Names = std::vector<std::string>;
-
-std::string read_all(std::FILE *f) {
-  std::rewind(f);
-  std::string text;
-  for (int ch; (ch = std::fgetc(f)) != EOF;) text.push_back(static_cast<char>(ch));
-  return text;
-}
 
 std::vector<orv_clique_t> cliques_of(orv_domain_t d) {
   std::vector<orv_clique_t> list;
@@ -41,9 +28,8 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   family(a, {}, {});
   family(b, {a}, {});
   family(c, {b}, {});
-  std::FILE *log = std::tmpfile();
-  orv_domain_set_log_file(d.get(), log);
-  ASSERT_EQ(build_forest(d.get(), {{a, b}, {b, c}}), orv_error_none);
+  const std::string text =
+      test::capture_log(d.get(), [&] { ASSERT_EQ(build_forest(d.get(), {{a, b}, {b, c}}), orv_error_none); });
 
   EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 2u);
   const auto cliques = cliques_of(d.get());
@@ -73,19 +59,13 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   // Tables need a compiled domain.
   EXPECT_RESULT(orv_clique_get_probability_table(ab), nullptr, orv_error_not_compiled);
 
-  const std::string text = read_all(log);
-  EXPECT_NE(text.find("\n\nCliques:\n\nClique 1, 2 members, table size = 6:\n    A, B\n"), std::string::npos) << text;
-  EXPECT_NE(text.find("\nTotal clique table size: 12\n"), std::string::npos);
-  EXPECT_NE(text.find("\n\nThe junction forest:\n\nCreating junction tree with clique 2 as root ...\n"
-                      "\nCliques 1 and 2 linked, separator has 1 member and table size = 3:\n    B\n"),
-            std::string::npos)
-      << text;
-  EXPECT_NE(text.find("\n\nChecking tables for all nodes:\n\n\n\nAssignment of potentials to cliques:\n\n"
-                      "    Node C assigned to clique 1\n    Node B assigned to clique 2\n"
-                      "    Node A assigned to clique 2\n"),
-            std::string::npos)
-      << text;
-  std::fclose(log);
+  EXPECT_CONTAINS(text, "\n\nCliques:\n\nClique 1, 2 members, table size = 6:\n    A, B\n");
+  EXPECT_CONTAINS(text, "\nTotal clique table size: 12\n");
+  EXPECT_CONTAINS(text, "\n\nThe junction forest:\n\nCreating junction tree with clique 2 as root ...\n"
+                        "\nCliques 1 and 2 linked, separator has 1 member and table size = 3:\n    B\n");
+  EXPECT_CONTAINS(text, "\n\nChecking tables for all nodes:\n\n\n\nAssignment of potentials to cliques:\n\n"
+                        "    Node C assigned to clique 1\n    Node B assigned to clique 2\n"
+                        "    Node A assigned to clique 2\n");
 }
 
 TEST(JunctionForest, UnconnectedNodesMakeTwoTreesUnlessUtilitiesJoinThem) {
@@ -100,16 +80,14 @@ TEST(JunctionForest, UnconnectedNodesMakeTwoTreesUnlessUtilitiesJoinThem) {
   orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);  // uncompiles
   EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
   family(u, {a}, {1.0, 2.0});
-  std::FILE *log = std::tmpfile();
-  orv_domain_set_log_file(d.get(), log);
-  ASSERT_EQ(build_forest(d.get(), {{a}, {b}}), orv_error_none);
+  const std::string text =
+      test::capture_log(d.get(), [&] { ASSERT_EQ(build_forest(d.get(), {{a}, {b}}), orv_error_none); });
   first = orv_domain_get_first_junction_tree(d.get());
   EXPECT_EQ(orv_jt_get_next(first), nullptr);
   EXPECT_EQ(orv_node_get_junction_tree(u), first);
   EXPECT_EQ(u->assigned_clique->table->nodes[0], a);
   EXPECT_EQ(orv_jt_get_total_size(first), 2u * (2 + 2 + 1));  // doubled for the utility tables
-  EXPECT_NE(read_all(log).find("separator has 0 members and table size = 1\n"), std::string::npos);
-  std::fclose(log);
+  EXPECT_CONTAINS(text, "separator has 0 members and table size = 1\n");
 }
 
 TEST(JunctionForest, EqualSizedHoldersGoToTheFirstInTheList) {

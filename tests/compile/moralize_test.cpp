@@ -11,13 +11,7 @@
 namespace orv {
 namespace {
 
-using test::add_continuous;
-using test::add_node;
-using test::add_states;
-using test::capture_log;
-using test::link;
-using test::names_of;
-using test::new_domain;
+using namespace test;
 using Names = std::vector<std::string>;
 
 Names sorted_neighbors(orv_node_t node) {
@@ -101,15 +95,6 @@ struct SmallCgNetwork {
   SmallCgNetwork() { link(d1, x), link(d2, x), link(x, y), link(d3, y); }
 };
 
-TEST(Moralization, NecessaryFillInsCompleteTheDiscreteBoundary) {
-  SmallCgNetwork net;
-  ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none);
-  // {X, Y} is one connected continuous set with discrete boundary D1, D2, D3.
-  EXPECT_EQ(sorted_neighbors(net.d3), (Names{"D1", "D2", "X", "Y"}));
-  EXPECT_EQ(sorted_neighbors(net.d1), (Names{"D2", "D3", "X"}));
-  EXPECT_EQ(test::check_domain(net.d.get()), "");
-}
-
 // Walked through by hand:
 // - moral links in node order: Y takes D3, X; X takes D2, D1, Y and marries
 //   D3 (logged from D3, the older node); D3 takes Y and marries X; D2 takes
@@ -150,6 +135,10 @@ TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
             "    D2\n"
             "    D3\n");
   EXPECT_EQ(log.find('\n'), 24u);  // "Www Mmm dd hh:mm:ss yyyy\n" from ctime_r
+  // {X, Y} is one connected continuous set with discrete boundary D1, D2, D3.
+  EXPECT_EQ(sorted_neighbors(net.d3), (Names{"D1", "D2", "X", "Y"}));
+  EXPECT_EQ(sorted_neighbors(net.d1), (Names{"D2", "D3", "X"}));
+  EXPECT_EQ(test::check_domain(net.d.get()), "");
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 
 #include "compile/network_builder.h"
-#include "orvel.h"
 
 namespace orv {
 namespace {

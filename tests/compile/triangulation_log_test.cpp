@@ -8,10 +8,7 @@
 namespace orv {
 namespace {
 
-using test::add_states;
-using test::capture_log;
-using test::link;
-using test::new_domain;
+using namespace test;
 
 std::string section(const std::string &log, const char *from, const char *to) {
   const std::size_t start = log.find(from);

@@ -10,12 +10,7 @@
 namespace orv {
 namespace {
 
-using test::add_continuous;
-using test::add_states;
-using test::check_domain;
-using test::clique_names;
-using test::link;
-using test::new_domain;
+using namespace test;
 using Cliques = std::vector<std::vector<std::string>>;
 
 const orv_triangulation_method_t kMethods[] = {orv_tm_clique_size, orv_tm_clique_weight, orv_tm_fill_in_size,
@@ -151,23 +146,6 @@ TEST(Triangulation, BestGreedySkipsWeightedRunsOnlyWhereWeightsCannotMatter) {
   EXPECT_TRUE(weights_can_differ(test::make_fragment({2, 3, 2}, path)));
   EXPECT_TRUE(weights_can_differ(test::make_fragment({2, 1, 2}, path, {1})));  // mixed kinds
   EXPECT_TRUE(weights_can_differ(test::make_fragment({1, 2, 3}, path, {0})));
-}
-
-TEST(Triangulation, CliqueWeightCountsContinuousParameters) {
-  // One CG node with two discrete neighbours: (2 * 3) * (1 * 4 / 2 + 1).
-  auto d = new_domain();
-  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 3);
-  orv_node_t x = add_continuous(d.get(), "X");
-  link(a, x), link(b, x);
-  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
-  EXPECT_EQ(compiled_domain(d.get())->cost, 18.0);
-  // Two CG nodes and one binary node: 2 * (2 * 5 / 2 + 1).
-  auto e = new_domain();
-  orv_node_t c = add_states(e.get(), "C", 2);
-  orv_node_t y = add_continuous(e.get(), "Y"), z = add_continuous(e.get(), "Z");
-  link(c, y), link(y, z), link(c, z);
-  ASSERT_EQ(orv_domain_triangulate(e.get(), orv_tm_clique_size), orv_error_none);
-  EXPECT_EQ(compiled_domain(e.get())->cost, 12.0);
 }
 
 }  // namespace

@@ -2,30 +2,17 @@
 // printing with minimal parentheses and parsing with messages and locations.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "expr/expression.h"
 #include "expr/model.h"
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/net_compare.h"
 
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::new_domain;
-using test::LiveBlocks;
-
-struct Messages {
-  std::vector<std::pair<size_t, std::string>> items;
-  static void handler(size_t location, const char *message, void *data) {
-    static_cast<Messages *>(data)->items.emplace_back(location, message);
-  }
-};
+using namespace test;
 
 std::string text_of(orv_expression_t e) {
   char *text = orv_expression_to_string(e);
@@ -50,7 +37,7 @@ class ExpressionTest : public ::testing::Test {
   // Parses, prints and checks that the printed text is a fixed point.
   std::string reprint(const char *text) {
     orv_expression_t e = parse(text);
-    EXPECT_NE(e, nullptr) << text << ": " << (messages.items.empty() ? "" : messages.items[0].second);
+    EXPECT_NE(e, nullptr) << text << ": " << messages.first();
     if (!e) return "";
     std::string printed = text_of(e);
     orv_expression_t again = parse(printed.c_str());
@@ -138,26 +125,25 @@ TEST_F(ExpressionTest, PrintingParenthesisRules) {
 }
 
 TEST_F(ExpressionTest, LeadingMinusAndComparisons) {
-  orv_expression_t e = parse("-2^2");
-  ASSERT_NE(e, nullptr);
-  EXPECT_EQ(orv_expression_get_operator(e), orv_op_negate);
-  EXPECT_EQ(orv_expression_get_operator(orv_expression_get_operands(e)[0]), orv_op_power);
-  orv_expression_delete(e);
-  e = parse("-2");
-  ASSERT_NE(e, nullptr);
-  EXPECT_EQ(orv_expression_get_operator(e), orv_op_number);
-  EXPECT_EQ(orv_expression_get_number(e), -2.0);
-  orv_expression_delete(e);
+  // A minus before a number literal is part of it, unless a power follows;
   // "<>" and "!=" are one token, "=" and "==" too.
-  for (const char *text : {"a <> b", "a != b"}) {
-    e = parse(text);
-    ASSERT_NE(e, nullptr);
-    EXPECT_EQ(orv_expression_get_operator(e), orv_op_not_equals);
+  const struct {
+    const char *text;
+    orv_operator_t op, first_operand;
+  } cases[] = {
+      {"-2^2", orv_op_negate, orv_op_power},      {"-2", orv_op_number, orv_op_error},
+      {"a <> b", orv_op_not_equals, orv_op_node}, {"a != b", orv_op_not_equals, orv_op_node},
+      {"a = b", orv_op_equals, orv_op_node},
+  };
+  for (const auto &c : cases) {
+    orv_expression_t e = parse(c.text);
+    ASSERT_NE(e, nullptr) << c.text;
+    EXPECT_EQ(orv_expression_get_operator(e), c.op) << c.text;
+    orv_expression_t *operands = orv_expression_get_operands(e);
+    EXPECT_EQ(operands ? orv_expression_get_operator(operands[0]) : orv_op_error, c.first_operand) << c.text;
+    if (c.op == orv_op_number) EXPECT_EQ(orv_expression_get_number(e), -2.0);
     orv_expression_delete(e);
   }
-  e = parse("a = b");
-  EXPECT_EQ(orv_expression_get_operator(e), orv_op_equals);
-  orv_expression_delete(e);
 }
 
 TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
@@ -228,24 +214,9 @@ TEST_F(ExpressionTest, DeepNestingIsRefused) {
 
 TEST_F(ExpressionTest, ParseSurvivesEveryAllocationFailure) {
   const char *text = "if (L == \"s\", Normal (a * 2, b ^ 2), Normal (-c, 1))";
-  for (std::size_t n = 0;; ++n) {
-    LiveBlocks live;
-    orv_expression_t e;
-    std::size_t failures;
-    {
-      test::FailNthAllocation guard(n);
-      e = parse(text);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_NE(e, nullptr);
-      orv_expression_delete(e);
-      break;
-    }
-    EXPECT_EQ(e, nullptr) << n;
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory) << n;
-    EXPECT_EQ(live.delta(), 0) << n;
-  }
+  const auto clean = test::expect_no_memory_sweep("parse", [&] { return parse(text); }, [] {});
+  ASSERT_NE(clean.result, nullptr);
+  orv_expression_delete(clean.result);
 }
 
 TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {

@@ -5,9 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string>
 
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
@@ -16,8 +14,7 @@
 namespace orv {
 namespace {
 
-using test::LiveBlocks;
-using test::Messages;
+using namespace test;
 
 const char *kHead = "net { }\nnode A { states = (\"a0\" \"a1\"); }\nnode B { states = (\"b0\" \"b1\"); }\n";
 
@@ -225,27 +222,12 @@ TEST(NetMessages, ParseSurvivesEveryAllocationFailure) {
       "potential (B | A) { data = ((0.1 0.2 0.7) (0.3 0.3 0.4)); model_nodes = (A);"
       " model_data = (Distribution(1, 2, 3), Distribution(3, 2, 1)); }\n"
       "potential (X | A) { data = (normal (1, 2) normal (-1, 1)); }\n";
-  std::size_t n = 0;
-  for (;; ++n) {
-    LiveBlocks live;
-    orv_domain_t d;
-    std::size_t failures;
-    Messages messages;
-    {
-      test::FailNthAllocation guard(n);
-      d = orv_net_parse_domain(text, Messages::handler, &messages);
-      failures = guard.failures();
-    }
-    if (failures == 0) {
-      ASSERT_NE(d, nullptr) << messages.first();
-      orv_domain_delete(d);
-      break;
-    }
-    EXPECT_EQ(d, nullptr) << n;
-    EXPECT_EQ(orv_error_code(), orv_error_no_memory) << n << " " << messages.first();
-    EXPECT_EQ(live.delta(), 0) << n;
-  }
-  EXPECT_GT(n, 20u);
+  Messages messages;
+  const auto clean = test::expect_no_memory_sweep(
+      "parse", [&] { return orv_net_parse_domain(text, Messages::handler, &messages); }, [] {});
+  ASSERT_NE(clean.result, nullptr) << messages.first();
+  orv_domain_delete(clean.result);
+  EXPECT_GT(clean.n, 20u);
 }
 
 }  // namespace

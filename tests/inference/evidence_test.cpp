@@ -13,9 +13,7 @@
 namespace orv {
 namespace {
 
-using test::build_forest;
-using test::new_domain;
-using test::variable;
+using namespace test;
 
 TEST(Evidence, FindingVectorsAreClassified) {
   auto d = new_domain();

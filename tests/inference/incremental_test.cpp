@@ -5,8 +5,6 @@
 
 #include <cmath>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "compile/junction_forest.h"
 #include "model/node.h"

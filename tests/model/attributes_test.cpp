@@ -1,14 +1,11 @@
-// Attributes and user data on domains and nodes, and what node cloning and
+// Attributes on domains and nodes, and what node cloning and
 // deletion do with tables, labels, values and attributes.
 #include <gtest/gtest.h>
 
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "model/attributes.h"
 #include "model/node.h"
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
@@ -18,11 +15,7 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::link;
-using test::new_domain;
-using test::set_state_count;
-using test::snapshot;
+using namespace test;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 Pairs listed(orv_attribute_t a) {
@@ -85,17 +78,6 @@ TEST(Attributes, NoMemoryLeavesTheListAsItWas) {
   }
 }
 
-TEST(UserData, IsStoredAndReturnedPerObject) {
-  auto d = new_domain();
-  orv_node_t n = add_node(d.get(), "N");
-  int x = 0, y = 0;
-  EXPECT_EQ(orv_domain_get_user_data(d.get()), nullptr);
-  EXPECT_EQ(orv_domain_set_user_data(d.get(), &x), orv_error_none);
-  EXPECT_EQ(orv_node_set_user_data(n, &y), orv_error_none);
-  EXPECT_EQ(orv_domain_get_user_data(d.get()), &x);
-  EXPECT_EQ(orv_node_get_user_data(n), &y);
-}
-
 TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
@@ -108,11 +90,17 @@ TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {
   ASSERT_EQ(orv_node_set_state_label(b, 1, "one"), orv_error_none);
   ASSERT_EQ(orv_node_set_attribute(b, "k1", "v1"), orv_error_none);
   ASSERT_EQ(orv_node_set_attribute(b, "k2", "v2"), orv_error_none);
+  ASSERT_EQ(orv_node_set_label(b, "the b"), orv_error_none);
   orv_table_t tb = orv_node_get_table(b), tx = orv_node_get_table(x);
   test::fill_distinct(tb), test::fill_distinct(tx);
 
   orv_node_t clone = orv_node_clone(b);
   ASSERT_NE(clone, nullptr);
+  EXPECT_EQ(orv_domain_get_first_node(d.get()), clone);
+  EXPECT_STREQ(orv_node_get_name(clone), "C5");  // generated, not copied
+  EXPECT_STREQ(orv_node_get_label(clone), "the b");
+  EXPECT_EQ(orv_node_get_subtype(clone), orv_subtype_number);
+  EXPECT_EQ(test::names_of(orv_node_get_parents(clone)), (std::vector<std::string>{"A"}));
   EXPECT_EQ(orv_node_get_number_of_states(clone), 3u);
   EXPECT_STREQ(orv_node_get_state_label(clone, 1), "one");
   EXPECT_EQ(orv_node_get_state_value(clone, 2), 20.0);

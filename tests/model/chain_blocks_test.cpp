@@ -11,10 +11,7 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::names_of;
-using test::new_domain;
-using test::set_state_count;
+using namespace test;
 using Names = std::vector<std::string>;
 
 orv_table_s *potential(orv_domain_t d, std::vector<orv_node_t> nodes) {

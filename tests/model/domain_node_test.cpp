@@ -2,11 +2,7 @@
 // names and the name index, deletion, cloning, types and graph lists.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "model/node.h"
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
@@ -14,47 +10,40 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::chain_names;
-using test::names_of;
-using test::new_domain;
+using namespace test;
 
-TEST(NodeCreation, FollowsTheCategoryKindTable) {
-  auto d = new_domain();
-  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete), nullptr);
-  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_other), nullptr);
-  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_discrete), nullptr);
-  EXPECT_RESULT(orv_domain_new_node(d.get(), orv_category_function, orv_kind_continuous), nullptr, orv_error_usage);
-  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_other), nullptr);
-  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_instance, orv_kind_other), nullptr);
-  EXPECT_EQ(orv_domain_new_node(d.get(), static_cast<orv_category_t>(3), orv_kind_discrete), nullptr);
+TEST(NodeCreation, FollowsTheCategoryKindTableAndKeepsCgAndLimidNodesApart) {
+  const orv_error_t none = orv_error_none, usage = orv_error_usage, cg_limid = orv_error_cg_limids_not_supported;
+  const struct {
+    int domain;  // each domain's calls run in order
+    orv_category_t category;
+    orv_kind_t kind;
+    orv_error_t code;
+  } cases[] = {
+      {0, orv_category_chance, orv_kind_discrete, none},     {0, orv_category_function, orv_kind_other, none},
+      {0, orv_category_function, orv_kind_discrete, none},   {0, orv_category_function, orv_kind_continuous, usage},
+      {0, orv_category_chance, orv_kind_other, usage},       {0, orv_category_instance, orv_kind_other, usage},
+      {0, static_cast<orv_category_t>(3), orv_kind_discrete, usage},
+      {0, orv_category_utility, orv_kind_discrete, none},  // kind ignored: other
+      {1, orv_category_decision, orv_kind_continuous, cg_limid}, {1, orv_category_chance, orv_kind_continuous, none},
+      {1, orv_category_decision, orv_kind_discrete, cg_limid},   {1, orv_category_utility, orv_kind_other, cg_limid},
+      {1, orv_category_function, orv_kind_other, none},          {2, orv_category_decision, orv_kind_discrete, none},
+      {2, orv_category_chance, orv_kind_continuous, cg_limid},   {2, orv_category_chance, orv_kind_discrete, none},
+  };
+  test::DomainPtr domains[] = {new_domain(), new_domain(), new_domain()};
+  int k = 0;
+  for (const auto &c : cases) {
+    orv_node_t n = orv_domain_new_node(domains[c.domain].get(), c.category, c.kind);
+    EXPECT_EQ(n != nullptr, c.code == none) << "case " << k;
+    EXPECT_EQ(orv_error_code(), c.code) << "case " << k++;
+  }
   EXPECT_RESULT(orv_domain_new_node(nullptr, orv_category_chance, orv_kind_discrete), nullptr, orv_error_usage);
-
-  orv_node_t u = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_discrete);
-  ASSERT_NE(u, nullptr);
-  EXPECT_EQ(orv_node_get_kind(u), orv_kind_other);
+  const orv_domain_t d = domains[0].get();
+  EXPECT_EQ(orv_node_get_kind(orv_domain_get_first_node(d)), orv_kind_other);
   EXPECT_EQ(d->utility_count, 1u);
   EXPECT_EQ(d->discrete_count, 2u);  // the chance node and the discrete function node
   EXPECT_EQ(d->node_count, 4u);
-}
-
-TEST(NodeCreation, KeepsContinuousNodesAndLimidNodesApart) {
-  auto d = new_domain();
-  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_decision, orv_kind_continuous), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
-  ASSERT_NE(orv_domain_new_node(d.get(), orv_category_chance, orv_kind_continuous), nullptr);
-  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_decision, orv_kind_discrete), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
-  EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
-  EXPECT_NE(orv_domain_new_node(d.get(), orv_category_function, orv_kind_other), nullptr);
-
-  auto limid = new_domain();
-  ASSERT_NE(orv_domain_new_node(limid.get(), orv_category_decision, orv_kind_discrete), nullptr);
-  EXPECT_EQ(orv_domain_new_node(limid.get(), orv_category_chance, orv_kind_continuous), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_cg_limids_not_supported);
-  EXPECT_NE(orv_domain_new_node(limid.get(), orv_category_chance, orv_kind_discrete), nullptr);
-  EXPECT_EQ(limid->node_count, 2u);
+  EXPECT_EQ(domains[2]->node_count, 2u);
 }
 
 TEST(NodeNumbering, NewestFirstAndDenseAfterDeletion) {
@@ -190,9 +179,8 @@ TEST(NodePresentation, LabelsPositionsAndNodeSize) {
   int x = 0, y = 0;
   EXPECT_EQ(orv_node_set_position(n, -5, 70000), orv_error_none);
   EXPECT_EQ(orv_node_get_position(n, &x, &y), orv_error_none);
-  EXPECT_EQ(x, -5);
-  EXPECT_EQ(y, 70000);
-  EXPECT_EQ(orv_node_get_position(n, &x, &x), orv_error_usage);
+  EXPECT_EQ(std::pair(x, y), std::pair(-5, 70000));
+  EXPECT_EQ(orv_node_get_position(n, &x, &x), orv_error_usage);  // aliased or missing outputs
   EXPECT_EQ(orv_node_get_position(n, nullptr, &y), orv_error_usage);
   std::size_t w = 1, h = 1;
   EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &h), orv_error_none);

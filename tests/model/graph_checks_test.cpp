@@ -9,8 +9,7 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::new_domain;
+using namespace test;
 
 bool all_unmarked(orv_domain_t d) {
   for (orv_node_t n = d->first_node; n; n = n->next)

@@ -1,26 +1,18 @@
 // Node lists: services on raw arrays, parents and children, ancestors and
-// descendants, and deletion and cloning with their links and failure paths.
+// descendants, deletion with its links, and the failure paths of creation,
+// naming and cloning.
 #include <gtest/gtest.h>
 
 #include "model/node.h"
 #include "model/node_list.h"
-#include "orvel.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::names_of;
-using test::new_domain;
+using namespace test;
 using Names = std::vector<std::string>;
-
-// Links a parent directly (the graph half of adding a link).
-void link(orv_node_t parent, orv_node_t child) {
-  child->parents.insert_discrete_first(parent);
-  parent->children.insert_discrete_first(child);
-}
 
 TEST(NodeListServices, RawArrayOperations) {
   auto d = new_domain();
@@ -96,24 +88,6 @@ TEST(NodeDeletion, RemovesLinksAndRefusesClassCopies) {
   EXPECT_EQ(orv_node_delete(c), orv_error_usage);
   c->class_node = nullptr;
   EXPECT_EQ(d->node_count, 2u);
-}
-
-TEST(NodeCloning, CopiesStatesLabelAndParentsButNotTheName) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  link(a, b);
-  b->state_count = 2;
-  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_boolean), orv_error_none);
-  ASSERT_EQ(orv_node_set_label(b, "the b"), orv_error_none);
-  orv_node_t clone = orv_node_clone(b);
-  ASSERT_NE(clone, nullptr);
-  EXPECT_EQ(clone->number, 3u);
-  EXPECT_EQ(orv_domain_get_first_node(d.get()), clone);
-  EXPECT_EQ(orv_node_get_subtype(clone), orv_subtype_boolean);
-  EXPECT_STREQ(orv_node_get_label(clone), "the b");
-  EXPECT_STREQ(orv_node_get_name(clone), "C3");
-  EXPECT_EQ(names_of(orv_node_get_parents(clone)), (Names{"A"}));
-  EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C3", "B"}));
 }
 
 // Every allocation of creation, naming and cloning can fail: the operation

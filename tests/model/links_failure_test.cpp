@@ -15,9 +15,8 @@
 namespace orv {
 namespace {
 
-using test::add_node;
+using namespace test;
 using test::node_table;
-using test::set_state_count;
 
 // Finds a node without touching the allocator (no name index).
 orv_node_t node(orv_domain_t d, const char *name) {

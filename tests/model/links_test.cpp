@@ -10,13 +10,8 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::entries;
-using test::names_of;
-using test::new_domain;
+using namespace test;
 using test::node_table;
-using test::set_state_count;
-using test::snapshot;
 using Names = std::vector<std::string>;
 using Values = std::vector<double>;
 
@@ -185,25 +180,6 @@ TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
   EXPECT_EQ(Values(t->cg_data, t->cg_data + 4), (Values{0, 1, 9, 10}));
   ASSERT_EQ(orv_node_remove_parent(x, a), orv_error_none);
   EXPECT_EQ(Values(t->cg_data, t->cg_data + 2), (Values{0, 1}));
-}
-
-TEST(NodeDeletion, ChildrenLoseTheDeletedParentsDimension) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_state_count(a, 2), set_state_count(b, 2), set_state_count(c, 2);
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
-  node_table(a, {0.5, 0.5});
-  orv_table_t tb = node_table(b, {0.1, 0.9, 0.6, 0.4});
-  node_table(c, {0.2, 0.8, 0.7, 0.3});
-  const std::size_t tables = d->table_count;
-  ASSERT_EQ(orv_node_delete(a), orv_error_none);
-  EXPECT_EQ(names_of(tb->nodes.c_list()), (Names{"B"}));
-  EXPECT_EQ(entries(tb), (Values{0.1, 0.9}));
-  EXPECT_EQ(d->table_count, tables - 1);
-  ASSERT_EQ(orv_node_delete(b), orv_error_none);
-  EXPECT_EQ(entries(c->table), (Values{0.2, 0.8}));
-  EXPECT_EQ(names_of(orv_node_get_parents(c)), Names{});
 }
 
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {

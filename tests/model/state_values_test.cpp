@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
-#include <vector>
 
 #include "model/node.h"
 #include "model/states.h"
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
@@ -17,11 +15,7 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::link;
-using test::new_domain;
-using test::set_state_count;
-using test::snapshot;
+using namespace test;
 
 orv_node_t valued(orv_domain_t d, const char *name, orv_subtype_t subtype, std::vector<double> values) {
   orv_node_t n = add_node(d, name);
@@ -89,48 +83,37 @@ TEST(StateValues, StatusRules) {
   EXPECT_EQ(_orv_node_check_status_of_state_values(add_node(d.get(), "U")), 1);
 }
 
-TEST(StateValues, IntervalLookup) {
+TEST(StateValues, LookupByValue) {
   auto d = new_domain();
   orv_node_t n = valued(d.get(), "N", orv_subtype_interval, {0, 1, 1, 2});
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 1.0), 1);  // the point interval
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 0.5), 0);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 1.5), 2);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 0.0), 0);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.0), 2);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, -0.1), -1);
-  EXPECT_RESULT(orv_node_get_state_index_from_value(n, 2.1), -1, orv_error_none);
-
   orv_node_t open = valued(d.get(), "O", orv_subtype_interval, {-DBL_MAX, 0, 10, DBL_MAX});
-  EXPECT_EQ(orv_node_get_state_index_from_value(open, -1e300), 0);
-  EXPECT_EQ(orv_node_get_state_index_from_value(open, 0.0), 1);  // an inner boundary starts its interval
-  EXPECT_EQ(orv_node_get_state_index_from_value(open, 10.0), 2);
-  EXPECT_EQ(orv_node_get_state_index_from_value(open, 1e300), 2);
-
   orv_node_t bad = valued(d.get(), "B", orv_subtype_interval, {0, 1, 1, 1, 2});
-  EXPECT_RESULT(orv_node_get_state_index_from_value(bad, 1.0), -1, orv_error_usage);
-  orv_node_t unset = add_node(d.get(), "U");
-  ASSERT_EQ(orv_node_set_subtype(unset, orv_subtype_interval), orv_error_none);
-  EXPECT_RESULT(orv_node_get_state_index_from_value(unset, 0.0), -1, orv_error_usage);
-}
-
-TEST(StateValues, NumberLookupWithRelativeTolerance) {
-  auto d = new_domain();
-  orv_node_t n = valued(d.get(), "N", orv_subtype_number, {1, 2, 3});
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.000001), 1);
-  EXPECT_EQ(orv_node_get_state_index_from_value(n, 2.1), -1);
-  EXPECT_RESULT(orv_node_get_state_index_from_value(n, 3.0), 2, orv_error_none);
+  orv_node_t num = valued(d.get(), "M", orv_subtype_number, {1, 2, 3});
   orv_node_t z = valued(d.get(), "Z", orv_subtype_number, {0, 1e-12});
-  EXPECT_EQ(orv_node_get_state_index_from_value(z, 0.0), 0);
-  EXPECT_EQ(orv_node_get_state_index_from_value(z, 1e-12), 1);
-  EXPECT_EQ(orv_node_get_state_index_from_value(z, 1e-13), -1);
-  // Number nodes need values, not valid ones.
-  orv_node_t unsorted = valued(d.get(), "S", orv_subtype_number, {3, 1});
-  EXPECT_EQ(orv_node_get_state_index_from_value(unsorted, 1.0), 1);
-  orv_node_t none = add_node(d.get(), "E");
+  orv_node_t unsorted = valued(d.get(), "S", orv_subtype_number, {3, 1});  // needs values, not valid ones
+  orv_node_t unset = add_node(d.get(), "U"), none = add_node(d.get(), "E"), label = add_node(d.get(), "L");
+  ASSERT_EQ(orv_node_set_subtype(unset, orv_subtype_interval), orv_error_none);
   ASSERT_EQ(orv_node_set_subtype(none, orv_subtype_number), orv_error_none);
-  EXPECT_RESULT(orv_node_get_state_index_from_value(none, 1.0), -1, orv_error_usage);
-  orv_node_t label = add_node(d.get(), "L");
-  EXPECT_RESULT(orv_node_get_state_index_from_value(label, 0.0), -1, orv_error_usage);
+  const struct {
+    orv_node_t node;
+    double value;
+    long state;
+    orv_error_t code;
+  } cases[] = {
+      {n, 1.0, 1, orv_error_none},  // the point interval
+      {n, 0.5, 0, orv_error_none},          {n, 1.5, 2, orv_error_none},          {n, 0.0, 0, orv_error_none},
+      {n, 2.0, 2, orv_error_none},          {n, -0.1, -1, orv_error_none},        {n, 2.1, -1, orv_error_none},
+      {open, -1e300, 0, orv_error_none},    {open, 0.0, 1, orv_error_none},  // an inner boundary starts its interval
+      {open, 10.0, 2, orv_error_none},      {open, 1e300, 2, orv_error_none},     {bad, 1.0, -1, orv_error_usage},
+      {unset, 0.0, -1, orv_error_usage},    {num, 2.000001, 1, orv_error_none},   {num, 2.1, -1, orv_error_none},
+      {num, 3.0, 2, orv_error_none},        {z, 0.0, 0, orv_error_none},          {z, 1e-12, 1, orv_error_none},
+      {z, 1e-13, -1, orv_error_none},       {unsorted, 1.0, 1, orv_error_none},   {none, 1.0, -1, orv_error_usage},
+      {label, 0.0, -1, orv_error_usage},
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(orv_node_get_state_index_from_value(c.node, c.value), c.state) << c.node->name << " " << c.value;
+    EXPECT_EQ(orv_error_code(), c.code) << c.node->name << " " << c.value;
+  }
 }
 
 // A(3, labelled) -> B(2), and A -> X (continuous).

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "model/node.h"
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 

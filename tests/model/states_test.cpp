@@ -2,12 +2,8 @@
 // and their lookup, and failure paths that must leave everything unchanged.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "model/chain_blocks.h"
 #include "model/node.h"
-#include "orvel.h"
 #include "runtime/error.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
@@ -18,12 +14,7 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::link;
-using test::new_domain;
-using test::set_state_count;
-using test::snapshot;
-using test::TableSnapshot;
+using namespace test;
 constexpr size_t kNone = static_cast<size_t>(-1);
 
 TEST(StateLabels, DefaultsAndLookup) {
@@ -133,7 +124,6 @@ TEST(NumberOfStates, GrowingKeepsEntriesOfOldStatesInEveryTable) {
 TEST(NumberOfStates, ShrinkingDropsEntriesAndLabelsOfRemovedStates) {
   Family f;
   const auto before = f.tables();
-  const auto old_b = test::configurations(f.tb);
   ASSERT_EQ(orv_node_set_number_of_states(f.a, 2), orv_error_none);
   EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{1, 2}));
   EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 3, 4}));
@@ -146,7 +136,6 @@ TEST(NumberOfStates, ShrinkingDropsEntriesAndLabelsOfRemovedStates) {
   ASSERT_EQ(orv_node_set_number_of_states(f.b, 3), orv_error_none);
   EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 1, 3, 4, 1, 1, 1, 1}));
   EXPECT_EQ(snapshot(f.eb).data.size(), 3u);  // B is not in its experience table
-  (void)old_b;
 }
 
 TEST(NumberOfStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {

@@ -18,6 +18,9 @@
     EXPECT_EQ(orv_error_code(), (code)) << #call;     \
   } while (0)
 
+// Expects the string `text` to contain `part`; a failure prints the text.
+#define EXPECT_CONTAINS(text, part) EXPECT_NE((text).find(part), std::string::npos) << (text)
+
 namespace orv::test {
 
 // A named call that returns whether the entry point gave its failure value.

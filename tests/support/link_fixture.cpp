@@ -33,36 +33,6 @@ std::vector<double> entries(const orv_table_s *t) {
   return t->data ? std::vector<double>(t->data, t->data + t->size) : std::vector<double>{};
 }
 
-std::vector<double> joint_distribution(orv_domain_t d) {
-  std::vector<orv_node_t> nodes;
-  std::size_t total = 1;
-  for (orv_node_t n = d->first_node; n; n = n->next) {
-    nodes.push_back(n);
-    total *= n->state_count;
-  }
-  std::vector<double> joint(total, 1.0);
-  std::vector<std::size_t> state(nodes.size(), 0);
-  for (std::size_t c = 0; c < total; ++c) {
-    std::size_t rest = c;
-    for (std::size_t i = nodes.size(); i-- > 0;) {
-      state[i] = rest % nodes[i]->state_count;
-      rest /= nodes[i]->state_count;
-    }
-    for (orv_node_t n : nodes) {
-      const orv_table_s *t = n->table;
-      if (!t) throw std::logic_error("node without table");
-      std::size_t index = 0;
-      for (orv_node_t m : t->nodes) {
-        std::size_t at = 0;
-        while (nodes[at] != m) ++at;
-        index = index * m->state_count + state[at];
-      }
-      joint[c] *= t->data[index];
-    }
-  }
-  return joint;
-}
-
 namespace {
 struct CompiledStandIn : Attachment {};
 }  // namespace

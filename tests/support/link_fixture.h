@@ -1,6 +1,6 @@
-// Helpers for link tests: discrete states, node tables with given data, the
-// joint distribution of a small discrete network by brute force, and a
-// snapshot of everything a link operation may change.
+// Helpers for link tests: node tables with given data, learning tables, a
+// compiled-state stand-in, and a snapshot of everything a link operation may
+// change.
 #pragma once
 
 #include <cstddef>
@@ -25,9 +25,6 @@ orv_table_t learning_table(orv_node_t node, orv_table_type_t type);
 // Entries of a table, in order.
 std::vector<double> entries(const orv_table_s *t);
 
-// P(all nodes) for every configuration of the domain's nodes in chain order
-// (last node fastest), as the product of the node tables.
-std::vector<double> joint_distribution(orv_domain_t d);
 
 // Attaches a compiled-structure stand-in, so tests can see uncompilation.
 void mark_compiled(orv_domain_t d);

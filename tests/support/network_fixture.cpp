@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "compile/build_forest.h"
+#include "compile/compile.h"
 #include "inference/evidence.h"
 #include "model/node.h"
 #include "runtime/error.h"
@@ -82,6 +83,14 @@ orv_status_t build_forest(orv_domain_t d, const std::vector<std::vector<orv_node
   return guarded_status([&] { _orv_domain_compile_qualitatively(d, heads.data(), nullptr); });
 }
 
+orv_status_t compile_simply(orv_domain_t d) {
+  std::vector<orv_node_t> order;
+  for (orv_node_t n = d->first_node; n; n = n->next)
+    if (n->counts_as_variable()) order.push_back(n);
+  const orv_status_t status = build_forest(d, eliminate(d, order));
+  return status != orv_error_none ? status : guarded_status([&] { compile_quantitatively(d); });
+}
+
 std::vector<orv_node_t> random_network(orv_domain_t d, std::size_t n, std::size_t max_parents,
                                        std::size_t max_states, std::mt19937 &rng) {
   std::vector<orv_node_t> nodes;
@@ -111,72 +120,63 @@ std::vector<orv_node_t> random_network(orv_domain_t d, std::size_t n, std::size_
 
 namespace {
 
-// The product of every table entry and every evidence weight that agrees with
-// one configuration of the discrete nodes.
-double configuration_weight(const std::vector<orv_node_t> &vars, std::map<orv_node_t, std::size_t> &state) {
-  double p = 1.0;
-  for (orv_node_t v : vars) {
-    p *= entered_weight(v, state[v]);
-    if (!v->table) continue;
-    std::size_t index = 0;
-    for (orv_node_t m : v->table->nodes) index = index * m->state_count + state[m];
-    p *= v->table->data[index];
+// Calls visit(state, weight) for every configuration of the discrete nodes;
+// the weight is the product of every table entry and evidence weight that
+// agrees with the configuration.
+template <class Visit>
+void for_each_configuration(orv_domain_t d, Visit visit) {
+  std::vector<orv_node_t> vars;
+  for (orv_node_t n = d->first_node; n; n = n->next)
+    if (n->is_discrete()) vars.push_back(n);
+  std::map<orv_node_t, std::size_t> state;
+  std::vector<std::size_t> config(vars.size(), 0);
+  for (;;) {
+    for (std::size_t i = 0; i < vars.size(); ++i) state[vars[i]] = config[i];
+    double p = 1.0;
+    for (orv_node_t v : vars) {
+      p *= entered_weight(v, state[v]);
+      if (!v->table) continue;
+      std::size_t index = 0;
+      for (orv_node_t m : v->table->nodes) index = index * m->state_count + state[m];
+      p *= v->table->data[index];
+    }
+    visit(state, p);
+    std::size_t k = vars.size();
+    while (k > 0 && ++config[k - 1] == vars[k - 1]->state_count) config[--k] = 0;
+    if (k == 0) return;
   }
-  return p;
 }
 
 }  // namespace
 
 std::vector<double> brute_force_joint(orv_domain_t d, const std::vector<orv_node_t> &nodes) {
-  std::vector<orv_node_t> vars;
-  for (orv_node_t n = d->first_node; n; n = n->next)
-    if (n->is_discrete()) vars.push_back(n);
   std::size_t size = 1;
   for (orv_node_t n : nodes) size *= n->state_count;
   std::vector<double> joint(size, 0.0);
-  std::map<orv_node_t, std::size_t> state;
-  std::vector<std::size_t> config(vars.size(), 0);
   double total = 0.0;
-  for (;;) {
-    for (std::size_t i = 0; i < vars.size(); ++i) state[vars[i]] = config[i];
-    const double p = configuration_weight(vars, state);
+  for_each_configuration(d, [&](std::map<orv_node_t, std::size_t> &state, double p) {
     std::size_t index = 0;
     for (orv_node_t n : nodes) index = index * n->state_count + state[n];
     joint[index] += p;
     total += p;
-    std::size_t k = vars.size();
-    while (k > 0 && ++config[k - 1] == vars[k - 1]->state_count) config[--k] = 0;
-    if (k == 0) break;
-  }
+  });
   for (double &x : joint) x /= total;
   return joint;
 }
 
 Exact brute_force(orv_domain_t d) {
-  std::vector<orv_node_t> vars;
-  for (orv_node_t n = d->first_node; n; n = n->next)
-    if (n->is_discrete()) vars.push_back(n);
-  std::map<orv_node_t, std::size_t> state;
   Exact exact;
-  for (orv_node_t v : vars) {
-    exact.marginal[v].assign(v->state_count, 0.0);
-    exact.max_marginal[v].assign(v->state_count, 0.0);
-  }
-  std::vector<std::size_t> config(vars.size(), 0);
-  for (;;) {
-    for (std::size_t i = 0; i < vars.size(); ++i) state[vars[i]] = config[i];
-    const double p = configuration_weight(vars, state);
+  for (orv_node_t n = d->first_node; n; n = n->next)
+    if (n->is_discrete()) exact.marginal[n] = exact.max_marginal[n] = std::vector<double>(n->state_count, 0.0);
+  for_each_configuration(d, [&](std::map<orv_node_t, std::size_t> &state, double p) {
     exact.probability += p;
     exact.max_probability = std::max(exact.max_probability, p);
-    for (orv_node_t v : vars) {
-      exact.marginal[v][state[v]] += p;
-      double &m = exact.max_marginal[v][state[v]];
-      m = std::max(m, p);
+    for (auto &[v, m] : exact.marginal) {
+      m[state[v]] += p;
+      double &max = exact.max_marginal[v][state[v]];
+      max = std::max(max, p);
     }
-    std::size_t k = vars.size();
-    while (k > 0 && ++config[k - 1] == vars[k - 1]->state_count) config[--k] = 0;
-    if (k == 0) break;
-  }
+  });
   for (auto &[v, m] : exact.marginal)
     for (double &x : m) x /= exact.probability;
   for (auto &[v, m] : exact.max_marginal)

@@ -25,8 +25,6 @@ void family(orv_node_t node, const std::vector<orv_node_t> &parents, const std::
 std::vector<std::vector<orv_node_t>> eliminate(orv_domain_t d, const std::vector<orv_node_t> &order);
 // Runs the qualitative phase on the given cliques; returns the status.
 orv_status_t build_forest(orv_domain_t d, const std::vector<std::vector<orv_node_t>> &cliques);
-// Builds the forest from those cliques and compiles; returns the status.
-orv_status_t compile_with_cliques(orv_domain_t d, const std::vector<std::vector<orv_node_t>> &cliques);
 // Compiles with the cliques of eliminating the nodes in domain chain order.
 orv_status_t compile_simply(orv_domain_t d);
 

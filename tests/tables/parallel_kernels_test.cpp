@@ -14,11 +14,7 @@
 namespace orv {
 namespace {
 
-using test::data_of;
-using test::node_with_states;
-using test::put;
-using test::table_over;
-using test::TablePtr;
+using namespace test;
 
 TEST(ParallelKernels, MatchNaiveReferenceOnThreads) {
   auto d = test::new_domain();

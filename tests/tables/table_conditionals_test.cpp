@@ -12,8 +12,7 @@
 namespace orv {
 namespace {
 
-using test::add_node;
-using test::entries;
+using namespace test;
 using Values = std::vector<double>;
 
 Owned<orv_table_s> table(orv_domain_t d, std::vector<orv_node_t> nodes, const Values &data) {

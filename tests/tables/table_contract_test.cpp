@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "model/node.h"
-#include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "tables/table.h"

@@ -14,7 +14,9 @@ constexpr const char *kHelp =
     "                       [--max] [--json]\n"
     "Compiles the network, enters the evidence, propagates it and prints the beliefs of every\n"
     "node (or of the nodes named with -n), the expected utilities, P(evidence) and the conflict.\n"
-    "  -e, --evidence NODE=STATE       the node is observed in STATE\n"
+    "Continuous nodes are reported by mean, variance and standard deviation; with continuous\n"
+    "evidence P(evidence) is a density.\n"
+    "  -e, --evidence NODE=STATE       the node is observed in STATE (a number for a continuous node)\n"
     "  --likelihood NODE=v1,v2,...     soft evidence: one nonnegative weight per state\n"
     "  -n, --node NODE                 report this node (repeatable; default: all nodes)\n"
     "  --max                           max-propagation: values are max-marginals\n"
@@ -76,6 +78,13 @@ Query parse(Args &args) {
 void enter_evidence(const Network &net, const Query &q) {
   for (const auto &[name, label] : q.evidence) {
     orv_node_t node = net.node(name);
+    if (orv_node_get_kind(node) == orv_kind_continuous) {
+      char *end = nullptr;
+      const double value = std::strtod(label.c_str(), &end);
+      if (*end != '\0' || !std::isfinite(value)) usage_error("value for '" + name + "': '" + label + "' is not a number");
+      if (orv_node_enter_value(node, value) != orv_error_none) check_engine("cannot enter the value of '" + name + "'");
+      continue;
+    }
     if (orv_node_select_state(node, state_index(node, label)) != orv_error_none)
       check_engine("cannot enter evidence on '" + name + "'");
   }
@@ -96,7 +105,7 @@ void propagate(const Network &net, const Query &q) {
   const orv_status_t status =
       orv_domain_propagate(net.get(), q.max ? orv_equilibrium_max : orv_equilibrium_sum, orv_mode_normal);
   if (status == orv_error_inconsistency_or_underflow)
-    failure("the evidence is impossible: it has zero probability in this network");
+    failure("the evidence is impossible: it has zero probability (or density) in this network");
   if (status != orv_error_none) check_engine("propagation failed");
 }
 
@@ -105,6 +114,8 @@ struct Row {
   std::vector<std::pair<std::string, double>> states;  // label and belief
   double utility = NAN;                                // utility nodes
   std::string evidence;
+  bool continuous = false;
+  double mean = NAN, variance = NAN;
 };
 
 std::vector<Row> collect(const Network &net, const Query &q) {
@@ -122,6 +133,10 @@ std::vector<Row> collect(const Network &net, const Query &q) {
     } else if (orv_node_get_kind(n) == orv_kind_discrete) {
       const size_t count = orv_node_get_number_of_states(n);
       for (size_t s = 0; s < count; ++s) row.states.emplace_back(orv_node_get_state_label(n, s), orv_node_get_belief(n, s));
+    } else if (orv_node_get_kind(n) == orv_kind_continuous && !q.max) {
+      row.continuous = true;
+      row.mean = orv_node_get_mean(n);
+      row.variance = orv_node_get_variance(n);
     } else {
       continue;
     }
@@ -138,8 +153,10 @@ void print_table(const Network &net, const Query &q, const std::vector<Row> &row
   std::printf("network %s (%s propagation)\n", net.path().c_str(), q.max ? "max" : "sum");
   if (!q.max) {
     const double log_pe = orv_domain_get_log_normalization_constant(net.get());
-    std::printf("P(evidence) = %.6g   log P(evidence) = %.6f   conflict = %.4g\n", std::exp(log_pe), log_pe,
-                orv_domain_get_conflict(net.get()));
+    const double conflict = orv_domain_get_conflict(net.get());  // undefined with continuous evidence
+    std::printf("P(evidence) = %.6g   log P(evidence) = %.6f   conflict = ", std::exp(log_pe), log_pe);
+    if (conflict >= 0) std::printf("%.4g\n", conflict);
+    else std::printf("n/a\n");
   }
   std::size_t width = 5;
   for (const auto &row : rows)
@@ -149,6 +166,10 @@ void print_table(const Network &net, const Query &q, const std::vector<Row> &row
     if (!row.evidence.empty()) std::printf("  [evidence: %s]", row.evidence.c_str());
     if (!std::isnan(row.utility)) {
       std::printf("\n  expected utility  %.6g\n", row.utility);
+      continue;
+    }
+    if (row.continuous) {
+      std::printf("\n  mean %.6g   variance %.6g   SD %.6g\n", row.mean, row.variance, std::sqrt(row.variance));
       continue;
     }
     std::printf("\n");
@@ -161,19 +182,28 @@ void print_json(const Network &net, const Query &q, const std::vector<Row> &rows
   std::printf("{\"network\": %s, \"equilibrium\": \"%s\"", json_string(net.path()).c_str(), q.max ? "max" : "sum");
   if (!q.max) {
     const double log_pe = orv_domain_get_log_normalization_constant(net.get());
-    std::printf(", \"log_pe\": %.17g, \"pe\": %.17g, \"conflict\": %.17g", log_pe, std::exp(log_pe),
-                orv_domain_get_conflict(net.get()));
+    const double conflict = orv_domain_get_conflict(net.get());
+    std::printf(", \"log_pe\": %.17g, \"pe\": %.17g, \"conflict\": ", log_pe, std::exp(log_pe));
+    if (conflict >= 0) std::printf("%.17g", conflict);
+    else std::printf("null");
   }
   std::printf(", \"evidence\": {");
-  for (std::size_t i = 0; i < q.evidence.size(); ++i)
-    std::printf("%s%s: %s", i ? ", " : "", json_string(q.evidence[i].first).c_str(),
-                json_string(q.evidence[i].second).c_str());
+  for (std::size_t i = 0; i < q.evidence.size(); ++i) {
+    const auto &[name, value] = q.evidence[i];
+    const bool number = orv_node_get_kind(net.node(name)) == orv_kind_continuous;
+    std::printf("%s%s: ", i ? ", " : "", json_string(name).c_str());
+    if (number) std::printf("%.17g", std::strtod(value.c_str(), nullptr));
+    else std::printf("%s", json_string(value).c_str());
+  }
   std::printf("}, \"beliefs\": {");
   bool first = true;
   for (const auto &row : rows) {
     if (!std::isnan(row.utility)) continue;
     std::printf("%s%s: {", first ? "" : ", ", json_string(orv_node_get_name(row.node)).c_str());
     first = false;
+    if (row.continuous)
+      std::printf("\"mean\": %.17g, \"variance\": %.17g, \"sd\": %.17g", row.mean, row.variance,
+                  std::sqrt(row.variance));
     for (std::size_t s = 0; s < row.states.size(); ++s)
       std::printf("%s%s: %.17g", s ? ", " : "", json_string(row.states[s].first).c_str(), row.states[s].second);
     std::printf("}");
