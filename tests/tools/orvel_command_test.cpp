@@ -107,6 +107,8 @@ TEST(OrvelCommand, CompileWritesTheLogAndConvertIsAFixedPoint) {
 
 namespace solve {
 
+bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+
 const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/limited1.net";
 
 TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
