@@ -972,12 +972,24 @@ ORV_API orv_status_t orv_domain_save_to_memory(orv_domain_t domain);
 /* The belief of a state of a discrete node (exactly 1/0 for hard evidence
  * propagated in normal mode). Errors: usage, not_compiled, no_equilibrium. */
 ORV_API double orv_node_get_belief(orv_node_t node, size_t state);
-/* Expected utility of a state of a discrete node, or of a utility node (the
- * state is then ignored). Errors: usage, not_compiled, no_equilibrium. */
+/* Expected utility: of a utility node (the state is ignored); of a decision
+ * option, the expected total utility when the decision takes that option in
+ * every parent configuration and every other decision follows its policy
+ * (defined also for options the policy never takes; sum/normal required);
+ * of a state of a chance node, the expected total utility given that state
+ * (0 for a state of probability 0). Errors: usage (no utility nodes),
+ * not_compiled, no_equilibrium, no_memory. */
 ORV_API double orv_node_get_expected_utility(orv_node_t node, size_t state);
-/* Sum of the utility nodes' expected utilities. Errors: usage (not sum/normal),
+/* The overall expected utility under the current policies: the sum of the
+ * utility nodes' expected utilities. Errors: usage (not sum/normal),
  * not_compiled, no_equilibrium. */
 ORV_API double orv_domain_get_expected_utility(orv_domain_t domain);
+/* Variance, smallest and largest value of a utility node's utility over the
+ * configurations of its parents that have positive probability. Errors:
+ * usage (not a utility node, not sum/normal), not_compiled, no_equilibrium. */
+ORV_API double orv_node_get_variance_of_utility(orv_node_t node);
+ORV_API double orv_node_get_min_utility(orv_node_t node);
+ORV_API double orv_node_get_max_utility(orv_node_t node);
 /* -sum p ln p over the beliefs. Errors: usage (not sum/normal), not_compiled,
  * no_equilibrium. */
 ORV_API double orv_node_get_entropy(orv_node_t node);
@@ -1028,6 +1040,37 @@ ORV_API orv_table_t orv_domain_query_marginal(orv_domain_t domain, orv_node_t *n
  * orv_domain_query_marginal. */
 ORV_API orv_status_t orv_domain_query_beliefs(orv_domain_t domain, orv_node_t *nodes, double *beliefs,
                                               double *log_pe);
+
+
+/* ======================================================================
+ * Decisions (influence diagrams and LIMIDs)
+ * ====================================================================== */
+/* The decisions of a compiled domain in the order policy updating visits
+ * them (a decision after every decision below it; decisions unrelated to
+ * each other in domain node order), per junction tree. Null-terminated,
+ * owned by the domain, valid until it is uncompiled. Errors: usage,
+ * not_compiled, no_memory. */
+ORV_API orv_node_t *orv_domain_get_decision_order(orv_domain_t domain);
+/* Single policy updating: each unmade decision (no evidence, more than one
+ * option) in turn gets, for every parent configuration, all its mass on the
+ * options of maximal expected utility (others held fixed), until a pass over
+ * the decision order changes nothing; the domain is then propagated under the
+ * new policies. Requires sum equilibrium, normal mode, all evidence
+ * propagated and no table touched. Does nothing without utility nodes.
+ * Errors: usage, not_compiled, invalid_evidence, no_memory,
+ * inconsistency_or_underflow, overflow; on failure the policies are as they
+ * were. */
+ORV_API orv_status_t orv_domain_update_policies(orv_domain_t domain);
+/* The requisite parents of a decision: those still linked to it in the
+ * minimal reduction of the diagram, where an informational link is dropped
+ * when its parent is d-separated from the utility nodes below the decision
+ * given the decision and its other parents (repeated over all decisions
+ * until nothing changes). The requisite ancestors: the decision's ancestors
+ * in that reduction. Owned by the node, overwritten by the next such call or
+ * orv_node_get_ancestors/descendants on it. Errors: usage (not a decision),
+ * no_memory. */
+ORV_API orv_node_t *orv_node_get_requisite_parents(orv_node_t node);
+ORV_API orv_node_t *orv_node_get_requisite_ancestors(orv_node_t node);
 
 
 #ifdef __cplusplus

@@ -3,9 +3,16 @@
 #include "compile/compile.h"
 #include "compile/junction_forest.h"
 #include "runtime/error.h"
+#include "tables/node_table.h"
 
 namespace orv {
 namespace {
+
+// A decision given no policy gets the uniform one before it is compiled in.
+void give_decisions_policies(orv_domain_s *d) {
+  for (orv_node_s *n = d->first_node; n; n = n->next)
+    if (n->category == orv_category_decision && n->is_discrete() && !n->table && node_can_have_table(n)) node_table(n);
+}
 
 bool compilable(const orv_domain_s *d) {
   return is_domain(d) && !d->is_class() && d->discrete_count + d->continuous_count > 0 && !domain_is_compiled(d);
@@ -21,6 +28,7 @@ orv_status_t orv_domain_compile(orv_domain_t domain) {
   return orv::guarded_status([&] {
     const bool triangulate_here = !orv::junction_forest(domain);
     if (triangulate_here) {
+      orv::give_decisions_policies(domain);
       const orv_status_t status = orv_domain_triangulate(domain, orv_tm_best_greedy);
       if (status != orv_error_none) orv::fail(static_cast<orv_error_t>(status));
     }

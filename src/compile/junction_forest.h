@@ -93,6 +93,9 @@ struct orv_junction_tree_s : orv::Tagged {
   bool has_continuous = false;
   bool refuses_max = false;
   void *user_data = nullptr;
+  // Bumped whenever the tables change state (propagation, reset), so that
+  // results derived from them can tell when they are stale.
+  std::uint64_t serial = 0;
 
   std::size_t clique_count() const { return cliques.empty() ? 0 : cliques.size() - 1; }
 };
@@ -168,6 +171,9 @@ struct JunctionForest : Attachment {
   bool has_utility = false;
   bool has_continuous = false;
   bool user_order = false;  // ranks come from a user-given elimination order
+
+  // Decision order and cached decision results, owned by the decision layer.
+  Owned<Attachment> decisions;
 };
 
 // The domain's forest, or null when it is not triangulated.

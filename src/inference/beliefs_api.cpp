@@ -79,18 +79,6 @@ double orv_node_get_belief(orv_node_t node, size_t state) {
   });
 }
 
-double orv_node_get_expected_utility(orv_node_t node, size_t state) {
-  if (!orv::is_node(node) || node->owner->is_class()) return usage(-1.0);
-  if (node->category != orv_category_utility && (!node->is_discrete() || state >= node->state_count))
-    return usage(-1.0);
-  return guarded<double>(-1.0, [&] {
-    if (node->owner->utility_count == 0) orv::fail(orv_error_usage);
-    orv::require_results(node);
-    return node->category == orv_category_utility ? orv::node_expected_utility(node)
-                                                  : orv::expected_utility_of(node, state);
-  });
-}
-
 double orv_domain_get_expected_utility(orv_domain_t domain) {
   if (!orv::is_domain(domain) || domain->is_class()) return usage(-1.0);
   return guarded<double>(-1.0, [&] {

@@ -3,6 +3,7 @@
 // and saving the initial equilibrium to memory.
 #include "compile/junction_forest.h"
 #include "inference/evidence.h"
+#include "inference/evidence_validity.h"
 #include "inference/propagation.h"
 #include "inference/saved_tables.h"
 #include "runtime/error.h"
@@ -20,10 +21,8 @@ bool plain_request(orv_equilibrium_t equilibrium, orv_evidence_mode_t mode) {
   return equilibrium == orv_equilibrium_sum && mode == orv_mode_normal;
 }
 
-// Decision nodes may only be instantiated.
 void check_evidence(orv_junction_tree_s *t) {
-  for (orv_node_t n : t->nodes)
-    if (n->category == orv_category_decision && n->selected_state == kFindingVector) fail(orv_error_invalid_evidence);
+  if (t->domain->decision_count > 0 && !tree_evidence_is_valid(t)) fail(orv_error_invalid_evidence);
 }
 
 void check_tree_request(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode) {
@@ -75,7 +74,7 @@ void check_propagation_request(orv_domain_s *d, orv_equilibrium_t equilibrium, o
     for (orv_junction_tree_s *t = f.first_tree; t; t = t->next)
       if (equilibrium == orv_equilibrium_max && t->refuses_max) fail(orv_error_usage);
   }
-  for (orv_junction_tree_s *t = f.first_tree; t; t = t->next) check_evidence(t);
+  if (!_orv_domain_evidence_is_valid(d)) fail(orv_error_invalid_evidence);
 }
 
 }  // namespace orv

@@ -33,8 +33,17 @@ bool needs_retraction(const orv_node_s *n) {
   return false;
 }
 
+// A decision made or unmade changes which of its policy and its evidence the
+// initial tables hold.
+bool decision_evidence_changed(const orv_junction_tree_s *t) {
+  for (orv_node_t n : t->nodes)
+    if (n->category == orv_category_decision && evidence_to_propagate(n)) return true;
+  return false;
+}
+
 bool must_reset(const orv_junction_tree_s *t, orv_evidence_mode_t mode) {
   if (t->initialize_tables || t->tables_changed) return true;
+  if (decision_evidence_changed(t)) return true;
   if (t->freshly_loaded) return false;  // a reset just loaded the initial tables
   if (t->equilibrium == orv_equilibrium_none) return true;
   const bool incorporated = evidence_incorporated(t);
@@ -232,6 +241,7 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
   }
   const orv_evidence_mode_t prior_mode = t->mode;
   if (reset) reset_tree(t, mode);
+  ++t->serial;
   std::optional<DConnected> changed;
   if (beliefs_incremental(t, equilibrium, mode, prior_mode)) changed.emplace(*junction_forest(t->domain), t);
   t->mode = mode;

@@ -14,6 +14,11 @@ namespace orv {
 
 namespace {
 
+// A decision that has been made (instantiated) is represented by its
+// evidence alone: its policy is left out, so that the choice tells nothing
+// about the decision's parents.
+bool policy_replaced(const orv_node_s *n) { return n->category == orv_category_decision && n->selected_state >= 0; }
+
 void load_from_potentials(orv_junction_tree_s *t) {
   for (orv_clique_s *c : t->cliques) {
     if (!c) break;
@@ -21,7 +26,8 @@ void load_from_potentials(orv_junction_tree_s *t) {
     if (c->utility) _orv_init_table(c->utility);
     // CG trees are built from the node tables by their propagation.
     if (!t->has_continuous)
-      for (orv_node_t n : c->assigned) _orv_combine(n->results->potential_control);
+      for (orv_node_t n : c->assigned)
+        if (!policy_replaced(n)) _orv_combine(n->results->potential_control);
     for (const CliqueLink &link : c->links) {
       if (link.separator->child != c) continue;
       _orv_init_table(link.separator->table);
@@ -36,6 +42,7 @@ void reset_tree(orv_junction_tree_s *t, orv_evidence_mode_t mode) {
   JunctionForest &f = *junction_forest(t->domain);
   t->equilibrium = orv_equilibrium_none;
   t->initialize_tables = true;
+  ++t->serial;
   for (orv_node_t n : t->nodes) {
     n->propagated_state = kNoEvidence;
     n->cg_propagated = false;

@@ -1,6 +1,8 @@
 // Creation of a node's own table over its family.
 #include "tables/node_table.h"
 
+#include <algorithm>
+
 #include "model/node.h"
 #include "runtime/error.h"
 
@@ -41,6 +43,10 @@ orv_table_s *node_table(orv_node_s *node) {
     for (std::size_t i = 0; i < t->roles.size(); ++i) t->roles[i] = i == 0 ? kRoleHead : kRoleTail;
     for (std::size_t index = 0; index < t->size; ++index) init_cg_block(t.get(), t->cg_data + index * t->block_size);
   }
+  // A decision starts with a uniform policy, so that the joint stays a
+  // distribution whichever rows policy updating leaves alone.
+  if (node->category == orv_category_decision && node->is_discrete())
+    std::fill(t->data, t->data + t->size, 1.0 / static_cast<double>(node->state_count));
   chain_table(t.get());
   node->table = t.release();
   return node->table;

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "support/json.h"
+
 namespace {
 
 struct Outcome {
@@ -162,3 +164,42 @@ TEST(OrvelLearn, CasesCountsCasesAndIncompleteOnes) {
 }
 
 }  // namespace
+
+namespace solve {
+
+bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+
+const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/limited1.net";
+
+TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
+  const Outcome table = orvel("solve " + kLimid);
+  ASSERT_EQ(table.status, 0) << table.output;
+  EXPECT_TRUE(contains(table.output, "decision order: D2 D1")) << table.output;
+  EXPECT_TRUE(contains(table.output, "overall expected utility: 57.62941")) << table.output;
+
+  const Outcome json = orvel("solve " + kLimid + " --json");
+  ASSERT_EQ(json.status, 0) << json.output;
+  const auto result = orv::test::parse_json(json.output);
+  const auto reference = orv::test::read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/limited1.json");
+  EXPECT_NEAR(result["expected_utility"].number, reference["spu"]["expected_utility"].number, 1e-9);
+  for (const auto &[name, policy] : reference["spu"]["policies"].members) {
+    const auto &rows = result["decisions"][name]["rows"].items;
+    std::size_t i = 0;
+    for (const auto &row : rows)
+      for (const auto &p : row["policy"].items) EXPECT_EQ(p.number, policy["table"].items[i++].number) << name;
+    EXPECT_EQ(i, policy["table"].items.size()) << name;
+    const auto &options = result["decisions"][name]["expected_utilities"].items;
+    const auto &expected = reference["results"]["eu_if_chosen"][name].items;
+    ASSERT_EQ(options.size(), expected.size());
+    for (std::size_t k = 0; k < options.size(); ++k) EXPECT_NEAR(options[k].number, expected[k].number, 1e-9);
+  }
+
+  const Outcome invalid = orvel("solve " + kLimid + " -e Y1=low");
+  EXPECT_EQ(invalid.status, 1) << invalid.output;
+  EXPECT_TRUE(contains(invalid.output, "a decision not yet made")) << invalid.output;
+  const Outcome plain = orvel("solve " + kAsia);
+  EXPECT_EQ(plain.status, 1) << plain.output;
+  EXPECT_TRUE(contains(plain.output, "no utility nodes")) << plain.output;
+}
+
+}  // namespace solve

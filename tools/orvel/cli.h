@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -93,5 +94,6 @@ int run_convert(Args &args);
 int run_dot(Args &args);
 int run_learn(Args &args);
 int run_cases(Args &args);
+int run_solve(Args &args);
 
 }  // namespace cli

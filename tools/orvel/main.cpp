@@ -19,6 +19,7 @@ constexpr const char *kUsage =
     "  dot NET [options]             Graphviz picture of the network or its junction forest\n"
     "  learn NET DATA [options]      learn the tables from a case data file by EM\n"
     "  cases NET DATA                count the cases of a case data file\n"
+    "  solve NET [options]           solve an influence diagram: policies and expected utilities\n"
     "\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
@@ -30,6 +31,7 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "dot") return cli::run_dot(args);
   if (command == "learn") return cli::run_learn(args);
   if (command == "cases") return cli::run_cases(args);
+  if (command == "solve") return cli::run_solve(args);
   cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
 }
 

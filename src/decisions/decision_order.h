@@ -1,0 +1,44 @@
+// The order in which single policy updating visits decisions, per junction
+// tree, and the decision results cached on a compiled domain.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "compile/junction_forest.h"
+
+namespace orv {
+
+// Decision data of a compiled domain, built on first use and dropped with
+// the junction forest.
+struct DecisionData : Attachment {
+  // Every tree's decisions in decision order (a decision after all decisions
+  // below it), trees in forest order, null-terminated.
+  Vector<orv_node_t> order;
+  // Per tree in forest order: its first entry in `order`; one extra entry
+  // marks the end.
+  Vector<std::size_t> tree_first;
+
+  // Expected utility of each option of each decision (decisions in `order`,
+  // options consecutive), valid for a tree while its serial matches.
+  Vector<double> option_utility;
+  Vector<std::size_t> option_first;      // per entry of `order`
+  Vector<std::uint64_t> option_serial;   // per tree; kNoSerial when never computed
+  static constexpr std::uint64_t kNoSerial = ~std::uint64_t{0};
+};
+
+// The domain's decision data, created with its decision order on first use.
+// Throws bad_alloc; the domain must be triangulated.
+DecisionData &_orv_domain_create_decision_order(JunctionForest &forest);
+
+// The decisions of one tree in decision order.
+struct DecisionRange {
+  orv_node_t const *first;
+  orv_node_t const *last;
+  orv_node_t const *begin() const { return first; }
+  orv_node_t const *end() const { return last; }
+};
+DecisionRange tree_decisions(const DecisionData &data, const JunctionForest &forest,
+                             const orv_junction_tree_s *tree);
+
+}  // namespace orv

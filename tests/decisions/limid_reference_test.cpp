@@ -1,0 +1,165 @@
+// The nine reference diagrams solved exactly: decision order, every policy
+// update of single policy updating (row probabilities, weighted expected
+// utilities, optimal options), final policies, beliefs and expected
+// utilities under the policies.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "decisions/spu.h"
+#include "orvel.h"
+#include "support/json.h"
+
+namespace orv {
+namespace {
+
+const std::string kData = ORVEL_DATA_DIR;
+
+void ignore_messages(size_t, const char *, void *) {}
+
+void expect_close(double actual, double expected, const std::string &what) {
+  EXPECT_NEAR(actual, expected, 1e-9 * std::max(1.0, std::fabs(expected))) << what;
+}
+
+orv_node_t node(orv_domain_t d, const std::string &name) {
+  orv_node_t n = orv_domain_get_node_by_name(d, name.c_str());
+  EXPECT_NE(n, nullptr) << name;
+  return n;
+}
+
+// The reference key of row r of a decision's policy: "P1=label,P2=label".
+std::string row_key(orv_node_t decision, std::size_t r) {
+  orv_node_t *parents = orv_node_get_parents(decision);
+  std::vector<orv_node_t> list;
+  for (orv_node_t *p = parents; *p; ++p) list.push_back(*p);
+  std::vector<std::size_t> state(list.size());
+  for (std::size_t k = list.size(); k-- > 0;) {
+    const std::size_t n = orv_node_get_number_of_states(list[k]);
+    state[k] = r % n;
+    r /= n;
+  }
+  std::string key;
+  for (std::size_t k = 0; k < list.size(); ++k) {
+    if (k) key += ",";
+    key += std::string(orv_node_get_name(list[k])) + "=" + orv_node_get_state_label(list[k], state[k]);
+  }
+  return key;
+}
+
+struct Recorder : PolicyUpdateObserver {
+  struct Entry {
+    std::string decision;
+    std::size_t pass;
+    bool changed;
+    std::vector<double> probability, weighted;
+    std::vector<unsigned char> optimal;
+    orv_node_t node;
+    std::size_t rows, options;
+  };
+  std::vector<Entry> entries;
+  void updated(const PolicyUpdate &u) override {
+    const std::size_t n = u.rows * u.options;
+    entries.push_back({orv_node_get_name(u.decision), u.pass, u.changed,
+                       std::vector<double>(u.probability, u.probability + n),
+                       std::vector<double>(u.weighted, u.weighted + n),
+                       std::vector<unsigned char>(u.optimal, u.optimal + n), u.decision, u.rows, u.options});
+  }
+};
+
+void expect_trace(const Recorder &recorder, const test::Json &trace, const std::string &name) {
+  ASSERT_EQ(recorder.entries.size(), trace.items.size()) << name;
+  for (std::size_t i = 0; i < trace.items.size(); ++i) {
+    const auto &want = trace.items[i];
+    const auto &got = recorder.entries[i];
+    const std::string what = name + " update " + std::to_string(i) + " (" + got.decision + ")";
+    EXPECT_EQ(got.decision, want["decision"].text) << what;
+    EXPECT_EQ(got.pass, static_cast<std::size_t>(want["pass"].number)) << what;
+    EXPECT_EQ(got.changed, want["changed"].boolean) << what;
+    for (std::size_t r = 0; r < got.rows; ++r) {
+      const std::string key = row_key(got.node, r);
+      expect_close(got.probability[r * got.options], want["p_parents"][key].number, what + " P(" + key + ")");
+      std::vector<std::string> optimal;
+      for (std::size_t o = 0; o < got.options; ++o) {
+        expect_close(got.weighted[r * got.options + o], want["eu_weighted"][key].items[o].number,
+                     what + " " + key + " option " + std::to_string(o));
+        if (got.optimal[r * got.options + o]) optimal.push_back(orv_node_get_state_label(got.node, o));
+      }
+      std::vector<std::string> expected;
+      for (const auto &label : want["optimal"][key].items) expected.push_back(label.text);
+      EXPECT_EQ(optimal, expected) << what << " " << key;
+    }
+  }
+}
+
+void expect_results(orv_domain_t d, const test::Json &results, const std::string &name) {
+  for (const auto &[n, beliefs] : results["beliefs"].members)
+    for (std::size_t s = 0; s < beliefs.items.size(); ++s)
+      expect_close(orv_node_get_belief(node(d, n), s), beliefs.items[s].number, name + " belief " + n);
+  for (const auto &[u, value] : results["utility_eu"].members)
+    expect_close(orv_node_get_expected_utility(node(d, u), 0), value.number, name + " EU " + u);
+  expect_close(orv_domain_get_expected_utility(d), results["overall_eu"].number, name + " overall EU");
+  for (const auto &[n, values] : results["eu_if_chosen"].members)
+    for (std::size_t s = 0; s < values.items.size(); ++s)
+      expect_close(orv_node_get_expected_utility(node(d, n), s), values.items[s].number,
+                   name + " EU of option " + std::to_string(s) + " of " + n);
+  for (const auto &[n, values] : results["eu_given_state"].members) {
+    orv_node_t x = node(d, n);
+    if (orv_node_get_category(x) != orv_category_chance) continue;
+    for (std::size_t s = 0; s < values.items.size(); ++s)
+      if (values.items[s].kind == test::Json::Kind::number)
+        expect_close(orv_node_get_expected_utility(x, s), values.items[s].number,
+                     name + " EU given " + n + " state " + std::to_string(s));
+  }
+}
+
+class LimidReference : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(LimidReference, SinglePolicyUpdatingMatchesExactSolution) {
+  const std::string name = GetParam();
+  const test::Json ref = test::read_json_file(kData + "/reference/limid/" + name + ".json");
+  const std::string net = kData + "/networks/limid/" + name + ".net";
+  orv_domain_t d = orv_net_parse_domain(net.c_str(), ignore_messages, nullptr);
+  ASSERT_NE(d, nullptr) << orv_error_name(orv_error_code());
+  ASSERT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code());
+
+  std::vector<std::string> order;
+  for (orv_node_t *x = orv_domain_get_decision_order(d); x && *x; ++x) order.push_back(orv_node_get_name(*x));
+  std::vector<std::string> expected_order;
+  for (const auto &x : ref["decision_order"].items) expected_order.push_back(x.text);
+  EXPECT_EQ(order, expected_order);
+
+  Recorder recorder;
+  ASSERT_NO_THROW(update_policies(d, &recorder));
+  expect_trace(recorder, ref["spu"]["trace"], name);
+  ASSERT_FALSE(recorder.entries.empty());
+  EXPECT_EQ(recorder.entries.back().pass, static_cast<std::size_t>(ref["spu"]["passes"].number));
+
+  for (const auto &[decision, policy] : ref["spu"]["policies"].members) {
+    orv_table_t t = orv_node_get_table(node(d, decision));
+    const double *data = orv_table_get_data(t);
+    ASSERT_EQ(orv_table_get_size(t), policy["table"].items.size()) << decision;
+    for (std::size_t i = 0; i < policy["table"].items.size(); ++i)
+      EXPECT_NEAR(data[i], policy["table"].items[i].number, 1e-12) << name << " policy " << decision << " entry " << i;
+  }
+  expect_close(orv_domain_get_expected_utility(d), ref["spu"]["expected_utility"].number, name + " SPU EU");
+  expect_results(d, ref["results"], name);
+  if (!ref["spu_is_optimal"].boolean)  // a local optimum below the best strategy
+    EXPECT_LT(orv_domain_get_expected_utility(d), ref["optimum"]["expected_utility"].number - 1e-6);
+
+  // A second run finds nothing to change.
+  Recorder again;
+  ASSERT_NO_THROW(update_policies(d, &again));
+  for (const auto &entry : again.entries) EXPECT_FALSE(entry.changed) << entry.decision;
+  orv_domain_delete(d);
+}
+
+INSTANTIATE_TEST_SUITE_P(Diagrams, LimidReference,
+                         ::testing::Values("soluble1", "soluble2", "soluble3", "soluble4", "soluble5", "limited1",
+                                           "limited2", "limited3", "parentless1"),
+                         [](const auto &info) { return info.param; });
+
+}  // namespace
+}  // namespace orv
