@@ -48,7 +48,8 @@ TEST(Utilities, ListsHoldWhatTheCallerStores) {
                             {"delete null", [] { return orv_list_delete(nullptr) == orv_error_usage; }}},
                            [&] { return orv_list_get_item(list, 0) == &x; });
   EXPECT_EQ(orv_list_delete(list), orv_error_none);
-  test::expect_no_memory_sweep("new list", [] { return orv_new_list(4); }, [] {});
+  const auto made = test::expect_no_memory_sweep("new list", [] { return orv_new_list(4); }, [] {});
+  EXPECT_EQ(orv_list_delete(made.result), orv_error_none);
   EXPECT_EQ(orv_new_list(SIZE_MAX), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_no_memory);
 }
