@@ -15,19 +15,7 @@ orv_domain_s *run_parse(std::FILE *stream, const char *text, ParseBody body,
   ParseData p(stream, text, handler, data);
   Owned<orv_domain_s> d(make<orv_domain_s>());
   p.domain = d.get();
-  orv_error_t code = orv_error_none;
-  try {
-    try {
-      body(p, d.get());
-    } catch (const std::bad_alloc &) {
-      p.fatal("out-of-memory", orv_error_no_memory);
-    } catch (const Failure &f) {
-      report_api_error(p, f.code);
-    }
-  } catch (const ParseAbort &abort) {
-    code = abort.code;
-  }
-  if (code == orv_error_none && p.error_count > 0) code = orv_error_parse;
+  const orv_error_t code = run_parse(p, [&] { body(p, d.get()); });
   if (code != orv_error_none) fail(code);
   _orv_reverse_node_and_table_lists(d.get());
   set_error(orv_error_none);
