@@ -17,19 +17,6 @@ namespace {
 
 const std::string kData = ORVEL_DATA_DIR;
 
-std::vector<std::string> reference_names() {
-  std::vector<std::string> names;
-  if (DIR *dir = opendir((kData + "/reference").c_str())) {
-    while (dirent *entry = readdir(dir)) {
-      const std::string file = entry->d_name;
-      if (file.size() > 5 && file.substr(file.size() - 5) == ".json") names.push_back(file.substr(0, file.size() - 5));
-    }
-    closedir(dir);
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 void ignore_messages(size_t, const char *, void *) {}
 
 void expect_marginals(orv_domain_t d, const test::Json &marginals, const std::string &what) {
@@ -87,7 +74,7 @@ TEST_P(Reference, SameResultsAfterTheTotalWeightTriangulation) {
   expect_reference_results(name, orv_tm_total_weight);
 }
 
-INSTANTIATE_TEST_SUITE_P(Networks, Reference, ::testing::ValuesIn(reference_names()),
+INSTANTIATE_TEST_SUITE_P(Networks, Reference, ::testing::ValuesIn(test::json_file_names(kData + "/reference")),
                          [](const auto &info) { return info.param; });
 
 }  // namespace

@@ -1,5 +1,9 @@
 #include "support/json.h"
 
+#include <dirent.h>
+
+#include <algorithm>
+
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -116,6 +120,19 @@ Json read_json_file(const std::string &path) {
   std::stringstream buffer;
   buffer << in.rdbuf();
   return parse_json(buffer.str());
+}
+
+std::vector<std::string> json_file_names(const std::string &folder) {
+  std::vector<std::string> names;
+  if (DIR *dir = opendir(folder.c_str())) {
+    while (dirent *entry = readdir(dir)) {
+      const std::string file = entry->d_name;
+      if (file.size() > 5 && file.substr(file.size() - 5) == ".json") names.push_back(file.substr(0, file.size() - 5));
+    }
+    closedir(dir);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 }  // namespace orv::test

@@ -24,5 +24,7 @@ struct Json {
 // Parses a whole file; throws std::runtime_error on malformed input.
 Json read_json_file(const std::string &path);
 Json parse_json(const std::string &text);
+// Names (without ".json") of the JSON files in a folder, sorted.
+std::vector<std::string> json_file_names(const std::string &folder);
 
 }  // namespace orv::test
