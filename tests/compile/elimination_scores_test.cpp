@@ -116,16 +116,5 @@ TEST(VertexHeap, KeepsPositionsThroughUpdatesAndRemovals) {
   EXPECT_GT(popped.size(), 100u);
 }
 
-TEST(VertexHeap, EqualVerticesKeepTheirConstructionOrderAtTheTop) {
-  std::vector<int> key{5, 5, 5, 5};
-  auto better = [&key](Vertex a, Vertex b) { return key[a] < key[b]; };
-  VertexHeap<decltype(better)> heap(key.size(), better);
-  for (Vertex v = 0; v < key.size(); ++v) heap.push(v);
-  EXPECT_EQ(heap.top(), 0u);
-  key[3] = 4;  // strictly better: climbs to the top
-  heap.update(3);
-  EXPECT_EQ(heap.top(), 3u);
-}
-
 }  // namespace
 }  // namespace orv
