@@ -15,16 +15,6 @@ namespace {
 using namespace test;
 constexpr size_t kNone = static_cast<size_t>(-1);
 
-TEST(TableIndex, EmptyTableHasOneEntry) {
-  auto d = new_domain();
-  orv_node_t none[] = {nullptr};
-  Owned<orv_table_s> empty(_orv_create_table(d.get(), none, orv_table_probability, 0, true, false));
-  EXPECT_EQ(orv_table_get_size(empty.get()), 1u);
-  EXPECT_EQ(orv_table_get_cg_size(empty.get()), 0u);
-  EXPECT_EQ(orv_table_get_data(empty.get())[0], 1.0);
-  EXPECT_EQ(empty->cg_data, nullptr);
-}
-
 TEST(TableIndex, RoundTripsOnMixedTables) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
@@ -166,21 +156,6 @@ TEST(NodeTables, CreationFailureLeavesNoTable) {
     EXPECT_EQ(d->table_count, 0u);
   });
   ASSERT_NE(clean.result, nullptr);
-}
-
-TEST(TableChain, FreeingRenumbersNewerTables) {
-  auto d = new_domain();
-  orv_node_t none[] = {nullptr};
-  orv_table_s *t1 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
-  orv_table_s *t2 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
-  orv_table_s *t3 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
-  EXPECT_EQ(t3->number, 3u);
-  _orv_free_table(t2);
-  EXPECT_EQ(t3->number, 2u);
-  EXPECT_EQ(t1->number, 1u);
-  EXPECT_EQ(d->table_count, 2u);
-  orv_table_s *list[] = {t1, t3, nullptr};
-  EXPECT_EQ(_orv_table_list_length(list), 2u);
 }
 
 TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
