@@ -1,4 +1,4 @@
-// Graph searches: marking services, paths, functional-dependency trails,
+// Graph searches: paths, functional-dependency trails,
 // the proposed-link check and the LIMID constraints on function nodes.
 #include <gtest/gtest.h>
 
@@ -15,28 +15,6 @@ bool all_unmarked(orv_domain_t d) {
   for (orv_node_t n = d->first_node; n; n = n->next)
     if (n->mark) return false;
   return true;
-}
-
-TEST(GraphMarks, ServicesAndDistinctness) {
-  auto d = new_domain(), other = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t s = add_node(other.get(), "S");
-  orv_node_t ab[] = {a, b, nullptr}, abc[] = {a, b, c, nullptr}, aba[] = {a, b, a, nullptr};
-  orv_node_t as[] = {a, s, nullptr};
-  _orv_mark_nodes(ab);
-  EXPECT_TRUE(_orv_nodes_are_marked(ab));
-  EXPECT_FALSE(_orv_nodes_are_marked(abc));
-  EXPECT_FALSE(_orv_nodes_are_unmarked(abc));
-  _orv_unmark_nodes(ab);
-  EXPECT_TRUE(_orv_nodes_are_unmarked(abc));
-  c->mark = 1;
-  _orv_domain_unmark_nodes(d.get());
-  EXPECT_TRUE(all_unmarked(d.get()));
-  EXPECT_TRUE(_orv_nodes_are_distinct(abc, d.get()));
-  EXPECT_FALSE(_orv_nodes_are_distinct(aba, d.get()));
-  EXPECT_FALSE(_orv_nodes_are_distinct(as, d.get()));
-  EXPECT_TRUE(all_unmarked(d.get()));
-  EXPECT_TRUE(all_unmarked(other.get()));
 }
 
 TEST(GraphPaths, DirectedAndIndirect) {
