@@ -1,5 +1,5 @@
-// The incremental scores of greedy elimination against a naive elimination
-// that recomputes every score at every step, and the position-indexed heap.
+// The incremental scores of greedy elimination (kept in the position-indexed
+// heap) against a naive elimination that recomputes every score at every step.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -8,7 +8,6 @@
 
 #include "compile/elimination.h"
 #include "compile/fragment_builder.h"
-#include "compile/heap.h"
 
 namespace orv {
 namespace {
@@ -87,33 +86,6 @@ TEST(EliminationScores, IncrementalUpdatesChooseAsFullRecomputation) {
     ++compared;
   }
   EXPECT_GT(compared, 300);
-}
-
-TEST(VertexHeap, KeepsPositionsThroughUpdatesAndRemovals) {
-  std::mt19937 random(9);
-  std::vector<int> key(200);
-  for (int &k : key) k = static_cast<int>(random() % 1000);
-  auto better = [&key](Vertex a, Vertex b) { return key[a] < key[b]; };
-  VertexHeap<decltype(better)> heap(key.size(), better);
-  for (Vertex v = 0; v < key.size(); ++v) heap.push(v);
-  for (int round = 0; round < 300; ++round) {
-    const Vertex v = static_cast<Vertex>(random() % key.size());
-    if (!heap.contains(v)) continue;
-    if (round % 3 == 0) {
-      heap.remove(v);
-    } else {
-      key[v] = static_cast<int>(random() % 1000);
-      heap.update(v);
-    }
-  }
-  std::vector<int> popped;
-  while (!heap.empty()) {
-    const Vertex v = heap.pop();
-    EXPECT_FALSE(heap.contains(v));
-    popped.push_back(key[v]);
-  }
-  EXPECT_TRUE(std::is_sorted(popped.begin(), popped.end()));
-  EXPECT_GT(popped.size(), 100u);
 }
 
 }  // namespace
