@@ -190,36 +190,6 @@ TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   EXPECT_EQ(t->nodes.size(), 3u);
 }
 
-TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A");
-  set_state_count(a, 2);
-  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y"), z = add_continuous(d.get(), "Z");
-  orv_node_t nodes[] = {a, x, y, z, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_utility, 0, true, false));
-  test::fill_distinct(t.get());
-  t->roles[2] = kRoleTail;
-  remove_continuous_node(t.get(), y);
-  EXPECT_EQ(test::names_of(t->nodes.c_list()), (std::vector<std::string>{"A", "X", "Z"}));
-  EXPECT_EQ(t->block_size, 5u);
-  EXPECT_EQ(t->continuous_count, 2u);
-  EXPECT_EQ(t->roles.size(), 2u);
-  EXPECT_EQ(t->roles[1], kRoleTail);
-  for (size_t i = 0; i < 2; ++i) {  // old positions: X 0, 1; Z 5, 6 (with X), 8
-    const std::vector<double> block(t->cg_data + i * 5, t->cg_data + i * 5 + 5);
-    const double base = 1000.0 * i;
-    EXPECT_EQ(block, (std::vector<double>{base, base + 1, base + 5, base + 6, base + 8}));
-  }
-  remove_continuous_node(t.get(), y);  // gone already: ignored
-  remove_continuous_node(t.get(), a);  // discrete: ignored
-  remove_continuous_node(t.get(), x);
-  remove_continuous_node(t.get(), z);
-  EXPECT_EQ(t->block_size, 0u);
-  EXPECT_EQ(t->cg_data, nullptr);
-  EXPECT_EQ(orv_table_get_cg_size(t.get()), 0u);
-  EXPECT_EQ(t->size, 2u);
-}
-
 TEST(TableClones, DiscreteAndContinuousParts) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
