@@ -1,5 +1,5 @@
 // Tables: the index rule, CG block positions, node tables over families,
-// accessors and their argument checks, instantiation, clones and deletion.
+// accessors and their argument checks, instantiation and deletion.
 #include <gtest/gtest.h>
 
 #include "model/node.h"
@@ -188,34 +188,6 @@ TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   _orv_table_instantiate(t.get(), b, 0);  // no longer in the table
   _orv_table_instantiate(t.get(), x, 0);  // not discrete
   EXPECT_EQ(t->nodes.size(), 3u);
-}
-
-TEST(TableClones, DiscreteAndContinuousParts) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
-  set_state_count(a, 3);
-  orv_node_t nodes[] = {a, x, y, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true));
-  test::fill_distinct(t.get());
-  t->roles[0] = kRoleHead, t->roles[1] = kRoleTail;
-
-  Owned<orv_table_s> discrete(_orv_discrete_clone_table(t.get()));
-  EXPECT_EQ(test::names_of(discrete->nodes.c_list()), (std::vector<std::string>{"A"}));
-  EXPECT_EQ(discrete->number, 0u);
-  EXPECT_EQ(test::snapshot(discrete.get()).data, test::snapshot(t.get()).data);
-  EXPECT_EQ(discrete->cg_data, nullptr);
-
-  Owned<orv_table_s> block(_orv_c_clone_table(t.get(), 2));
-  EXPECT_EQ(test::names_of(block->nodes.c_list()), (std::vector<std::string>{"X", "Y"}));
-  EXPECT_EQ(block->size, 1u);
-  EXPECT_EQ(block->data[0], 3.0);
-  for (size_t q = 0; q < 5; ++q) EXPECT_EQ(block->cg_data[q], 2000.0 + q);
-  EXPECT_EQ(block->roles[1], kRoleTail);
-
-  Owned<orv_table_s> copy(_orv_clone_table(t.get(), false));
-  EXPECT_EQ(test::snapshot(copy.get()), test::snapshot(t.get()));
-  _orv_free_table(t.release());
-  EXPECT_EQ(d->table_count, 0u);
 }
 
 TEST(TableDelete, FreesLooseAndLearningTablesButKeepsNodeTables) {
