@@ -15,14 +15,11 @@ public class Clique {
   }
 
   static Clique of(long handle) {
-    if (handle == 0) return null;
-    Object peer = Natives.API.orvCliqueGetBackpointer(handle);
-    if (peer != null) return (Clique) peer;
-    Clique c = new Clique();
-    c.cliquePeer = handle;
-    Natives.API.orvCliqueSetBackpointer(handle, c);
-    OrvelException.check();
-    return c;
+    return Natives.peer(handle, Natives.API::orvCliqueGetBackpointer, h -> {
+      Clique c = new Clique();
+      c.cliquePeer = h;
+      return c;
+    }, Natives.API::orvCliqueSetBackpointer);
   }
 
   public boolean isDeleted() {

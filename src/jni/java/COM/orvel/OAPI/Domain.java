@@ -54,14 +54,11 @@ public class Domain implements AutoCloseable {
 
   /** The Java object of an engine domain handle (0 gives null). */
   static Domain of(long handle) {
-    if (handle == 0) return null;
-    Object peer = Natives.API.orvDomainGetBackpointer(handle);
-    if (peer != null) return (Domain) peer;
-    Domain d = new Domain(0);
-    d.modelPeer = handle;
-    Natives.API.orvDomainSetBackpointer(handle, d);
-    OrvelException.check();
-    return d;
+    return Natives.peer(handle, Natives.API::orvDomainGetBackpointer, h -> {
+      Domain d = new Domain(0);
+      d.modelPeer = h;
+      return d;
+    }, Natives.API::orvDomainSetBackpointer);
   }
 
   public boolean isClosed() {

@@ -15,14 +15,11 @@ public class JunctionTree {
   }
 
   static JunctionTree of(long handle) {
-    if (handle == 0) return null;
-    Object peer = Natives.API.orvJTGetBackpointer(handle);
-    if (peer != null) return (JunctionTree) peer;
-    JunctionTree t = new JunctionTree();
-    t.jtPeer = handle;
-    Natives.API.orvJTSetBackpointer(handle, t);
-    OrvelException.check();
-    return t;
+    return Natives.peer(handle, Natives.API::orvJTGetBackpointer, h -> {
+      JunctionTree t = new JunctionTree();
+      t.jtPeer = h;
+      return t;
+    }, Natives.API::orvJTSetBackpointer);
   }
 
   public boolean isDeleted() {

@@ -4,12 +4,30 @@ import COM.orvel.OAPI.Native.AbstractNativeOAPI;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.function.LongFunction;
+import java.util.function.ToIntBiFunction;
 
 /** The one instance of the natives the API classes call, and list conversions. */
 final class Natives extends AbstractNativeOAPI {
   static final Natives API = new Natives();
 
   private Natives() {}
+
+  /**
+   * The Java object of an engine handle (0 gives null): the stored backpointer,
+   * or a new peer made for the handle and attached now.
+   */
+  static <T> T peer(long handle, LongFunction<Object> stored, LongFunction<T> make,
+                    ToIntBiFunction<Long, Object> attach) {
+    if (handle == 0) return null;
+    Object existing = stored.apply(handle);
+    @SuppressWarnings("unchecked")
+    T found = (T) existing;
+    if (found != null) return found;
+    T made = make.apply(handle);
+    attach.applyAsInt(handle, made);
+    OrvelException.check();
+    return made;
+  }
 
   /** The objects of a null-terminated engine list (owned by the engine). */
   static <T> List<T> list(long handle, LongFunction<T> peer) {

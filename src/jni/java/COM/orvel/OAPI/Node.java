@@ -19,14 +19,11 @@ public class Node {
 
   /** The Java object of an engine node handle (0 gives null). */
   static Node of(long handle) {
-    if (handle == 0) return null;
-    Object peer = Natives.API.orvNodeGetBackpointer(handle);
-    if (peer != null) return (Node) peer;
-    Node n = new Node();
-    n.nodePeer = handle;
-    Natives.API.orvNodeSetBackpointer(handle, n);
-    OrvelException.check();
-    return n;
+    return Natives.peer(handle, Natives.API::orvNodeGetBackpointer, h -> {
+      Node n = new Node();
+      n.nodePeer = h;
+      return n;
+    }, Natives.API::orvNodeSetBackpointer);
   }
 
   public boolean isDeleted() {

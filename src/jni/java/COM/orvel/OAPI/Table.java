@@ -15,14 +15,11 @@ public class Table {
   }
 
   static Table of(long handle) {
-    if (handle == 0) return null;
-    Object peer = Natives.API.orvTableGetBackpointer(handle);
-    if (peer != null) return (Table) peer;
-    Table t = new Table();
-    t.tablePeer = handle;
-    Natives.API.orvTableSetBackpointer(handle, t);
-    OrvelException.check();
-    return t;
+    return Natives.peer(handle, Natives.API::orvTableGetBackpointer, h -> {
+      Table t = new Table();
+      t.tablePeer = h;
+      return t;
+    }, Natives.API::orvTableSetBackpointer);
   }
 
   public boolean isDeleted() {
