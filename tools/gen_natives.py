@@ -16,8 +16,8 @@ written by hand in src/jni/*.cpp (every definition of the form
 
 Plain types: handles and lists of handles (long), size_t and long (long),
 double, enumerations and status codes (int), int (boolean when it is a truth
-value: a returned int, or a parameter named value or include_*/is_*; int
-otherwise), unsigned int (int), const char * (String in both directions;
+value: a returned int, where the failure value -1 reads as false, or a
+parameter named value or include_*/is_*; int otherwise), unsigned int (int), const char * (String in both directions;
 returned char * is freed after the copy). Anything else (out pointers, arrays,
 callbacks, streams) needs a native written by hand.
 
@@ -198,7 +198,7 @@ def forwarder(name, function, c_ret, ret, params, mapped, error_values):
     elif kind == "pointer":
         lines.append(f"  return orv::jni::to_handle({call});")
     elif kind == "truth":
-        lines.append(f"  return {call} ? JNI_TRUE : JNI_FALSE;")
+        lines.append(f"  return {call} > 0 ? JNI_TRUE : JNI_FALSE;  // failures (-1) read as false")
     elif kind == "string":
         lines.append(f"  return orv::jni::new_string(env, {call});")
     elif kind == "owned_string":
