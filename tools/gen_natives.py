@@ -129,6 +129,14 @@ def failure_value(c_type, kind, error_values):
     return "-1" if kind != "void" else ""
 
 
+def camel(name):
+    """A C parameter name in Java style: case_index -> caseIndex, class_ -> klass."""
+    if name == "class_":
+        return "klass"
+    head, *rest = name.strip("_").split("_")
+    return head + "".join(w[:1].upper() + w[1:] for w in rest)
+
+
 def java_name(name):
     return "orv" + name
 
@@ -143,7 +151,7 @@ def generate(natives_def, header, jni_dir, out_dir):
         name, function = n["java"], n["function"]
         if name in hand:
             second, ret, args = hand[name]
-            java_args = ", ".join(f"{JNI_TO_JAVA[t]} {a}" for t, a in args)
+            java_args = ", ".join(f"{JNI_TO_JAVA[t]} {camel(a)}" for t, a in args)
             decl = f"{JNI_TO_JAVA[ret]} {java_name(name)}({java_args})"
             java[CLASS2 if second else CLASS1].append(decl)
             sigs.append(f"{decl:<90} hand    {function}")
@@ -156,7 +164,7 @@ def generate(natives_def, header, jni_dir, out_dir):
         if ret is None or any(m is None for m in mapped):
             unbound.append(f"{name} ({function})")
             continue
-        java_args = ", ".join(f"{m[1]} {p}" for m, (_, p) in zip(mapped, params))
+        java_args = ", ".join(f"{m[1]} {camel(p)}" for m, (_, p) in zip(mapped, params))
         decl = f"{ret[1]} {java_name(name)}({java_args})"
         java[CLASS1].append(decl)
         sigs.append(f"{decl:<90} plain   {function}")

@@ -24,11 +24,6 @@ public class Expression implements AutoCloseable {
     return new Expression(Natives.API.orvBooleanMakeExpression(value));
   }
 
-  /** Parses expression text; messages go to the listener. */
-  public static Expression parse(String text, ParseListener listener) {
-    return new Expression(Natives.API.orvStringParseExpression(text, 0, listener));
-  }
-
   public boolean isComposite() {
     return Natives.API.orvExpressionIsComposite(handle);
   }

@@ -126,6 +126,39 @@ public final class BindingTest {
     check(seen.length() > 0, "messages delivered");
   }
 
+  /** Every parsing native: a throwing receiver is called once, reaches the caller, and sets jni. */
+  public static void testEveryParserReportsAThrowingReceiver() throws Exception {
+    Path cases = Files.createTempFile("orvel", ".dat");
+    Files.writeString(cases, "Rain Wet\nyes maybe\n");
+    try (Domain d = rain()) {
+      long noNodes = N.orvNewList(1);
+      N.orvListSetItem(noNodes, 0, 0);
+      long model = N.orvNodeNewModel(d.getNodeByName("Wet").nodePeer, noNodes);
+      N.orvListDelete(noNodes);
+      check(model != 0, "model");
+      java.util.Map<String, java.util.function.Consumer<ParseListener>> parsers = new java.util.LinkedHashMap<>();
+      parsers.put("StringParseExpression", r -> N.orvStringParseExpression("1 +", model, r));
+      parsers.put("ModelSetExpressionFromString", r -> N.orvModelSetExpressionFromString(model, 0, "(", r));
+      parsers.put("DomainParseCases", r -> N.orvDomainParseCases(d.modelPeer, cases.toString(), r));
+      parsers.put("DomainParseCase", r -> N.orvDomainParseCase(d.modelPeer, cases.toString(), r));
+      for (var parser : parsers.entrySet()) {
+        int[] calls = {0};
+        try {
+          parser.getValue().accept((line, message) -> {
+            calls[0]++;
+            throw new IllegalStateException(message);
+          });
+          throw new AssertionError(parser.getKey() + ": the exception reaches the caller");
+        } catch (IllegalStateException expected) {
+          equal(47, N.orvErrorCode(), parser.getKey() + " error");
+          equal(1, calls[0], parser.getKey() + " calls");
+        }
+      }
+    } finally {
+      Files.delete(cases);
+    }
+  }
+
   /** Conversions and the special natives. */
   public static void testConversionsAndSpecialValues() {
     String plain = "no escapes";
