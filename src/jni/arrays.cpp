@@ -54,7 +54,8 @@ JNIEXPORT jint ORV_JNI(TableSetData)(JNIEnv *env, jobject, jlong table, jdoubleA
   env->GetDoubleArrayRegion(array, 0, static_cast<jsize>(count), copy);
   const jint status = orv::jni::exception_pending(env)
                           ? orv_error_jni
-                          : orv_table_set_data(t, copy, static_cast<std::size_t>(start), static_cast<std::size_t>(count));
+                          : orv_table_set_data(t, copy, static_cast<std::size_t>(start),
+                                               static_cast<std::size_t>(count));
   orv::_orv_free(copy);
   return status;
 }

@@ -41,7 +41,8 @@ JNIEXPORT jlong ORV_JNI(DomainParseNodes)(JNIEnv *env, jobject, jlong domain, js
   orv::jni::FileName name(env, file_name);
   if (!name) return 0;
   ParseContext context(env, receiver);
-  orv_node_t *nodes = orv_domain_parse_nodes(from_handle<orv_domain_t>(domain), name.get(), context.handler(), &context);
+  orv_node_t *nodes =
+      orv_domain_parse_nodes(from_handle<orv_domain_t>(domain), name.get(), context.handler(), &context);
   if (context.failed()) return orv::set_error(orv_error_jni), 0;
   return to_handle(nodes);
 }

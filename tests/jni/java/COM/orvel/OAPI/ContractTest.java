@@ -49,7 +49,8 @@ public final class ContractTest {
       int code = api.orvErrorCode();
       Class<?> r = m.getReturnType();
       String name = m.getName();
-      boolean logarithm = name.contains("Log") && !name.endsWith("Tolerance") || name.endsWith("AIC") || name.endsWith("BIC");
+      boolean logarithm = name.contains("Log") && !name.endsWith("Tolerance")
+          || name.endsWith("AIC") || name.endsWith("BIC");
       boolean failureValue = r == int.class ? result.equals(INT_FAILURES.getOrDefault(name, 1))
           : r == double.class ? result.equals(logarithm ? 1.0 : -1.0)
           : r == boolean.class ? result.equals(false)
