@@ -56,11 +56,16 @@ Vector<double> equal_frequency_cuts(Vector<double> x, std::size_t count) {
   const std::size_t n = x.size();
   Vector<double> cuts;
   for (std::size_t i = 1; i < count; ++i) {
-    // First index of the i-th share; ties move it to the next new value.
+    // First index of the i-th share; inside a run of ties it moves to the
+    // nearer end of the run.
     std::size_t at = static_cast<std::size_t>(static_cast<unsigned __int128>(i) * n / count);
-    if (at == 0) continue;
-    if (at < n && x[at - 1] == x[at]) at = static_cast<std::size_t>(std::upper_bound(x.begin(), x.end(), x[at]) - x.begin());
-    if (at >= n) break;
+    if (at == 0 || at >= n) continue;
+    if (x[at - 1] == x[at]) {
+      const auto first = static_cast<std::size_t>(std::lower_bound(x.begin(), x.end(), x[at]) - x.begin());
+      const auto last = static_cast<std::size_t>(std::upper_bound(x.begin(), x.end(), x[at]) - x.begin());
+      at = first > 0 && at - first <= last - at ? first : last;
+      if (at >= n) continue;
+    }
     const double cut = cut_between(x[at - 1], x[at]);
     if (cuts.empty() || cut > cuts.back()) cuts.push_back(cut);
   }

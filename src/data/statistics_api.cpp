@@ -67,7 +67,7 @@ extern "C" {
 
 double orv_ds_compute_mean(orv_data_set_t data_set, size_t column) {
   if (!orv::column_ok(data_set, column)) return usage(-1.0);
-  return guarded<double>(-1.0, [&] { return orv::column_moments(data_set, column, 1).mean; });
+  return guarded<double>(-1.0, [&] { return orv::column_moments(data_set, column, 1).mean(); });
 }
 
 double orv_ds_compute_variance(orv_data_set_t data_set, size_t column) {

@@ -101,14 +101,25 @@ void settle(orv_data_set_s *ds) noexcept {
   }
 }
 
+namespace {
+
+// Room for n elements, growing by doubling so that adding one row or
+// column at a time costs amortised constant time.
+template <class V>
+void reserve_for(V &v, std::size_t n) {
+  if (n > v.capacity()) v.reserve(std::max(n, v.capacity() * 2));
+}
+
+}  // namespace
+
 void ensure_size(orv_data_set_s *ds, std::size_t rows, std::size_t columns) {
   rows = std::max(rows, ds->rows);
   const std::size_t old_columns = ds->columns.size();
   columns = std::max(columns, old_columns);
   if (rows == ds->rows && columns == old_columns) return;
   try {
-    ds->columns.reserve(columns);
-    for (DataColumn &c : ds->columns) c.cells.reserve(rows);
+    reserve_for(ds->columns, columns);
+    for (DataColumn &c : ds->columns) reserve_for(c.cells, rows);
     while (ds->columns.size() < columns) {
       DataColumn c;
       c.name = kEmptyText;
@@ -130,7 +141,7 @@ void ensure_size(orv_data_set_s *ds, std::size_t rows, std::size_t columns) {
 std::size_t append_column(orv_data_set_s *ds, const char *name) {
   DataColumn c;
   c.cells.assign(ds->rows, nullptr);
-  ds->columns.reserve(ds->columns.size() + 1);
+  reserve_for(ds->columns, ds->columns.size() + 1);
   c.name = store_text(ds, name);  // last allocation: nothing to undo after it
   ds->columns.push_back(std::move(c));
   return ds->columns.size() - 1;
