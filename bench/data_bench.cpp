@@ -25,7 +25,7 @@ const std::string &data_file() {
     const char *labels[] = {"low", "medium", "high", "\"quoted, text\"", ""};
     std::fputs("id,x1,x2,x3,x4,label,count,flag,note,y\n", f);
     for (std::size_t r = 0; r < kRows; ++r)
-      std::fprintf(f, "%zu,%.6f,%.6f,%.4f,%.3f,%s,%zu,%s,%s,%.8f\n", r, u(random), u(random), u(random),
+      std::fprintf(f, "%zu,%.9f,%.9f,%.8f,%.8f,%s,%zu,%s,%s,%.10f\n", r, u(random), u(random), u(random),
                    u(random), labels[r % 4], static_cast<std::size_t>(u(random)), r % 2 ? "true" : "false",
                    labels[(r / 3) % 5], u(random) / 7);
     std::fclose(f);

@@ -21,7 +21,16 @@ class TextArena {
   TextArena(const TextArena &) = delete;
   TextArena &operator=(const TextArena &) = delete;
   // Copies text[0..length) and a NUL; throws bad_alloc.
-  const char *add(const char *text, std::size_t length);
+  const char *add(const char *text, std::size_t length) {
+    if (length >= left_) open_block(length + 1);
+    char *copy = free_;
+    std::memcpy(copy, text, length);
+    copy[length] = '\0';
+    free_ += length + 1;
+    left_ -= length + 1;
+    bytes_ += length + 1;
+    return copy;
+  }
   // Bytes handed out so far (strings and their NULs).
   std::size_t bytes() const { return bytes_; }
   void swap(TextArena &other) noexcept;
@@ -38,6 +47,9 @@ class TextArena {
   void roll_back(const Mark &mark) noexcept;
 
  private:
+  // Starts a new block of at least need bytes; throws bad_alloc.
+  void open_block(std::size_t need);
+
   Vector<char *> blocks_;
   char *free_ = nullptr;  // next free byte of the last block
   std::size_t left_ = 0;  // bytes left in the last block

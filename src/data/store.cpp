@@ -19,24 +19,15 @@ TextArena::~TextArena() {
   for (char *block : blocks_) _orv_free(block);
 }
 
-const char *TextArena::add(const char *text, std::size_t length) {
-  const std::size_t need = size_add(length, 1);
-  if (need > left_) {
-    const std::size_t size = std::max(need, kBlockSize);
-    blocks_.reserve(blocks_.size() + 1);  // so that push_back cannot throw after the block exists
-    char *block = static_cast<char *>(_orv_allocate(size));
-    if (!block) throw std::bad_alloc();
-    blocks_.push_back(block);
-    free_ = block;
-    left_ = size;
-  }
-  char *copy = free_;
-  std::memcpy(copy, text, length);
-  copy[length] = '\0';
-  free_ += need;
-  left_ -= need;
-  bytes_ += need;
-  return copy;
+void TextArena::open_block(std::size_t need) {
+  if (need == 0) throw std::bad_alloc();  // the length overflowed
+  const std::size_t size = std::max(need, kBlockSize);
+  blocks_.reserve(blocks_.size() + 1);  // so that push_back cannot throw after the block exists
+  char *block = static_cast<char *>(_orv_allocate(size));
+  if (!block) throw std::bad_alloc();
+  blocks_.push_back(block);
+  free_ = block;
+  left_ = size;
 }
 
 void TextArena::roll_back(const Mark &mark) noexcept {

@@ -179,13 +179,15 @@ class CsvReader {
     const std::size_t columns = ds_->columns.size();
     if (fields_.size() > columns) fail_at("too many fields", line_begin_);
     if (ds_->rows == kSampleRows) size_columns();
-    const std::size_t row = ds_->rows;
-    for (DataColumn &c : ds_->columns) c.cells.push_back(nullptr);
-    ++ds_->rows;  // from here the row is part of the data set, and freed with it
-    for (std::size_t k = 0; k < fields_.size(); ++k) {
-      const Field &f = fields_[k];
-      if (f.text) ds_->columns[k].cells[row] = f.text == kEmptyText ? kEmptyText : store_text(ds_, f.text, f.length);
+    // A failure part way leaves columns of unequal length; the data set is
+    // then deleted unread.
+    DataColumn *column = ds_->columns.data();
+    for (const Field &f : fields_) {
+      const char *cell = !f.text || f.text == kEmptyText ? f.text : ds_->arena.add(f.text, f.length);
+      (column++)->cells.push_back(cell);
     }
+    for (std::size_t k = fields_.size(); k < columns; ++k) (column++)->cells.push_back(nullptr);
+    ++ds_->rows;
   }
 
   // Sizes the columns for the rows the input will hold at the rate so far.
