@@ -14,10 +14,6 @@ using orv::usage;
 namespace orv {
 namespace {
 
-bool column_ok(const orv_data_set_s *ds, std::size_t column) {
-  return is_data_set(ds) && column < ds->columns.size();
-}
-
 // 1 when the column has a present cell and test holds for every present
 // cell, else 0.
 template <class Test>
@@ -37,7 +33,7 @@ int all_present(const orv_data_set_s *ds, std::size_t column, Test &&test) {
 extern "C" {
 
 double *orv_ds_get_numbers(orv_data_set_t data_set, size_t column, double missing_value) {
-  if (!orv::column_ok(data_set, column)) return usage<double *>(nullptr);
+  if (!orv::is_column(data_set, column)) return usage<double *>(nullptr);
   orv::set_error(orv_error_none);
   if (data_set->rows == 0) return nullptr;
   // Funnel memory is malloc memory: the caller frees the array with free().
@@ -50,7 +46,7 @@ double *orv_ds_get_numbers(orv_data_set_t data_set, size_t column, double missin
 }
 
 const char **orv_ds_get_distinct_values(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage<const char **>(nullptr);
+  if (!orv::is_column(data_set, column)) return usage<const char **>(nullptr);
   return guarded<const char **>(nullptr, [&] {
     orv::Vector<const char *> values;
     values.reserve(data_set->rows + 1);
@@ -66,7 +62,7 @@ const char **orv_ds_get_distinct_values(orv_data_set_t data_set, size_t column) 
 }
 
 size_t orv_ds_count_data(orv_data_set_t data_set, size_t column, const char *value) {
-  if (!orv::column_ok(data_set, column)) return usage(kSizeSentinel);
+  if (!orv::is_column(data_set, column)) return usage(kSizeSentinel);
   orv::set_error(orv_error_none);
   const auto &cells = data_set->columns[column].cells;
   return static_cast<size_t>(
@@ -74,7 +70,7 @@ size_t orv_ds_count_data(orv_data_set_t data_set, size_t column, const char *val
 }
 
 size_t orv_ds_find_row(orv_data_set_t data_set, size_t column, const char *value, size_t start) {
-  if (!orv::column_ok(data_set, column) || start > data_set->rows) return usage(kSizeSentinel);
+  if (!orv::is_column(data_set, column) || start > data_set->rows) return usage(kSizeSentinel);
   orv::set_error(orv_error_none);
   const auto &cells = data_set->columns[column].cells;
   for (std::size_t r = start; r < cells.size(); ++r)
@@ -84,7 +80,7 @@ size_t orv_ds_find_row(orv_data_set_t data_set, size_t column, const char *value
 
 size_t orv_ds_replace_values(orv_data_set_t data_set, size_t column, const char *old_value,
                              const char *new_value) {
-  if (!orv::column_ok(data_set, column)) return usage(kSizeSentinel);
+  if (!orv::is_column(data_set, column)) return usage(kSizeSentinel);
   return guarded<size_t>(kSizeSentinel, [&] {
     auto &cells = data_set->columns[column].cells;
     std::size_t replaced = 0;
@@ -104,7 +100,7 @@ size_t orv_ds_replace_values(orv_data_set_t data_set, size_t column, const char 
 }
 
 orv_status_t orv_ds_shift_column_data(orv_data_set_t data_set, size_t column, long shift) {
-  if (!orv::column_ok(data_set, column)) return usage(orv_error_usage);
+  if (!orv::is_column(data_set, column)) return usage(orv_error_usage);
   orv::set_error(orv_error_none);
   auto &cells = data_set->columns[column].cells;
   const std::size_t n = cells.size();
@@ -128,14 +124,14 @@ orv_status_t orv_ds_shift_column_data(orv_data_set_t data_set, size_t column, lo
 }
 
 int orv_ds_column_is_empty(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1);
+  if (!orv::is_column(data_set, column)) return usage(-1);
   orv::set_error(orv_error_none);
   const auto &cells = data_set->columns[column].cells;
   return std::all_of(cells.begin(), cells.end(), [](const char *cell) { return !cell; }) ? 1 : 0;
 }
 
 int orv_ds_column_data_are_numbers(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1);
+  if (!orv::is_column(data_set, column)) return usage(-1);
   orv::set_error(orv_error_none);
   return orv::all_present(data_set, column, [](const char *cell) {
     double value;
@@ -144,7 +140,7 @@ int orv_ds_column_data_are_numbers(orv_data_set_t data_set, size_t column) {
 }
 
 int orv_ds_column_data_are_intervals(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1);
+  if (!orv::is_column(data_set, column)) return usage(-1);
   orv::set_error(orv_error_none);
   return orv::all_present(data_set, column, [](const char *cell) {
     double lower, upper;

@@ -79,6 +79,9 @@ struct orv_data_set_s : orv::Tagged {
 namespace orv {
 
 inline bool is_data_set(const orv_data_set_s *ds) { return ds && ds->tag == Tag::data_set; }
+inline bool is_column(const orv_data_set_s *ds, std::size_t column) {
+  return is_data_set(ds) && column < ds->columns.size();
+}
 
 // A copy of text in the data set's arena (kEmptyText for ""); null stays
 // null. Throws bad_alloc.

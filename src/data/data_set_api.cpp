@@ -14,10 +14,6 @@ namespace orv {
 namespace {
 
 bool row_ok(const orv_data_set_s *ds, std::size_t row) { return is_data_set(ds) && row < ds->rows; }
-bool column_ok(const orv_data_set_s *ds, std::size_t column) {
-  return is_data_set(ds) && column < ds->columns.size();
-}
-
 // Moves element from to position to in v, shifting those between.
 template <class V>
 void move_element(V &v, std::size_t from, std::size_t to) {
@@ -73,7 +69,7 @@ orv_status_t orv_ds_delete_row(orv_data_set_t data_set, size_t row) {
 }
 
 orv_status_t orv_ds_delete_column(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(orv_error_usage);
+  if (!orv::is_column(data_set, column)) return usage(orv_error_usage);
   orv::set_error(orv_error_none);
   orv::DataColumn &c = data_set->columns[column];
   orv::release_text(data_set, c.name);
@@ -92,7 +88,7 @@ orv_status_t orv_ds_move_row(orv_data_set_t data_set, size_t row, size_t new_ind
 }
 
 orv_status_t orv_ds_move_column(orv_data_set_t data_set, size_t column, size_t new_index) {
-  if (!orv::column_ok(data_set, column) || new_index >= data_set->columns.size()) return usage(orv_error_usage);
+  if (!orv::is_column(data_set, column) || new_index >= data_set->columns.size()) return usage(orv_error_usage);
   orv::set_error(orv_error_none);
   orv::move_element(data_set->columns, column, new_index);
   orv::settle(data_set);
@@ -100,7 +96,7 @@ orv_status_t orv_ds_move_column(orv_data_set_t data_set, size_t column, size_t n
 }
 
 size_t orv_ds_copy_column(orv_data_set_t data_set, size_t column, const char *name) {
-  if (!orv::column_ok(data_set, column)) return usage(kSizeSentinel);
+  if (!orv::is_column(data_set, column)) return usage(kSizeSentinel);
   return guarded<size_t>(kSizeSentinel, [&] {
     orv::DataColumn copy;
     copy.cells.assign(data_set->rows, nullptr);
@@ -118,7 +114,7 @@ size_t orv_ds_copy_column(orv_data_set_t data_set, size_t column, const char *na
 }
 
 orv_status_t orv_ds_set_column_name(orv_data_set_t data_set, size_t column, const char *name) {
-  if (!orv::column_ok(data_set, column) || !name) return usage(orv_error_usage);
+  if (!orv::is_column(data_set, column) || !name) return usage(orv_error_usage);
   return guarded_status([&] {
     const char *text = orv::store_text(data_set, name);
     orv::release_text(data_set, data_set->columns[column].name);
@@ -128,7 +124,7 @@ orv_status_t orv_ds_set_column_name(orv_data_set_t data_set, size_t column, cons
 }
 
 const char *orv_ds_get_column_name(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage<const char *>(nullptr);
+  if (!orv::is_column(data_set, column)) return usage<const char *>(nullptr);
   orv::set_error(orv_error_none);
   return data_set->columns[column].name;
 }

@@ -17,10 +17,6 @@ using orv::usage;
 namespace orv {
 namespace {
 
-bool column_ok(const orv_data_set_s *ds, std::size_t column) {
-  return is_data_set(ds) && column < ds->columns.size();
-}
-
 // A point strictly between a < b, as near the middle as rounding allows.
 double cut_between(double a, double b) {
   const double mid = a + (b - a) / 2;
@@ -182,7 +178,7 @@ extern "C" {
 
 double *orv_ds_discretize_column(orv_data_set_t data_set, size_t column, orv_discretization_t method,
                                  size_t count, size_t *intervals) {
-  if (!orv::column_ok(data_set, column) || count == 0 || !intervals ||
+  if (!orv::is_column(data_set, column) || count == 0 || !intervals ||
       (method != orv_discretization_equal_width && method != orv_discretization_equal_frequency))
     return usage<double *>(nullptr);
   return guarded<double *>(nullptr, [&] {
@@ -196,7 +192,7 @@ double *orv_ds_discretize_column(orv_data_set_t data_set, size_t column, orv_dis
 
 double *orv_ds_compute_iem_intervals(orv_data_set_t data_set, size_t column, size_t class_column,
                                      size_t *intervals) {
-  if (!orv::column_ok(data_set, column) || !orv::column_ok(data_set, class_column) || column == class_column ||
+  if (!orv::is_column(data_set, column) || !orv::is_column(data_set, class_column) || column == class_column ||
       !intervals)
     return usage<double *>(nullptr);
   return guarded<double *>(nullptr, [&] {
@@ -206,7 +202,7 @@ double *orv_ds_compute_iem_intervals(orv_data_set_t data_set, size_t column, siz
 
 orv_status_t orv_ds_apply_discretization(orv_data_set_t data_set, size_t column, const double *boundaries,
                                          size_t intervals) {
-  if (!orv::column_ok(data_set, column) || !orv::boundaries_ok(boundaries, intervals))
+  if (!orv::is_column(data_set, column) || !orv::boundaries_ok(boundaries, intervals))
     return usage(orv_error_usage);
   return guarded_status([&] {
     auto &cells = data_set->columns[column].cells;

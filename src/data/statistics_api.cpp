@@ -12,10 +12,6 @@ using orv::usage;
 namespace orv {
 namespace {
 
-bool column_ok(const orv_data_set_s *ds, std::size_t column) {
-  return is_data_set(ds) && column < ds->columns.size();
-}
-
 Moments column_moments(const orv_data_set_s *ds, std::size_t column, std::size_t at_least) {
   Moments m;
   for (const char *cell : ds->columns[column].cells) {
@@ -66,12 +62,12 @@ double mean_absolute_error(const orv_data_set_s *ds, std::size_t actual, std::si
 extern "C" {
 
 double orv_ds_compute_mean(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1.0);
+  if (!orv::is_column(data_set, column)) return usage(-1.0);
   return guarded<double>(-1.0, [&] { return orv::column_moments(data_set, column, 1).mean(); });
 }
 
 double orv_ds_compute_variance(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1.0);
+  if (!orv::is_column(data_set, column)) return usage(-1.0);
   return guarded<double>(-1.0, [&] {
     const orv::Moments m = orv::column_moments(data_set, column, 2);
     return m.m2 / static_cast<double>(m.n - 1);
@@ -79,7 +75,7 @@ double orv_ds_compute_variance(orv_data_set_t data_set, size_t column) {
 }
 
 double orv_ds_compute_skewness(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1.0);
+  if (!orv::is_column(data_set, column)) return usage(-1.0);
   return guarded<double>(-1.0, [&] {
     const orv::Moments m = orv::column_moments(data_set, column, 2);
     const double n = static_cast<double>(m.n);
@@ -88,7 +84,7 @@ double orv_ds_compute_skewness(orv_data_set_t data_set, size_t column) {
 }
 
 double orv_ds_compute_kurtosis(orv_data_set_t data_set, size_t column) {
-  if (!orv::column_ok(data_set, column)) return usage(-1.0);
+  if (!orv::is_column(data_set, column)) return usage(-1.0);
   return guarded<double>(-1.0, [&] {
     const orv::Moments m = orv::column_moments(data_set, column, 2);
     const double n = static_cast<double>(m.n);
@@ -97,19 +93,19 @@ double orv_ds_compute_kurtosis(orv_data_set_t data_set, size_t column) {
 }
 
 double orv_ds_compute_mean_absolute_error(orv_data_set_t data_set, size_t actual, size_t forecast) {
-  if (!orv::column_ok(data_set, actual) || !orv::column_ok(data_set, forecast)) return usage(-1.0);
+  if (!orv::is_column(data_set, actual) || !orv::is_column(data_set, forecast)) return usage(-1.0);
   return guarded<double>(-1.0, [&] { return orv::mean_absolute_error(data_set, actual, forecast, false); });
 }
 
 double orv_ds_compute_mean_absolute_percentage_error(orv_data_set_t data_set, size_t actual, size_t forecast) {
-  if (!orv::column_ok(data_set, actual) || !orv::column_ok(data_set, forecast)) return usage(-1.0);
+  if (!orv::is_column(data_set, actual) || !orv::is_column(data_set, forecast)) return usage(-1.0);
   return guarded<double>(-1.0,
                          [&] { return 100.0 * orv::mean_absolute_error(data_set, actual, forecast, true); });
 }
 
 double orv_ds_compute_mean_absolute_scaled_error(orv_data_set_t data_set, size_t actual, size_t forecast,
                                                  size_t period) {
-  if (!orv::column_ok(data_set, actual) || !orv::column_ok(data_set, forecast) || period == 0 ||
+  if (!orv::is_column(data_set, actual) || !orv::is_column(data_set, forecast) || period == 0 ||
       period >= data_set->rows)
     return usage(-1.0);
   return guarded<double>(-1.0, [&] {

@@ -98,7 +98,9 @@ namespace {
 // column at a time costs amortised constant time.
 template <class V>
 void reserve_for(V &v, std::size_t n) {
-  if (n > v.capacity()) v.reserve(std::max(n, v.capacity() * 2));
+  if (n <= v.capacity()) return;
+  if (n > v.max_size()) throw std::bad_alloc();  // reported as no_memory, not as a length error
+  v.reserve(std::max(n, std::min(v.capacity() * 2, v.max_size())));
 }
 
 }  // namespace

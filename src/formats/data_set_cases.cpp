@@ -23,20 +23,11 @@ long interval_state(const orv_node_s *n, double lower, double upper) {
   return -1;
 }
 
-// The only state labelled text, or -1.
-long unique_label(const orv_node_s *n, const char *text) {
-  const long state = first_state_with_label(n, text);
-  if (state < 0) return -1;
-  for (std::size_t s = static_cast<std::size_t>(state) + 1; s < n->state_count; ++s)
-    if (std::strcmp(state_label(n, s), text) == 0) return -1;
-  return state;
-}
-
 // Stores the cell as node n's item of case i; fails with usage when the
 // cell names no state or value of n.
 void store_cell(orv_domain_s *d, orv_node_s *n, std::size_t i, const char *cell) {
   if (n->is_discrete()) {
-    long state = n->subtype == orv_subtype_label ? unique_label(n, cell) : -1;
+    long state = n->subtype == orv_subtype_label ? unique_state_with_label(n, cell) : -1;
     double lower, upper;
     if (state < 0 && n->subtype == orv_subtype_interval && read_interval(cell, lower, upper))
       state = interval_state(n, lower, upper);
