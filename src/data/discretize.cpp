@@ -178,13 +178,15 @@ extern "C" {
 
 double *orv_ds_discretize_column(orv_data_set_t data_set, size_t column, orv_discretization_t method,
                                  size_t count, size_t *intervals) {
+  int code;  // read as int: a C caller may pass any value, outside the enumeration's C++ range
+  std::memcpy(&code, &method, sizeof code);
   if (!orv::is_column(data_set, column) || count == 0 || !intervals ||
-      (method != orv_discretization_equal_width && method != orv_discretization_equal_frequency))
+      (code != orv_discretization_equal_width && code != orv_discretization_equal_frequency))
     return usage<double *>(nullptr);
   return guarded<double *>(nullptr, [&] {
     const orv::Vector<double> x = orv::column_numbers(data_set, column);
     if (x.empty()) orv::fail(orv_error_usage);
-    const orv::Vector<double> cuts = method == orv_discretization_equal_width ? orv::equal_width_cuts(x, count)
+    const orv::Vector<double> cuts = code == orv_discretization_equal_width ? orv::equal_width_cuts(x, count)
                                                                                : orv::equal_frequency_cuts(x, count);
     return orv::boundaries_from(cuts, intervals);
   });
