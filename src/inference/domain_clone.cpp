@@ -112,23 +112,10 @@ class DomainCopy {
   }
 
   orv_expression_s *copy_expression(const orv_expression_s *e) const {
-    switch (e->op) {
-      case orv_op_number: return make_number(e->number);
-      case orv_op_boolean: return make_boolean(e->boolean);
-      case orv_op_label: return make_label(e->label.c_str());
-      case orv_op_node: return make_node(counterpart(e->node));
-      default: break;
-    }
-    Vector<OwnedExpression> operands;
-    Vector<orv_expression_s *> raw;
-    operands.reserve(e->operand_count());  // so that no copy is lost to a failed append
-    raw.reserve(e->operand_count());
-    for (std::size_t i = 0; i < e->operand_count(); ++i) {
-      operands.emplace_back(copy_expression(e->operands[i]));
-      raw.push_back(operands.back().get());
-    }
-    // The operands gain their reference here; the owning handles then let go.
-    return make_composite(e->op, raw.data(), raw.size());
+    const auto map = [](const orv_node_s *n, const void *self) {
+      return static_cast<const DomainCopy *>(self)->counterpart(n);
+    };
+    return clone_expression(e, map, this);
   }
 
   void copy_chain_blocks() {

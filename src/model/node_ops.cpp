@@ -113,6 +113,7 @@ orv_node_s *clone_node(orv_node_s *node) {
 
 void delete_node(orv_node_s *node) {
   orv_domain_s *d = node->owner;
+  if (d->is_class()) detach_class_structure(node);
   // Children lose the node's dimension (keeping state 0) like any removed parent.
   while (!node->parents.empty()) eliminate_parent(node, node->parents[0], 0);
   while (!node->children.empty()) eliminate_parent(node->children[0], node, 0);
