@@ -3,6 +3,8 @@
 // nodes, and every runtime node is named by its instance path ("I.J.X") and
 // keeps that path as its source list. The same copying turns a domain into a
 // class of a collection.
+#include <cstring>
+
 #include "expr/expression.h"
 #include "expr/model.h"
 #include "model/attributes.h"
@@ -141,17 +143,12 @@ class Unfolder {
   bool keep_names_;
 };
 
-// "I.J.X" from the source list; nodes whose sources are not all named keep no
-// name (one is generated on request).
+// "I.J.X" from the source list; class nodes without a name get their
+// generated one first.
 void name_runtime_nodes(orv_domain_s *d) {
   for (orv_node_s *r = d->first_node; r; r = r->next) {
     std::size_t length = 0;
-    bool named = true;
-    for (orv_node_t s : r->source) {
-      named = named && !s->name.empty();
-      length = size_add(length, size_add(s->name.size(), 1));
-    }
-    if (!named || r->source.empty()) continue;
+    for (orv_node_t s : r->source) length = size_add(length, size_add(std::strlen(node_name(s)), 1));
     String name;
     name.reserve(length);
     for (orv_node_t s : r->source) {
