@@ -284,6 +284,17 @@ class ClassReader {
   Vector<PendingBinding> bindings_;
 };
 
+// Deletes the classes from position `first` on, newest (the users) first.
+void remove_classes_from(orv_class_collection_s *cc, std::size_t first) noexcept {
+  while (cc->members.size() > first) {
+    orv_class_s *c = cc->members.back();
+    cc->members.pop_back();
+    for (orv_node_t i : c->instances) i->instance_class = nullptr;
+    free_class(c);
+  }
+  if (cc->members.empty()) Vector<orv_class_s *>().swap(cc->members);
+}
+
 // Parses into the collection; on failure every class added since `first`
 // (including those the loader added) is deleted again, newest first.
 void parse_classes(std::FILE *stream, const char *text, orv_class_collection_s *cc, orv_class_loader_t loader,
@@ -297,12 +308,7 @@ void parse_classes(std::FILE *stream, const char *text, orv_class_collection_s *
     code = run_parse(p, [&] { ClassReader(p, cc, loader, data).parse_all(); });
   }
   if (code == orv_error_none) return;
-  while (cc->members.size() > first) {
-    orv_class_s *c = cc->members.back();
-    cc->members.pop_back();
-    for (orv_node_t i : c->instances) i->instance_class = nullptr;
-    free_class(c);
-  }
+  remove_classes_from(cc, first);
   fail(code);
 }
 
@@ -320,11 +326,7 @@ void parse_class_file(const char *name, orv_class_collection_s *cc, orv_class_lo
   }
   const bool read_failed = std::ferror(file) != 0;
   if (std::fclose(file) != 0 || read_failed) {
-    while (cc->members.size() > first) {
-      orv_class_s *c = cc->members.back();
-      cc->members.pop_back();
-      free_class(c);
-    }
+    remove_classes_from(cc, first);
     fail(orv_error_io);
   }
   for (std::size_t i = first; i < cc->members.size(); ++i)
