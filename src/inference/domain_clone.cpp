@@ -10,6 +10,7 @@
 #include "inference/propagation.h"
 #include "model/attributes.h"
 #include "model/chain_blocks.h"
+#include "model/node_ops.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -62,14 +63,7 @@ class DomainCopy {
       orv_node_s *c = _orv_domain_new_node(to_.get(), n->category, n->kind, n->subtype, false);
       copies_[n->number - 1] = c;
       c->name = n->name;
-      c->label = n->label;
-      c->x = n->x;
-      c->y = n->y;
-      c->state_count = n->state_count;
-      c->state_labels = n->state_labels;
-      c->state_values = n->state_values;
-      c->table_valid = n->table_valid;
-      c->attributes = copy_attribute_list(n->attributes);
+      copy_node_description(c, n);
     }
     to_->initial_triangulation = mapped(from_->initial_triangulation);
   }

@@ -74,6 +74,17 @@ class CaseCopy {
 
 }  // namespace
 
+void copy_node_description(orv_node_s *to, const orv_node_s *from) {
+  to->label = from->label;
+  to->x = from->x;
+  to->y = from->y;
+  to->state_count = from->state_count;
+  to->state_labels = from->state_labels;
+  to->state_values = from->state_values;
+  to->table_valid = from->table_valid;
+  to->attributes = copy_attribute_list(from->attributes);
+}
+
 orv_node_s *clone_node(orv_node_s *node) {
   orv_domain_s *d = node->owner;
   Owned<orv_node_s> clone(make<orv_node_s>(d, node->category, node->kind));

@@ -55,14 +55,7 @@ class Unfolder {
   orv_node_s *copy_node(orv_node_s *n, const Vector<orv_node_s *> &path) {
     const orv_subtype_t subtype = n->is_discrete() ? n->subtype : orv_subtype_label;
     orv_node_s *r = _orv_domain_new_node(to_, n->category, n->kind, subtype, false);
-    r->label = n->label;
-    r->x = n->x;
-    r->y = n->y;
-    r->state_count = n->state_count;
-    r->state_labels = n->state_labels;
-    r->state_values = n->state_values;
-    r->table_valid = n->table_valid;
-    r->attributes = copy_attribute_list(n->attributes);
+    copy_node_description(r, n);
     if (keep_names_) {
       r->name = n->name;
     } else {
