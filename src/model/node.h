@@ -118,6 +118,9 @@ bool is_node(const orv_node_s *n);
 // it is a declared input, and the unlinking done before such a node is
 // deleted (declarations, bindings, output clones, instance lists).
 bool is_class_input(const orv_node_s *node) noexcept;
+// Appends the output clones of node in every instance of its class (none
+// unless node is a declared output). Throws bad_alloc.
+void append_output_clones(orv_node_s *node, Vector<orv_node_s *> &nodes);
 void detach_class_structure(orv_node_s *node);
 
 // Creation shared with parsers and class unfolding. Throws Failure.

@@ -11,6 +11,18 @@ bool is_class_input(const orv_node_s *node) noexcept {
   return node->owner->is_class() && as_class(node->owner)->inputs.contains(const_cast<orv_node_s *>(node));
 }
 
+void append_output_clones(orv_node_s *node, Vector<orv_node_s *> &nodes) {
+  if (!node->owner->is_class()) return;
+  orv_class_s *c = as_class(node->owner);
+  const long pos = c->outputs.index_of(node);
+  if (pos < 0) return;
+  for (orv_node_t i : c->instances) {
+    orv_node_s *clone = i->output_clones[static_cast<std::size_t>(pos)];
+    nodes.push_back(clone);
+    append_output_clones(clone, nodes);  // a clone is never an output; kept for symmetry
+  }
+}
+
 void check_instance_cycle(orv_class_s *c, orv_class_s *d) {
   auto &members = c->collection->members;
   for (orv_class_s *m : members) m->mark = false;

@@ -103,6 +103,16 @@ TEST(Classes, DeclarationsBindingsAndClonesFollowTheirRules) {
   EXPECT_EQ(orv_node_get_input(i, s.in), t);
   orv_node_t child = chance(top, "Child", 2);
   ASSERT_EQ(orv_node_add_parent(child, clone), 0);
+  // Clones follow their master: states (with the tables of their children)
+  // and labels.
+  ASSERT_EQ(orv_node_set_number_of_states(s.out, 3), 0);
+  EXPECT_EQ(orv_node_get_number_of_states(clone), 3u);
+  EXPECT_EQ(orv_table_get_size(orv_node_get_table(child)), 6u);
+  ASSERT_EQ(orv_node_set_state_label(s.out, 2, "broken"), 0);
+  EXPECT_STREQ(orv_node_get_state_label(clone, 2), "broken");
+  EXPECT_RESULT(orv_node_set_number_of_states(clone, 2), orv_error_usage, orv_error_usage);
+  ASSERT_EQ(orv_node_set_number_of_states(s.out, 2), 0);
+  EXPECT_EQ(orv_table_get_size(orv_node_get_table(child)), 4u);
   orv_domain_t d = orv_class_create_domain(top);
   ASSERT_NE(d, nullptr);
   const std::string out_name = std::string(orv_node_get_name(i)) + ".Out";
