@@ -67,7 +67,10 @@ TEST(Compile, AllocationFailuresLeaveTheDomainAsItWas) {
       [&] {
         EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
         EXPECT_EQ(d->table_count, tables);
+        EXPECT_EQ(d->control_count, 0u);
         EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
+        EXPECT_EQ(nodes[2]->junction_tree, nullptr);
+        EXPECT_EQ(u->assigned_clique, nullptr);
       });
   ASSERT_EQ(done.result, orv_error_none);
   EXPECT_EQ(orv_node_get_belief(nodes[1], 0), 1.0);

@@ -95,19 +95,4 @@ inline std::vector<std::vector<std::string>> clique_names(orv_domain_t d) {
   return result;
 }
 
-// Everything written to a temporary log stream by fn.
-template <class Fn>
-std::string capture_log(orv_domain_t d, Fn fn) {
-  std::FILE *log = std::tmpfile();
-  orv_domain_set_log_file(d, log);
-  fn();
-  orv_domain_set_log_file(d, nullptr);
-  std::fflush(log);
-  std::rewind(log);
-  std::string text;
-  for (int c; (c = std::fgetc(log)) != EOF;) text.push_back(static_cast<char>(c));
-  std::fclose(log);
-  return text;
-}
-
 }  // namespace orv::test

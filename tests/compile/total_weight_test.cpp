@@ -193,10 +193,6 @@ TEST(TotalWeightMethod, SeparatorLimitsAreDomainSettings) {
        {"set size node", [&] { return orv_domain_set_max_separator_size(wrong, 5) == orv_error_usage; }},
        {"get size null", [] { return orv_domain_get_max_separator_size(nullptr) == static_cast<size_t>(-1); }}},
       [&] { return orv_domain_get_max_separator_size(d.get()) == 0; });
-  ASSERT_EQ(orv_domain_set_max_number_of_separators(d.get(), 7), orv_error_none);
-  ASSERT_EQ(orv_domain_set_max_separator_size(d.get(), 3), orv_error_none);
-  EXPECT_EQ(orv_domain_get_max_number_of_separators(d.get()), 7u);
-  EXPECT_EQ(orv_domain_get_max_separator_size(d.get()), 3u);
 }
 
 // Binary nodes A..F in a chain with F also a child of A: marrying A and E

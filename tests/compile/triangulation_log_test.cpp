@@ -65,9 +65,7 @@ TEST(TriangulationLog, NameListsWrapBeforeColumn75) {
   for (int i = 0; i < 12; ++i) nodes.push_back(add_states(d.get(), ("Node_number_" + std::to_string(i)).c_str(), 2));
   std::FILE *log = std::tmpfile();
   log_name_list(log, nodes.data(), nodes.size());
-  std::rewind(log);
-  std::string text;
-  for (int c; (c = std::fgetc(log)) != EOF;) text.push_back(static_cast<char>(c));
+  const std::string text = read_stream(log);
   std::fclose(log);
   EXPECT_EQ(text,
             "    Node_number_0, Node_number_1, Node_number_2, Node_number_3,\n"

@@ -1,5 +1,5 @@
 // Triangulation results checked by the independent oracle on random
-// networks, heuristic choices worked out by hand, and best greedy's choice.
+// networks, weighted against plain heuristics by hand, and best greedy's choice.
 #include <gtest/gtest.h>
 
 #include "compile/compiled_domain.h"
@@ -69,41 +69,6 @@ TEST(Triangulation, WeightedAndPlainHeuristicsOnAFourCycleWorkedOutByHand) {
   EXPECT_EQ(best.cost, 80.0);
 }
 
-// Eight vertices, none simplicial. Vertex 3 (neighbours 0, 4, 5, 6; 0-4 and
-// 0-5 open) has the smallest clique, 5, with two fill-ins; vertex 7
-// (neighbours 0, 1, 2, 4, 6; only 0-4 open) has the fewest fill-ins, one,
-// with a clique of 6. Every other vertex has a clique of 6 or more and at
-// least two fill-ins.
-TEST(Triangulation, CliqueSizeAndFillInSizeChooseAsWorkedOutByHand) {
-  const Fragment g = test::make_fragment(
-      {2, 2, 2, 2, 2, 2, 2, 2}, {{0, 1}, {0, 2}, {0, 3}, {0, 6}, {0, 7}, {1, 2}, {1, 4}, {1, 5}, {1, 6}, {1, 7}, {2, 4},
-                                 {2, 5}, {2, 6}, {2, 7}, {3, 4}, {3, 5}, {3, 6}, {4, 5}, {4, 6}, {4, 7}, {5, 6}, {6, 7}});
-  Vector<EliminatedClique> by_clique = eliminate_greedily(g, orv_tm_clique_size, nullptr);
-  ASSERT_FALSE(by_clique.empty());
-  EXPECT_EQ(by_clique[0].eliminated, 3u);
-  EXPECT_EQ(std::vector<Vertex>(by_clique[0].fill_ins.begin(), by_clique[0].fill_ins.end()),
-            (std::vector<Vertex>{0, 4, 0, 5}));
-  Vector<EliminatedClique> by_fill = eliminate_greedily(g, orv_tm_fill_in_size, nullptr);
-  ASSERT_FALSE(by_fill.empty());
-  EXPECT_EQ(by_fill[0].eliminated, 7u);
-  EXPECT_EQ(std::vector<Vertex>(by_fill[0].fill_ins.begin(), by_fill[0].fill_ins.end()), (std::vector<Vertex>{0, 4}));
-}
-
-// A vertex whose neighbourhood is already complete goes first even when its
-// clique is the largest, and its simplicial neighbours go with it.
-TEST(Triangulation, FillInFreeVerticesGoFirstAndAbsorbTheirNeighbours) {
-  // 0..3 complete; 4-5-6-7-4 a four-cycle hanging off 3 through 3-4.
-  const Fragment g = test::make_fragment({2, 2, 2, 2, 2, 2, 2, 2},
-                                         {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}, {3, 4}, {4, 5}, {5, 6}, {6, 7}, {7, 4}});
-  Vector<EliminatedClique> run = eliminate_greedily(g, orv_tm_clique_size, nullptr);
-  ASSERT_FALSE(run.empty());
-  EXPECT_EQ(std::vector<Vertex>(run[0].members.begin(), run[0].members.end()), (std::vector<Vertex>{0, 1, 2, 3}));
-  EXPECT_TRUE(run[0].fill_ins.empty());
-  std::vector<std::vector<int>> all;
-  for (auto &r : run) all.emplace_back(r.members.begin(), r.members.end());
-  EXPECT_EQ(std::count(all.begin(), all.end(), std::vector<int>{1, 2, 3}), 0);  // absorbed, not listed
-}
-
 TEST(Triangulation, RedundantFillInsAreRemoved) {
   // Eliminating the centre of a star first joins its leaves pairwise; no
   // later clique holds two leaves, so all three fill-ins go again.
@@ -137,15 +102,6 @@ TEST(Triangulation, BestGreedyKeepsTheEarlierOfEqualCosts) {
   EXPECT_EQ(test::as_sets(weighted.cliques), (std::vector<std::vector<int>>{{0, 1, 4}, {0, 2, 4}, {2, 3, 4}}));
   ASSERT_NE(test::as_sets(plain.cliques), test::as_sets(weighted.cliques));
   EXPECT_EQ(test::as_sets(try_all_greedy_methods(g, nullptr).cliques), test::as_sets(plain.cliques));
-}
-
-TEST(Triangulation, BestGreedySkipsWeightedRunsOnlyWhereWeightsCannotMatter) {
-  const std::vector<std::pair<int, int>> path{{0, 1}, {1, 2}};
-  EXPECT_FALSE(weights_can_differ(test::make_fragment({2, 2, 2}, path)));          // all binary
-  EXPECT_FALSE(weights_can_differ(test::make_fragment({1, 1, 1}, path, {0, 1, 2})));  // all continuous
-  EXPECT_TRUE(weights_can_differ(test::make_fragment({2, 3, 2}, path)));
-  EXPECT_TRUE(weights_can_differ(test::make_fragment({2, 1, 2}, path, {1})));  // mixed kinds
-  EXPECT_TRUE(weights_can_differ(test::make_fragment({1, 2, 3}, path, {0})));
 }
 
 }  // namespace

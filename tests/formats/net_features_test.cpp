@@ -246,16 +246,17 @@ TEST(NetWriter, FilesStreamsAndArguments) {
   Parsed p("net { }\nnode A { states = (\"a\" \"b\"); }\npotential (A) { data = (1 3); }\n");
   ASSERT_NE(p.d, nullptr);
   const std::string path = ::testing::TempDir() + "orvel_saved.net";
+  EXPECT_RESULT(orv_domain_get_file_name(p.d), nullptr, orv_error_none);  // parsed from text
   EXPECT_EQ(orv_domain_save_as_net(p.d, path.c_str()), orv_error_none);
-  EXPECT_STREQ(p.d->file_name.c_str(), path.c_str());
+  EXPECT_STREQ(orv_domain_get_file_name(p.d), path.c_str());
   orv_domain_t loaded = orv_net_parse_domain(path.c_str(), nullptr, nullptr);
   ASSERT_NE(loaded, nullptr);
-  EXPECT_STREQ(loaded->file_name.c_str(), path.c_str());
+  EXPECT_STREQ(orv_domain_get_file_name(loaded), path.c_str());
   EXPECT_EQ(test::describe_domain(loaded, 6), test::describe_domain(p.d, 6));
   orv_domain_delete(loaded);
   std::remove(path.c_str());
   EXPECT_EQ(orv_domain_save_as_net(p.d, "/nonexistent/dir/x.net"), orv_error_io);
-  EXPECT_STREQ(p.d->file_name.c_str(), path.c_str());
+  EXPECT_STREQ(orv_domain_get_file_name(p.d), path.c_str());
   EXPECT_EQ(orv_domain_save_as_net(nullptr, "x"), orv_error_usage);
   EXPECT_EQ(orv_domain_save_as_net(p.d, nullptr), orv_error_usage);
   EXPECT_EQ(orv_domain_write_net(p.d, nullptr), orv_error_usage);

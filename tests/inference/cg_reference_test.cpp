@@ -10,6 +10,7 @@
 #include <string>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/json.h"
 
 namespace orv {
@@ -52,16 +53,7 @@ void enter(orv_domain_t d, const test::Json &evidence, const std::string &what) 
 }
 
 std::string compile_logged(orv_domain_t d) {
-  std::FILE *log = std::tmpfile();
-  EXPECT_NE(log, nullptr);
-  EXPECT_EQ(orv_domain_set_log_file(d, log), orv_error_none);
-  EXPECT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code());
-  orv_domain_set_log_file(d, nullptr);
-  std::string text;
-  std::rewind(log);
-  for (int c; (c = std::fgetc(log)) != EOF;) text.push_back(static_cast<char>(c));
-  std::fclose(log);
-  return text;
+  return test::capture_log(d, [&] { EXPECT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code()); });
 }
 
 class CgReference : public ::testing::TestWithParam<std::string> {};

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace orv {
@@ -159,24 +160,14 @@ TEST(EmLearning, PreconditionsInOrder) {
 
 int stop_at_second(double, size_t iteration, void *) { return iteration < 2; }
 
-std::string read_all(std::FILE *f) {
-  std::rewind(f);
-  std::string text;
-  for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
-  return text;
-}
-
 TEST(EmLearning, LogLinesAndProgressHandlerStop) {
   Fixture f;
   ASSERT_EQ(orv_domain_compile(f.d), orv_error_none);
   for (int i = 0; i < 6; ++i) f.add(i % 2, i % 3 == 0 ? -1 : i % 3, -1, i == 5 ? 1.5 : 1.0);
-  std::FILE *log = std::tmpfile();
-  orv_domain_set_log_file(f.d, log);
   orv_domain_set_log_likelihood_tolerance(f.d, 0.0);
   _orv_domain_set_progress_handler(f.d, stop_at_second, nullptr);
-  ASSERT_EQ(orv_domain_learn_tables(f.d), orv_error_none);
-  const std::string text = read_all(log);
-  std::fclose(log);
+  const std::string text =
+      test::capture_log(f.d, [&] { ASSERT_EQ(orv_domain_learn_tables(f.d), orv_error_none); });
   char expected[256];
   std::snprintf(expected, sizeof expected, "\nEM learning - final results:\n\n    Log-likelihood: %g\n    AIC: %g\n",
                 orv_domain_get_log_likelihood(f.d), orv_domain_get_AIC(f.d));

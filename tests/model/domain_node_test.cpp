@@ -170,27 +170,6 @@ TEST(NodeTypes, CategoryAndSubtypeChanges) {
   EXPECT_EQ(orv_node_get_category(x), orv_category_chance);
 }
 
-TEST(NodePresentation, LabelsPositionsAndNodeSize) {
-  auto d = new_domain();
-  orv_node_t n = add_node(d.get(), "N");
-  EXPECT_STREQ(orv_node_get_label(n), "");
-  EXPECT_EQ(orv_node_set_label(n, "Smoker?"), orv_error_none);
-  EXPECT_STREQ(orv_node_get_label(n), "Smoker?");
-  int x = 0, y = 0;
-  EXPECT_EQ(orv_node_set_position(n, -5, 70000), orv_error_none);
-  EXPECT_EQ(orv_node_get_position(n, &x, &y), orv_error_none);
-  EXPECT_EQ(std::pair(x, y), std::pair(-5, 70000));
-  EXPECT_EQ(orv_node_get_position(n, &x, &x), orv_error_usage);  // aliased or missing outputs
-  EXPECT_EQ(orv_node_get_position(n, nullptr, &y), orv_error_usage);
-  std::size_t w = 1, h = 1;
-  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &h), orv_error_none);
-  EXPECT_EQ(w, 0u);
-  EXPECT_EQ(orv_domain_set_node_size(d.get(), 80, 40), orv_error_none);
-  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &h), orv_error_none);
-  EXPECT_EQ(w * 1000 + h, 80040u);
-  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &w), orv_error_usage);
-}
-
 TEST(NodeHandles, WrongKindsAndNullsAreUsageErrors) {
   auto d = new_domain();
   orv_node_t n = add_node(d.get(), "N");
@@ -204,6 +183,11 @@ TEST(NodeHandles, WrongKindsAndNullsAreUsageErrors) {
   EXPECT_RESULT(orv_node_get_domain(n), d.get(), orv_error_none);  // the next good call reads 0
   EXPECT_EQ(orv_node_get_home_domain(n), d.get());
   EXPECT_RESULT(orv_node_get_home_class(n), nullptr, orv_error_none);
+  int x = 0;
+  std::size_t w = 0;
+  EXPECT_EQ(orv_node_get_position(n, &x, &x), orv_error_usage);  // aliased or missing outputs
+  EXPECT_EQ(orv_node_get_position(n, nullptr, &x), orv_error_usage);
+  EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &w), orv_error_usage);
 }
 
 }  // namespace

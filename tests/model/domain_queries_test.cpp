@@ -1,11 +1,9 @@
-// Domain-level queries (node counts per category, the file name) and the
+// Domain-level queries (node counts per category, random deviates) and the
 // node's table and type settings as a whole.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
-#include <unistd.h>
 
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
@@ -54,20 +52,6 @@ TEST(DomainQueries, CategoryCountsFollowCreationChangesAndDeletion) {
        {"function node to chance",
         [&] { return orv_node_set_discrete_type(f, orv_category_chance, orv_subtype_label) == 1; }}},
       [&] { return orv_domain_get_number_of_decision_nodes(d.get()) == 3; });
-}
-
-TEST(DomainQueries, FileNameComesFromReadingOrSaving) {
-  auto d = test::new_domain();
-  EXPECT_EQ(orv_domain_get_file_name(d.get()), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
-  test::add_node(d.get(), "A");
-  const std::string file = ::testing::TempDir() + "file_name_" + std::to_string(getpid()) + ".net";
-  ASSERT_EQ(orv_domain_save_as_net(d.get(), file.c_str()), orv_error_none);
-  EXPECT_EQ(std::string(orv_domain_get_file_name(d.get())), file);
-  test::DomainPtr read(orv_net_parse_domain(file.c_str(), nullptr, nullptr));
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(std::string(orv_domain_get_file_name(read.get())), file);
-  std::remove(file.c_str());
 }
 
 TEST(DomainQueries, RandomDeviatesRepeatAfterReseeding) {

@@ -1,5 +1,5 @@
-// Graph searches: marking services, paths, functional-dependency trails,
-// the proposed-link check and the LIMID constraints on function nodes.
+// Graph searches: functional-dependency trails, the proposed-link check and
+// the LIMID constraints on function nodes.
 #include <gtest/gtest.h>
 
 #include "model/graph_checks.h"
@@ -15,45 +15,6 @@ bool all_unmarked(orv_domain_t d) {
   for (orv_node_t n = d->first_node; n; n = n->next)
     if (n->mark) return false;
   return true;
-}
-
-TEST(GraphMarks, ServicesAndDistinctness) {
-  auto d = new_domain(), other = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t s = add_node(other.get(), "S");
-  orv_node_t ab[] = {a, b, nullptr}, abc[] = {a, b, c, nullptr}, aba[] = {a, b, a, nullptr};
-  orv_node_t as[] = {a, s, nullptr};
-  _orv_mark_nodes(ab);
-  EXPECT_TRUE(_orv_nodes_are_marked(ab));
-  EXPECT_FALSE(_orv_nodes_are_marked(abc));
-  EXPECT_FALSE(_orv_nodes_are_unmarked(abc));
-  _orv_unmark_nodes(ab);
-  EXPECT_TRUE(_orv_nodes_are_unmarked(abc));
-  c->mark = 1;
-  _orv_domain_unmark_nodes(d.get());
-  EXPECT_TRUE(all_unmarked(d.get()));
-  EXPECT_TRUE(_orv_nodes_are_distinct(abc, d.get()));
-  EXPECT_FALSE(_orv_nodes_are_distinct(aba, d.get()));
-  EXPECT_FALSE(_orv_nodes_are_distinct(as, d.get()));
-  EXPECT_TRUE(all_unmarked(d.get()));
-  EXPECT_TRUE(all_unmarked(other.get()));
-}
-
-TEST(GraphPaths, DirectedAndIndirect) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t e = add_node(d.get(), "E");
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
-  EXPECT_TRUE(_orv_path_exists(a, c));
-  EXPECT_TRUE(_orv_path_exists(a, a));
-  EXPECT_FALSE(_orv_path_exists(c, a));
-  EXPECT_FALSE(_orv_path_exists(a, e));
-  EXPECT_TRUE(_orv_indirect_path_exists(a, c));   // through B
-  EXPECT_FALSE(_orv_indirect_path_exists(a, b));  // only the link itself
-  EXPECT_FALSE(_orv_indirect_path_exists(b, c));
-  EXPECT_TRUE(all_unmarked(d.get()));
 }
 
 // A -> F (discrete function) and A -> C: F -> C would let C depend on a

@@ -1,10 +1,9 @@
-// Node lists: services on raw arrays, parents and children, ancestors and
+// Node lists: parents and children, ancestors and
 // descendants, deletion with its links, and the failure paths of creation,
 // naming and cloning.
 #include <gtest/gtest.h>
 
 #include "model/node.h"
-#include "model/node_list.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
@@ -13,57 +12,6 @@ namespace {
 
 using namespace test;
 using Names = std::vector<std::string>;
-
-TEST(NodeListServices, RawArrayOperations) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  orv_node_t x = test::add_continuous(d.get(), "X");
-  orv_node_t abc[] = {a, b, c, nullptr}, ca[] = {c, a, nullptr}, ac[] = {a, c, nullptr};
-  orv_node_t none[] = {nullptr};
-  EXPECT_EQ(_orv_node_list_length(abc), 3u);
-  EXPECT_EQ(_orv_node_list_length(nullptr), 0u);
-  EXPECT_EQ(_orv_get_last_node(abc), c);
-  EXPECT_EQ(_orv_get_last_node(none), nullptr);
-  EXPECT_EQ(_orv_node_index(abc, c), 2);
-  EXPECT_EQ(_orv_node_index(ca, b), -1);
-  EXPECT_TRUE(_orv_subset_of_node_list(ca, abc));
-  EXPECT_FALSE(_orv_sublist_of_node_list(ca, abc));
-  EXPECT_TRUE(_orv_sublist_of_node_list(ac, abc));
-  EXPECT_TRUE(_orv_sublist_of_node_list(none, abc));
-  EXPECT_FALSE(_orv_node_lists_are_equal(ac, ca));
-
-  orv_node_t *list = _orv_copy_nodes(nullptr);
-  ASSERT_NE(list, nullptr);
-  EXPECT_EQ(list[0], nullptr);
-  for (orv_node_t n : {a, x, b}) {
-    orv_node_t *grown = _orv_node_list_extend(list);
-    ASSERT_NE(grown, nullptr);
-    list = grown;
-    _orv_node_list_insert(list, n);
-  }
-  EXPECT_EQ(names_of(list), (Names{"B", "A", "X"}));  // discrete first
-  EXPECT_EQ(_orv_count_discrete_nodes(list), 2u);
-  EXPECT_EQ(_orv_count_cg_nodes(list), 1u);
-  _orv_node_list_remove(list, a);
-  EXPECT_EQ(names_of(list), (Names{"B", "X"}));
-  {
-    test::FailNthAllocation fail(0);
-    EXPECT_EQ(_orv_node_list_extend(list), nullptr);  // the old list stays ours
-  }
-  EXPECT_EQ(names_of(list), (Names{"B", "X"}));
-  _orv_free(list);
-
-  NodeArray array;
-  EXPECT_EQ(_orv_allocate_node_array(&array, 4), orv_error_none);
-  EXPECT_EQ(array.capacity, 4u);
-  {
-    test::FailNthAllocation fail(0);
-    EXPECT_EQ(_orv_allocate_node_array(&array, 9), orv_error_no_memory);
-  }
-  EXPECT_EQ(array.capacity, 4u);
-  EXPECT_EQ(_orv_allocate_node_array(&array, 2), orv_error_none);  // enough room already
-  _orv_free(array.items);
-}
 
 TEST(GraphLists, AncestorsAndDescendantsBreadthFirst) {
   auto d = new_domain();

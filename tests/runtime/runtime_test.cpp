@@ -1,5 +1,5 @@
-// Error table, size arithmetic, the allocation funnel, the print ring, files
-// and the locale switch.
+// Error table, size arithmetic, the allocation funnel, files and the locale
+// switch.
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -11,7 +11,6 @@
 #include "runtime/allocate.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
-#include "runtime/print_size.h"
 #include "support/contract_sweep.h"
 #include "support/fault_injection.h"
 
@@ -103,23 +102,6 @@ TEST(Allocator, FaultInjectionFailsExactlyTheNthAllocation) {
   // Containers over the funnel throw bad_alloc, which entry points map.
   test::FailNthAllocation again(0);
   EXPECT_THROW(Vector<int>(4), std::bad_alloc);
-}
-
-TEST(PrintRing, PrintsDigitsIntoEightRotatingBuffers) {
-  PrintRing ring;
-  EXPECT_STREQ(print_size(ring, 0), "0");
-  EXPECT_STREQ(print_size(ring, 18446744073709551614ull), "18446744073709551614");
-  EXPECT_STREQ(print_size(ring, kSizeSentinel), "HUGE");
-  PrintRing fresh;
-  const char *first = print_size(fresh, 1);
-  for (int i = 2; i <= 8; ++i) print_size(fresh, i);
-  EXPECT_STREQ(first, "1");  // seven later calls leave it intact
-  const char *ninth = print_size(fresh, 9);
-  EXPECT_EQ(ninth, first);  // the ninth call reuses the first buffer
-  EXPECT_STREQ(first, "9");
-  char buffer[8];
-  EXPECT_EQ(print(buffer, 305) - buffer, 3);
-  EXPECT_EQ(std::string(buffer, 3), "305");
 }
 
 TEST(Files, OpenFailureIsIoAndLogFlushChecksTheStream) {

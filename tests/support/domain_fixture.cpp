@@ -40,4 +40,12 @@ std::vector<std::string> chain_names(orv_domain_t d) {
   return names;
 }
 
+std::string read_stream(std::FILE *stream) {
+  std::fflush(stream);
+  std::rewind(stream);
+  std::string text;
+  for (int c; (c = std::fgetc(stream)) != EOF;) text.push_back(static_cast<char>(c));
+  return text;
+}
+
 }  // namespace orv::test

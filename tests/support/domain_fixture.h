@@ -1,6 +1,7 @@
 // Small helpers for building domains through the public API in tests.
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,5 +34,20 @@ void link(orv_node_t parent, orv_node_t child);
 std::vector<std::string> names_of(orv_node_t const *list);
 // Names along the domain's node chain, first node first.
 std::vector<std::string> chain_names(orv_domain_t d);
+
+// Everything the stream holds, read from its start.
+std::string read_stream(std::FILE *stream);
+
+// Everything written to the domain's log while fn runs.
+template <class Fn>
+std::string capture_log(orv_domain_t d, Fn fn) {
+  std::FILE *log = std::tmpfile();
+  orv_domain_set_log_file(d, log);
+  fn();
+  orv_domain_set_log_file(d, nullptr);
+  std::string text = read_stream(log);
+  std::fclose(log);
+  return text;
+}
 
 }  // namespace orv::test

@@ -1,5 +1,5 @@
 // Tables: the index rule, CG block positions, node tables over families,
-// accessors and their argument checks, instantiation, clones and deletion.
+// accessors and their argument checks, instantiation and deletion.
 #include <gtest/gtest.h>
 
 #include "model/node.h"
@@ -14,16 +14,6 @@ namespace {
 
 using namespace test;
 constexpr size_t kNone = static_cast<size_t>(-1);
-
-TEST(TableIndex, EmptyTableHasOneEntry) {
-  auto d = new_domain();
-  orv_node_t none[] = {nullptr};
-  Owned<orv_table_s> empty(_orv_create_table(d.get(), none, orv_table_probability, 0, true, false));
-  EXPECT_EQ(orv_table_get_size(empty.get()), 1u);
-  EXPECT_EQ(orv_table_get_cg_size(empty.get()), 0u);
-  EXPECT_EQ(orv_table_get_data(empty.get())[0], 1.0);
-  EXPECT_EQ(empty->cg_data, nullptr);
-}
 
 TEST(TableIndex, RoundTripsOnMixedTables) {
   auto d = new_domain();
@@ -168,21 +158,6 @@ TEST(NodeTables, CreationFailureLeavesNoTable) {
   ASSERT_NE(clean.result, nullptr);
 }
 
-TEST(TableChain, FreeingRenumbersNewerTables) {
-  auto d = new_domain();
-  orv_node_t none[] = {nullptr};
-  orv_table_s *t1 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
-  orv_table_s *t2 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
-  orv_table_s *t3 = _orv_create_table(d.get(), none, orv_table_probability, 0, false, true);
-  EXPECT_EQ(t3->number, 3u);
-  _orv_free_table(t2);
-  EXPECT_EQ(t3->number, 2u);
-  EXPECT_EQ(t1->number, 1u);
-  EXPECT_EQ(d->table_count, 2u);
-  orv_table_s *list[] = {t1, t3, nullptr};
-  EXPECT_EQ(_orv_table_list_length(list), 2u);
-}
-
 TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
@@ -213,64 +188,6 @@ TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   _orv_table_instantiate(t.get(), b, 0);  // no longer in the table
   _orv_table_instantiate(t.get(), x, 0);  // not discrete
   EXPECT_EQ(t->nodes.size(), 3u);
-}
-
-TEST(TableInstantiate, RemovingAContinuousNodeDropsItsMeanRowAndColumn) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A");
-  set_state_count(a, 2);
-  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y"), z = add_continuous(d.get(), "Z");
-  orv_node_t nodes[] = {a, x, y, z, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_utility, 0, true, false));
-  test::fill_distinct(t.get());
-  t->roles[2] = kRoleTail;
-  remove_continuous_node(t.get(), y);
-  EXPECT_EQ(test::names_of(t->nodes.c_list()), (std::vector<std::string>{"A", "X", "Z"}));
-  EXPECT_EQ(t->block_size, 5u);
-  EXPECT_EQ(t->continuous_count, 2u);
-  EXPECT_EQ(t->roles.size(), 2u);
-  EXPECT_EQ(t->roles[1], kRoleTail);
-  for (size_t i = 0; i < 2; ++i) {  // old positions: X 0, 1; Z 5, 6 (with X), 8
-    const std::vector<double> block(t->cg_data + i * 5, t->cg_data + i * 5 + 5);
-    const double base = 1000.0 * i;
-    EXPECT_EQ(block, (std::vector<double>{base, base + 1, base + 5, base + 6, base + 8}));
-  }
-  remove_continuous_node(t.get(), y);  // gone already: ignored
-  remove_continuous_node(t.get(), a);  // discrete: ignored
-  remove_continuous_node(t.get(), x);
-  remove_continuous_node(t.get(), z);
-  EXPECT_EQ(t->block_size, 0u);
-  EXPECT_EQ(t->cg_data, nullptr);
-  EXPECT_EQ(orv_table_get_cg_size(t.get()), 0u);
-  EXPECT_EQ(t->size, 2u);
-}
-
-TEST(TableClones, DiscreteAndContinuousParts) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
-  set_state_count(a, 3);
-  orv_node_t nodes[] = {a, x, y, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, true));
-  test::fill_distinct(t.get());
-  t->roles[0] = kRoleHead, t->roles[1] = kRoleTail;
-
-  Owned<orv_table_s> discrete(_orv_discrete_clone_table(t.get()));
-  EXPECT_EQ(test::names_of(discrete->nodes.c_list()), (std::vector<std::string>{"A"}));
-  EXPECT_EQ(discrete->number, 0u);
-  EXPECT_EQ(test::snapshot(discrete.get()).data, test::snapshot(t.get()).data);
-  EXPECT_EQ(discrete->cg_data, nullptr);
-
-  Owned<orv_table_s> block(_orv_c_clone_table(t.get(), 2));
-  EXPECT_EQ(test::names_of(block->nodes.c_list()), (std::vector<std::string>{"X", "Y"}));
-  EXPECT_EQ(block->size, 1u);
-  EXPECT_EQ(block->data[0], 3.0);
-  for (size_t q = 0; q < 5; ++q) EXPECT_EQ(block->cg_data[q], 2000.0 + q);
-  EXPECT_EQ(block->roles[1], kRoleTail);
-
-  Owned<orv_table_s> copy(_orv_clone_table(t.get(), false));
-  EXPECT_EQ(test::snapshot(copy.get()), test::snapshot(t.get()));
-  _orv_free_table(t.release());
-  EXPECT_EQ(d->table_count, 0u);
 }
 
 TEST(TableDelete, FreesLooseAndLearningTablesButKeepsNodeTables) {
