@@ -184,25 +184,41 @@ Vector<EliminatedClique> eliminate_greedily(const Fragment &g, orv_triangulation
   const bool weighted = method == orv_tm_clique_weight || method == orv_tm_fill_in_weight;
   const bool clique_first = method == orv_tm_clique_size || method == orv_tm_clique_weight;
   Eliminator run(g, weighted, true, log);
-  auto better = [&run, clique_first](Vertex a, Vertex b) {
-    if (run.fill(b) == 0) return false;
-    if (run.fill(a) == 0) return true;
+  // The heap orders by a copy of the scores: one elimination changes the
+  // scores of many vertices at once, and sifting one of them against the new
+  // scores of others not yet sifted can leave a vertex above a better one.
+  // Each copy is refreshed just before its own vertex is sifted.
+  struct Key {
+    std::int64_t fill;
+    double clique;
+  };
+  Vector<Key> key(g.size());
+  auto better = [&key, clique_first](Vertex a, Vertex b) {
+    const Key &x = key[a], &y = key[b];
+    if (y.fill == 0) return false;
+    if (x.fill == 0) return true;
     if (clique_first) {
-      if (run.clique(a) != run.clique(b)) return run.clique(a) < run.clique(b);
-      return run.fill(a) < run.fill(b);
+      if (x.clique != y.clique) return x.clique < y.clique;
+      return x.fill < y.fill;
     }
-    if (run.fill(a) != run.fill(b)) return run.fill(a) < run.fill(b);
-    return run.clique(a) < run.clique(b);
+    if (x.fill != y.fill) return x.fill < y.fill;
+    return x.clique < y.clique;
   };
   VertexHeap<decltype(better)> heap(g.size(), better);
-  for (Vertex v = 0; v < g.size(); ++v) heap.push(v);
+  for (Vertex v = 0; v < g.size(); ++v) {
+    key[v] = {run.fill(v), run.clique(v)};
+    heap.push(v);
+  }
 
   Vector<EliminatedClique> records;
   records.reserve(g.size());
   Vector<unsigned char> absorbed;
   absorbed.reserve(g.size());
   auto settle = [&] {
-    for (Vertex t : run.touched()) heap.update(t);
+    for (Vertex t : run.touched()) {
+      key[t] = {run.fill(t), run.clique(t)};
+      heap.update(t);
+    }
     run.clear_touched();
   };
   while (!heap.empty()) {

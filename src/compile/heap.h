@@ -47,7 +47,8 @@ class VertexHeap {
     update(last);
   }
 
-  // Restores the order after v's scores changed.
+  // Restores the order after v's scores changed. Only v's may have changed
+  // since the last sift: change and update one vertex at a time.
   void update(Vertex v) {
     if (!contains(v)) return;
     sift_down(sift_up(position_[v]));

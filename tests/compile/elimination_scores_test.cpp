@@ -58,7 +58,8 @@ std::optional<EdgeSet> naive_elimination(orv_triangulation_method_t method, cons
 }
 
 TEST(EliminationScores, IncrementalUpdatesChooseAsFullRecomputation) {
-  for (orv_triangulation_method_t method : {orv_tm_clique_size, orv_tm_fill_in_size, orv_tm_fill_in_weight}) {
+  for (orv_triangulation_method_t method :
+       {orv_tm_clique_size, orv_tm_clique_weight, orv_tm_fill_in_size, orv_tm_fill_in_weight}) {
     std::mt19937 random(5);
     int compared = 0;
     for (int trial = 0; trial < 400; ++trial) {

@@ -131,17 +131,6 @@ TEST(JunctionForest, StrongRootAndWaysInCgNetworks) {
   EXPECT_EQ(x->assigned_clique->table->nodes.contains(b), true);
 }
 
-TEST(JunctionForest, MissingVertexOrForeignMemberIsImpossible) {
-  auto d = new_domain();
-  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
-  orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
-  EXPECT_EQ(build_forest(d.get(), {{a}}), orv_error_error);
-  EXPECT_EQ(orv_domain_get_first_clique(d.get()), nullptr);
-  EXPECT_EQ(a->junction_tree, nullptr);
-  EXPECT_EQ(build_forest(d.get(), {{a, u}, {b}}), orv_error_error);
-  EXPECT_EQ(build_forest(d.get(), {{a}, {b}}), orv_error_none);
-}
-
 TEST(JunctionForest, AccessorsRefuseBadHandles) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2);
