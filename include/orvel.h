@@ -1237,6 +1237,127 @@ ORV_API orv_node_t *orv_node_get_requisite_parents(orv_node_t node);
 ORV_API orv_node_t *orv_node_get_requisite_ancestors(orv_node_t node);
 
 
+/* ======================================================================
+ * Classes and class collections
+ * ====================================================================== */
+/* Called by orv_net_parse_classes when an instance names a class that is not
+ * in the collection; it may add the class (e.g. by parsing "<name>.net"). */
+typedef void (*orv_class_loader_t)(const char *name, orv_class_collection_t cc, void *data);
+
+/* A new empty collection; the caller deletes it with orv_cc_delete.
+ * Errors: no_memory. */
+ORV_API orv_class_collection_t orv_new_class_collection(void);
+/* Deletes every member class and the collection. Errors: usage. */
+ORV_API orv_status_t orv_cc_delete(orv_class_collection_t cc);
+/* A new empty class named "Class<k>" (the first free k), owned by the
+ * collection. Errors: usage, no_memory. */
+ORV_API orv_class_t orv_cc_new_class(orv_class_collection_t cc);
+/* The members, NULL-terminated, in creation order; owned by the collection,
+ * valid until a class is added or deleted. Errors: usage, no_memory. */
+ORV_API orv_class_t *orv_cc_get_members(orv_class_collection_t cc);
+/* The member with that name, or NULL (error 0 when absent). Errors: usage. */
+ORV_API orv_class_t orv_cc_get_class_by_name(orv_class_collection_t cc, const char *name);
+/* Turns a domain into a new class of the collection: its nodes, links,
+ * tables, attributes and node size move over and the domain is deleted.
+ * Returns the class. Errors: usage (instances, junction forest aside: a domain
+ * with CG evidence is fine), invalid_name (dotted node names), no_memory (the
+ * domain is left as it was). */
+ORV_API orv_class_t orv_cc_add_domain(orv_class_collection_t cc, orv_domain_t domain);
+/* Moves every class of other into cc, leaving other empty.
+ * Errors: usage (same collection), twice (a name in both; nothing moves),
+ * no_memory. */
+ORV_API orv_status_t orv_cc_add_classes(orv_class_collection_t cc, orv_class_collection_t other);
+ORV_API orv_status_t orv_cc_set_user_data(orv_class_collection_t cc, void *data);
+ORV_API void *orv_cc_get_user_data(orv_class_collection_t cc);
+
+/* Deletes a class. Errors: usage (instances of it exist). */
+ORV_API orv_status_t orv_class_delete(orv_class_t class_);
+/* Names follow the node name rule without dots and are unique in the
+ * collection. Errors: usage, invalid_name, twice, no_memory. */
+ORV_API orv_status_t orv_class_set_name(orv_class_t class_, const char *name);
+ORV_API const char *orv_class_get_name(orv_class_t class_);
+ORV_API orv_class_collection_t orv_class_get_class_collection(orv_class_t class_);
+ORV_API orv_status_t orv_class_set_user_data(orv_class_t class_, void *data);
+ORV_API void *orv_class_get_user_data(orv_class_t class_);
+/* The domain operations on the nodes, layout and attributes of a class. */
+ORV_API orv_node_t orv_class_new_node(orv_class_t class_, orv_category_t category, orv_kind_t kind);
+ORV_API orv_node_t orv_class_get_first_node(orv_class_t class_);
+ORV_API orv_node_t orv_class_get_node_by_name(orv_class_t class_, const char *name);
+ORV_API orv_status_t orv_class_set_node_size(orv_class_t class_, size_t width, size_t height);
+ORV_API orv_status_t orv_class_get_node_size(orv_class_t class_, size_t *width, size_t *height);
+ORV_API orv_status_t orv_class_set_log_file(orv_class_t class_, FILE *log_file);
+ORV_API orv_status_t orv_class_set_attribute(orv_class_t class_, const char *key, const char *value);
+ORV_API const char *orv_class_get_attribute(orv_class_t class_, const char *key);
+ORV_API orv_attribute_t orv_class_get_first_attribute(orv_class_t class_);
+
+/* A new instance node of `instantiated` in class_, with one output clone per
+ * output of that class. Errors: usage (other collection),
+ * cyclic_instance_hierarchy, no_memory. */
+ORV_API orv_node_t orv_class_new_instance(orv_class_t class_, orv_class_t instantiated);
+/* The class an instance node instantiates. Errors: usage. */
+ORV_API orv_class_t orv_node_get_instance_class(orv_node_t instance);
+/* The instance nodes (in any class) of this class; owned by the class. */
+ORV_API orv_node_t *orv_class_get_instances(orv_class_t class_);
+/* Input and output declarations: a node of a class that is not an instance
+ * node or output clone, not already declared the other way; inputs have no
+ * parents. Removing an input unbinds it everywhere; removing an output
+ * deletes its clones in every instance. Errors: usage, no_memory. */
+ORV_API orv_status_t orv_node_add_to_inputs(orv_node_t node);
+ORV_API orv_status_t orv_node_remove_from_inputs(orv_node_t node);
+ORV_API orv_status_t orv_node_add_to_outputs(orv_node_t node);
+ORV_API orv_status_t orv_node_remove_from_outputs(orv_node_t node);
+/* Declared inputs and outputs in declaration order; owned by the class. */
+ORV_API orv_node_t *orv_class_get_inputs(orv_class_t class_);
+ORV_API orv_node_t *orv_class_get_outputs(orv_class_t class_);
+/* Binds input `formal` of the instance's class to `actual`, a node of the
+ * instance's home class of the same category and kind (states are checked by
+ * unfolding). Errors: usage, no_memory. */
+ORV_API orv_status_t orv_node_set_input(orv_node_t instance, orv_node_t formal, orv_node_t actual);
+ORV_API orv_status_t orv_node_unset_input(orv_node_t instance, orv_node_t formal);
+/* The actual node bound to formal, or NULL (error 0) when unbound. */
+ORV_API orv_node_t orv_node_get_input(orv_node_t instance, orv_node_t formal);
+/* The output clone of `output` in this instance. Errors: usage. */
+ORV_API orv_node_t orv_node_get_output(orv_node_t instance, orv_node_t output);
+/* All output clones of the instance, in the order of the class's outputs. */
+ORV_API orv_node_t *orv_node_get_outputs(orv_node_t instance);
+/* The master output node and the instance node of an output clone. */
+ORV_API orv_node_t orv_node_get_master(orv_node_t clone);
+ORV_API orv_node_t orv_node_get_instance(orv_node_t clone);
+/* Replaces the instantiated class, matching inputs and outputs by name; the
+ * instance is unchanged on failure. Errors: usage, cyclic_instance_hierarchy,
+ * no_memory. */
+ORV_API orv_status_t orv_node_substitute_class(orv_node_t instance, orv_class_t new_class);
+/* Unfolds the class into a new domain (owned by the caller) whose nodes are
+ * named by their instance path ("I.J.X"). Errors: usage,
+ * cg_limids_not_supported, cyclic_functional_dependency, illegal_binding,
+ * demo, no_memory; no domain is left on failure. */
+ORV_API orv_domain_t orv_class_create_domain(orv_class_t class_);
+/* The source list of a node of an unfolded domain: the instance nodes from
+ * the top class down, then the class node; owned by the node. A node of a
+ * domain not made by unfolding has an empty list. Errors: usage. */
+ORV_API orv_node_t *orv_node_get_source(orv_node_t node);
+/* Empties the source lists of all nodes of the domain (they refer to class
+ * nodes, so release them before changing the classes). Errors: usage. */
+ORV_API orv_status_t orv_domain_delete_source_lists(orv_domain_t domain);
+
+/* Reads classes from a file or NET text into the collection; a class named
+ * by an instance but absent is asked of the loader. Messages go to handler.
+ * On failure no class of this call remains. Errors: usage, io, parse,
+ * no_memory, locale. */
+ORV_API orv_status_t orv_net_parse_classes(const char *argument, orv_class_collection_t cc,
+                                           orv_class_loader_t loader, orv_error_handler_t handler,
+                                           void *data);
+/* NET text of one class or of a collection (used classes before their
+ * users); the caller frees the text with free(). Errors: usage (a collection
+ * without classes), no_memory, locale. */
+ORV_API char *orv_class_to_net_string(orv_class_t class_);
+ORV_API char *orv_cc_to_net_string(orv_class_collection_t cc);
+/* Writes the file and records its name in the class (every class of the
+ * collection). Errors: usage, io, no_memory, locale. */
+ORV_API orv_status_t orv_class_save_as_net(orv_class_t class_, const char *file_name);
+ORV_API orv_status_t orv_cc_save_as_net(orv_class_collection_t cc, const char *file_name);
+
+
 #ifdef __cplusplus
 }
 #endif

@@ -192,18 +192,18 @@ orv_expression_s *make_composite(orv_operator_t op, orv_expression_s *const *ope
   return e.release();
 }
 
-orv_expression_s *clone_expression(const orv_expression_s *e) {
+orv_expression_s *clone_expression(const orv_expression_s *e, ExpressionNodeMap map, const void *context) {
   switch (e->op) {
     case orv_op_number: return make_number(e->number);
     case orv_op_boolean: return make_boolean(e->boolean);
     case orv_op_label: return make_label(e->label.c_str());
-    case orv_op_node: return make_node(e->node);
+    case orv_op_node: return make_node(map ? map(e->node, context) : e->node);
     default: break;
   }
   Vector<orv_expression_s *> copies;
   copies.reserve(e->operand_count());
   try {
-    for (std::size_t i = 0; i < e->operand_count(); ++i) copies.push_back(clone_expression(e->operands[i]));
+    for (std::size_t i = 0; i < e->operand_count(); ++i) copies.push_back(clone_expression(e->operands[i], map, context));
     return make_composite(e->op, copies.data(), copies.size());
   } catch (...) {
     for (orv_expression_s *c : copies) delete_expression(c);

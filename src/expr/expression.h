@@ -60,7 +60,10 @@ orv_expression_s *make_node(orv_node_s *node);
 // Operands are shared: each gains one reference when the composite is made.
 orv_expression_s *make_composite(orv_operator_t op, orv_expression_s *const *operands,
                                  std::size_t count);
-orv_expression_s *clone_expression(const orv_expression_s *e);
+// A deep copy; with a node map, node leaves refer to map(node, context).
+using ExpressionNodeMap = orv_node_s *(*)(const orv_node_s *node, const void *context);
+orv_expression_s *clone_expression(const orv_expression_s *e, ExpressionNodeMap map = nullptr,
+                                   const void *context = nullptr);
 // Frees e unless it is still an operand somewhere; operands follow by the same rule.
 void delete_expression(orv_expression_s *e) noexcept;
 

@@ -39,14 +39,7 @@ class PotentialParser {
   }
 
  private:
-  orv_node_s *lookup(const char *name) {
-    orv_node_s *n = d_->names.find(d_->first_node, d_->node_count, name);
-    if (!n) {
-      String message = format_message("node `%s' not found", name);
-      p_.syntax_error(0, message.c_str());
-    }
-    return n;
-  }
+  orv_node_s *lookup(const char *name) { return find_named_node(p_, d_, name); }
 
   void read_lists() {
     r_.expect(r_.next(), '(');
@@ -112,6 +105,8 @@ class PotentialParser {
     for (orv_node_s *n : all)
       if (n->category == orv_category_instance)
         problem("class instance node `%s' found in potential specification", node_name(n));
+    for (orv_node_s *c : children_)
+      if (c->class_node && c->instance_node) problem("output clone `%s' found in potential specification", node_name(c));
     if (rejected_) throw_rejected();
   }
 

@@ -32,36 +32,9 @@ void NetReader::parse_body() {
     if (t == kTokEnd) break;
     if (t != kTokName) p_.syntax_error(t, "unexpected token");
     const String word = take_token_text();
-    if (word == "node") {
-      parse_node(orv_category_chance, orv_kind_discrete);
-    } else if (word == "decision") {
-      parse_node(orv_category_decision, orv_kind_discrete);
-    } else if (word == "utility") {
-      parse_node(orv_category_utility, orv_kind_other);
-    } else if (word == "function") {
-      parse_node(orv_category_function, orv_kind_other);
-    } else if (word == "potential") {
-      parse_potential(*this, p_, d_);
-    } else if (word == "net") {
+    if (word == "net") {
       parse_net_block();
-    } else if (word == "continuous") {
-      const int k = next();
-      if (k != kTokName || std::strcmp(p_.token_text, "node") != 0)
-        p_.syntax_error(k, "keyword `node' expected");
-      parse_node(orv_category_chance, orv_kind_continuous);
-    } else if (word == "discrete") {
-      const int k = next();
-      const char *w = k == kTokName ? p_.token_text : "";
-      if (std::strcmp(w, "node") == 0) {
-        parse_node(orv_category_chance, orv_kind_discrete);
-      } else if (std::strcmp(w, "decision") == 0) {
-        parse_node(orv_category_decision, orv_kind_discrete);
-      } else if (std::strcmp(w, "function") == 0) {
-        parse_node(orv_category_function, orv_kind_discrete);
-      } else {
-        p_.syntax_error(k, "keyword `node', `decision', or `function' expected");
-      }
-    } else {
+    } else if (!parse_declaration(word)) {
       String message = format_message("unknown object type: %s", word.c_str());
       p_.syntax_error(t, message.c_str());
     }
@@ -69,29 +42,62 @@ void NetReader::parse_body() {
   handle_incomplete_tables();
 }
 
-void NetReader::queue_attribute(const String &key) {
+bool NetReader::parse_declaration(const String &word) {
+  if (word == "node") {
+    parse_node(orv_category_chance, orv_kind_discrete);
+  } else if (word == "decision") {
+    parse_node(orv_category_decision, orv_kind_discrete);
+  } else if (word == "utility") {
+    parse_node(orv_category_utility, orv_kind_other);
+  } else if (word == "function") {
+    parse_node(orv_category_function, orv_kind_other);
+  } else if (word == "potential") {
+    parse_potential(*this, p_, d_);
+  } else if (word == "continuous") {
+    const int k = next();
+    if (k != kTokName || std::strcmp(p_.token_text, "node") != 0) p_.syntax_error(k, "keyword `node' expected");
+    parse_node(orv_category_chance, orv_kind_continuous);
+  } else if (word == "discrete") {
+    const int k = next();
+    const char *w = k == kTokName ? p_.token_text : "";
+    if (std::strcmp(w, "node") == 0) {
+      parse_node(orv_category_chance, orv_kind_discrete);
+    } else if (std::strcmp(w, "decision") == 0) {
+      parse_node(orv_category_decision, orv_kind_discrete);
+    } else if (std::strcmp(w, "function") == 0) {
+      parse_node(orv_category_function, orv_kind_discrete);
+    } else {
+      p_.syntax_error(k, "keyword `node', `decision', or `function' expected");
+    }
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void NetReader::queue_attribute(const String &key, AttributeQueue &queue) {
   const int t = next();
   if (t != kTokString) p_.syntax_error(t, "value of a user-defined attribute must be a string");
   String value = take_token_text();
-  for (std::size_t i = 0; i < attribute_keys_.size(); ++i) {
-    if (attribute_keys_[i] == key) {
-      attribute_values_[i].swap(value);
+  for (std::size_t i = 0; i < queue.keys.size(); ++i) {
+    if (queue.keys[i] == key) {
+      queue.values[i].swap(value);
       return;
     }
   }
-  attribute_keys_.push_back(key);
-  attribute_values_.push_back(std::move(value));
+  queue.keys.push_back(key);
+  queue.values.push_back(std::move(value));
 }
 
 // Applies the queued attributes; each new key goes to the head of the list,
 // so they are set in reverse to keep file order.
-void NetReader::flush_attributes(orv_node_s *n) {
-  for (std::size_t i = attribute_keys_.size(); i-- > 0;) {
-    const char *key = attribute_keys_[i].c_str(), *value = attribute_values_[i].c_str();
+void NetReader::flush_attributes(orv_node_s *n, AttributeQueue &queue) {
+  for (std::size_t i = queue.keys.size(); i-- > 0;) {
+    const char *key = queue.keys[i].c_str(), *value = queue.values[i].c_str();
     call(n ? orv_node_set_attribute(n, key, value) : orv_domain_set_attribute(d_, key, value));
   }
-  attribute_keys_.clear();
-  attribute_values_.clear();
+  queue.keys.clear();
+  queue.values.clear();
 }
 
 void NetReader::parse_net_block() {
@@ -102,25 +108,29 @@ void NetReader::parse_net_block() {
     if (t != kTokName) p_.syntax_error(t, "`}' or an attribute name expected");
     const String key = take_token_text();
     expect(next(), '=');
-    if (key == "node_size") {
-      expect(next(), '(');
-      double size[2];
-      for (double &v : size) {
-        if (next() != kTokNumber) p_.syntax_error(kTokError, "number expected");
-        v = p_.number;
-        if (v < 0) {
-          p_.report("<number> must be nonnegative");
-          v = 0;
-        }
-      }
-      expect(next(), ')');
-      call(orv_domain_set_node_size(d_, rounded_size(size[0]), rounded_size(size[1])));
-    } else {
-      queue_attribute(key);
-    }
+    parse_block_attribute(key, attributes_);
     expect(next(), ';');
   }
-  flush_attributes(nullptr);
+  flush_attributes(nullptr, attributes_);
+}
+
+void NetReader::parse_block_attribute(const String &key, AttributeQueue &queue) {
+  if (key != "node_size") {
+    queue_attribute(key, queue);
+    return;
+  }
+  expect(next(), '(');
+  double size[2];
+  for (double &v : size) {
+    if (next() != kTokNumber) p_.syntax_error(kTokError, "number expected");
+    v = p_.number;
+    if (v < 0) {
+      p_.report("<number> must be nonnegative");
+      v = 0;
+    }
+  }
+  expect(next(), ')');
+  call(orv_domain_set_node_size(d_, rounded_size(size[0]), rounded_size(size[1])));
 }
 
 double NetReader::read_signed_number(const char *message) {
@@ -259,7 +269,7 @@ void NetReader::parse_node(orv_category_t category, orv_kind_t kind) {
     } else if (field == "state_values") {
       parse_state_values(n, subtype, have_states, have_values);
     } else {
-      queue_attribute(field);
+      queue_attribute(field, attributes_);
     }
     expect(next(), ';');
   }
@@ -270,7 +280,7 @@ void NetReader::parse_node(orv_category_t category, orv_kind_t kind) {
       n->subtype = subtype;
     }
   }
-  flush_attributes(n);
+  flush_attributes(n, attributes_);
 }
 
 void NetReader::handle_incomplete_tables() {

@@ -11,6 +11,12 @@
 
 namespace orv {
 
+// User attributes of a block, applied at its end in file order.
+struct AttributeQueue {
+  Vector<String> keys;
+  Vector<String> values;
+};
+
 class NetReader {
  public:
   NetReader(ParseData &p, orv_domain_s *d) : p_(p), d_(d) { p_.domain = d; }
@@ -36,20 +42,29 @@ class NetReader {
   orv_subtype_t parse_subtype(orv_node_s *n, orv_subtype_t current);
   void parse_position(orv_node_s *n);
   double read_signed_number(const char *message);
+  // A node or potential declaration introduced by word; false for any
+  // other word.
+  bool parse_declaration(const String &word);
+  // The value after "=" of a block attribute: node_size, or a user attribute.
+  void parse_block_attribute(const String &key, AttributeQueue &queue);
   // Reads `"value"` after "=" of a user-defined attribute and queues it.
-  void queue_attribute(const String &key);
-  void flush_attributes(orv_node_s *n);
+  void queue_attribute(const String &key, AttributeQueue &queue);
+  // Sets the queued attributes on the node (the domain or class when null).
+  void flush_attributes(orv_node_s *n, AttributeQueue &queue);
 
   void handle_incomplete_tables();
 
   ParseData &p_;
   orv_domain_s *d_;
-  // User attributes of the current block, applied at its end in file order.
-  Vector<String> attribute_keys_;
-  Vector<String> attribute_values_;
+  AttributeQueue attributes_;  // of the node being read
   // Tables that received data.
   Vector<orv_table_s *> filled_tables;
 };
+
+// The node a potential or binding names: in a domain the whole name; in a
+// class a plain name, or "I.N" for the output clone of N in instance I.
+// Reports and aborts when there is none.
+orv_node_s *find_named_node(ParseData &p, orv_domain_s *d, const char *name);
 
 // Parses the potential declaration after the keyword "potential".
 void parse_potential(NetReader &reader, ParseData &p, orv_domain_s *d);

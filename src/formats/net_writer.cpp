@@ -7,6 +7,7 @@
 #include "model/chain_blocks.h"
 #include "model/node.h"
 #include "model/node_ops.h"
+#include "oobn/class.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -29,18 +30,82 @@ class NetWriter {
     write_nodes_and_potentials();
   }
 
+  void write_class() {
+    orv_class_s *c = as_class(d_);
+    out_.put("class ");
+    out_.put(c->name.c_str());
+    out_.put("\n{\n");
+    name_list("inputs", c->inputs);
+    name_list("outputs", c->outputs);
+    out_.format("    node_size = (%zu %zu);\n", d_->node_width, d_->node_height);
+    for (orv_attribute_t a = orv_domain_get_first_attribute(d_); a; a = orv_attribute_get_next(a))
+      attribute("    ", a);
+    write_nodes_and_potentials();
+    out_.put("} % class ");
+    out_.put(c->name.c_str());
+    out_.put("\n");
+  }
+
  private:
   void write_nodes_and_potentials() {
     for (orv_node_s *n = d_->first_node; n; n = n->next) {
-      if (n->temporal_clone || n->category == orv_category_instance) continue;
+      if (n->temporal_clone || is_output_clone(n)) continue;
       node_block(n, false);
       if (n->temporal_link) node_block(n->temporal_link, true);
     }
     for (orv_node_s *n = d_->first_node; n; n = n->next) {
-      if (n->category == orv_category_instance) continue;
+      if (n->category == orv_category_instance || is_output_clone(n)) continue;
       potential(n);
     }
     chain_potentials();
+  }
+
+  void name_list(const char *word, NodeList &nodes) {
+    out_.format("    %s = (", word);
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      if (i > 0) out_.put(" ");
+      out_.put(node_name(nodes[i]));
+    }
+    out_.put(");\n");
+  }
+
+  // An output clone is written when something refers to it: it has a name
+  // or children, or it is bound to an input of some instance.
+  bool clone_needed(orv_node_s *k) const {
+    if (!k->name.empty() || !k->children.empty()) return true;
+    for (orv_node_s *n = d_->first_node; n; n = n->next)
+      for (orv_node_s *b : n->input_bindings)
+        if (b == k) return true;
+    return false;
+  }
+
+  void instance_header(orv_node_s *n) {
+    orv_class_s *k = n->instance_class;
+    out_.put("instance ");
+    out_.put(node_name(n));
+    out_.put(" : ");
+    out_.put(k->name.c_str());
+    out_.put(" (");
+    bool first = true;
+    for (std::size_t i = 0; i < k->inputs.size(); ++i) {
+      orv_node_s *actual = binding(n, i);
+      if (!actual) continue;
+      if (!first) out_.put(", ");
+      first = false;
+      out_.put(node_name(k->inputs[i]));
+      out_.put(" = ");
+      out_.put(node_name(actual));
+    }
+    first = true;
+    for (orv_node_s *clone : n->output_clones) {
+      if (!clone_needed(clone)) continue;
+      out_.put(first ? "; " : ", ");
+      first = false;
+      out_.put(node_name(clone));
+      out_.put(" = ");
+      out_.put(node_name(clone->class_node));
+    }
+    out_.put(")");
   }
 
   // Number of trailing nodes of a chain potential that are its children:
@@ -92,6 +157,10 @@ class NetWriter {
   }
 
   void node_header(orv_node_s *n, bool temporal) {
+    if (n->category == orv_category_instance) {
+      instance_header(n);
+      return;
+    }
     if (temporal) {
       out_.put("temporal ");
       out_.put(node_name(n));
@@ -274,5 +343,7 @@ class NetWriter {
 }  // namespace
 
 void write_domain_net(NetOutput &out, orv_domain_s *d) { NetWriter(out, d, kDomainLayout).write_domain(); }
+
+void write_class_net(NetOutput &out, orv_domain_s *c) { NetWriter(out, c, kClassLayout).write_class(); }
 
 }  // namespace orv

@@ -22,6 +22,9 @@ extern const NetLayout kClassLayout;
 // Writes the whole domain. Throws Failure or bad_alloc; run under the C locale.
 void write_domain_net(NetOutput &out, orv_domain_s *d);
 
+// Writes one class ("class NAME { ... } % class NAME").
+void write_class_net(NetOutput &out, orv_domain_s *c);
+
 // Writes a domain into a file (recording the file name in the domain on
 // success) or into new text, with the given writer, under the C locale.
 // `exact` writes numbers with 17 significant digits.

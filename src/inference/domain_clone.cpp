@@ -10,6 +10,7 @@
 #include "inference/propagation.h"
 #include "model/attributes.h"
 #include "model/chain_blocks.h"
+#include "model/node_ops.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -62,14 +63,7 @@ class DomainCopy {
       orv_node_s *c = _orv_domain_new_node(to_.get(), n->category, n->kind, n->subtype, false);
       copies_[n->number - 1] = c;
       c->name = n->name;
-      c->label = n->label;
-      c->x = n->x;
-      c->y = n->y;
-      c->state_count = n->state_count;
-      c->state_labels = n->state_labels;
-      c->state_values = n->state_values;
-      c->table_valid = n->table_valid;
-      c->attributes = copy_attribute_list(n->attributes);
+      copy_node_description(c, n);
     }
     to_->initial_triangulation = mapped(from_->initial_triangulation);
   }
@@ -112,23 +106,10 @@ class DomainCopy {
   }
 
   orv_expression_s *copy_expression(const orv_expression_s *e) const {
-    switch (e->op) {
-      case orv_op_number: return make_number(e->number);
-      case orv_op_boolean: return make_boolean(e->boolean);
-      case orv_op_label: return make_label(e->label.c_str());
-      case orv_op_node: return make_node(counterpart(e->node));
-      default: break;
-    }
-    Vector<OwnedExpression> operands;
-    Vector<orv_expression_s *> raw;
-    operands.reserve(e->operand_count());  // so that no copy is lost to a failed append
-    raw.reserve(e->operand_count());
-    for (std::size_t i = 0; i < e->operand_count(); ++i) {
-      operands.emplace_back(copy_expression(e->operands[i]));
-      raw.push_back(operands.back().get());
-    }
-    // The operands gain their reference here; the owning handles then let go.
-    return make_composite(e->op, raw.data(), raw.size());
+    const auto map = [](const orv_node_s *n, const void *self) {
+      return static_cast<const DomainCopy *>(self)->counterpart(n);
+    };
+    return clone_expression(e, map, this);
   }
 
   void copy_chain_blocks() {

@@ -38,7 +38,8 @@ void check_parent_kind(const orv_node_s *child, const orv_node_s *parent) {
 
 void check_new_link(orv_node_s *child, orv_node_s *parent) {
   if (child->owner != parent->owner || child->class_node || child->parents.contains(parent) ||
-      child->category == orv_category_instance || parent->category == orv_category_instance)
+      child->category == orv_category_instance || parent->category == orv_category_instance ||
+      is_class_input(child))
     fail(orv_error_usage);
   check_parent_kind(child, parent);
   if (_orv_path_exists(child, parent)) fail(orv_error_cyclic_network);

@@ -12,6 +12,8 @@
 #include "orvel.h"
 #include "runtime/allocate.h"
 
+struct orv_class_s;
+
 namespace orv {
 struct NodeResults;
 }
@@ -58,6 +60,15 @@ struct orv_node_s : orv::Tagged {
   orv_node_s *instance_node = nullptr;  // the instance it was copied for
   bool temporal_clone = false;
   orv_node_s *temporal_link = nullptr;
+  // An output clone has class_node = its master and instance_node = its
+  // instance. An instance node has its class, its output clones in the order
+  // of the class's outputs, and its input bindings indexed like the class's
+  // inputs (null = unbound; shorter than the input list means unbound).
+  orv_class_s *instance_class = nullptr;
+  orv::NodeList output_clones;
+  orv::Vector<orv_node_s *> input_bindings;
+  // A node of an unfolded domain: [instance at depth 0, ..., class node].
+  orv::NodeList source;
 
   void *user_data = nullptr;
   orv_attribute_s *attributes = nullptr;  // owned list, newest key first
@@ -102,6 +113,15 @@ struct orv_node_s : orv::Tagged {
 namespace orv {
 
 bool is_node(const orv_node_s *n);
+
+// Class structure around a node of a class, kept by the class layer: whether
+// it is a declared input, and the unlinking done before such a node is
+// deleted (declarations, bindings, output clones, instance lists).
+bool is_class_input(const orv_node_s *node) noexcept;
+// Appends the output clones of node in every instance of its class (none
+// unless node is a declared output). Throws bad_alloc.
+void append_output_clones(orv_node_s *node, Vector<orv_node_s *> &nodes);
+void detach_class_structure(orv_node_s *node);
 
 // Creation shared with parsers and class unfolding. Throws Failure.
 orv_node_s *_orv_domain_new_node(orv_domain_s *d, orv_category_t category, orv_kind_t kind,

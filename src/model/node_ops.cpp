@@ -74,6 +74,17 @@ class CaseCopy {
 
 }  // namespace
 
+void copy_node_description(orv_node_s *to, const orv_node_s *from) {
+  to->label = from->label;
+  to->x = from->x;
+  to->y = from->y;
+  to->state_count = from->state_count;
+  to->state_labels = from->state_labels;
+  to->state_values = from->state_values;
+  to->table_valid = from->table_valid;
+  to->attributes = copy_attribute_list(from->attributes);
+}
+
 orv_node_s *clone_node(orv_node_s *node) {
   orv_domain_s *d = node->owner;
   Owned<orv_node_s> clone(make<orv_node_s>(d, node->category, node->kind));
@@ -113,6 +124,7 @@ orv_node_s *clone_node(orv_node_s *node) {
 
 void delete_node(orv_node_s *node) {
   orv_domain_s *d = node->owner;
+  if (d->is_class()) detach_class_structure(node);
   // Children lose the node's dimension (keeping state 0) like any removed parent.
   while (!node->parents.empty()) eliminate_parent(node, node->parents[0], 0);
   while (!node->children.empty()) eliminate_parent(node->children[0], node, 0);

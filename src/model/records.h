@@ -10,6 +10,7 @@ enum class Tag : std::uint32_t {
   dead = 0,
   domain = 0x4f44304du,  // the same record head serves classes
   class_record = 0x4f43304du,
+  class_collection = 0x4f4b304du,
   node = 0x4f4e304du,
   table = 0x4f54304du,
   clique = 0x4f51304du,

@@ -7,6 +7,8 @@
 namespace orv {
 
 const char *state_label(const orv_node_s *node, std::size_t state) {
+  // An output clone shows its master's labels, which may have changed since.
+  while (node->class_node && node->instance_node) node = node->class_node;
   if (state < node->state_labels.size() && node->state_labels[state]) return node->state_labels[state]->c_str();
   if (node->subtype == orv_subtype_boolean) return state == 0 ? "false" : "true";
   return "";

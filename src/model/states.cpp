@@ -68,27 +68,42 @@ void set_number_of_states(orv_node_s *node, std::size_t count) {
   const std::size_t old_count = node->state_count;
   if (count == old_count) return;
 
+  // The node's output clones in class instances change with it.
+  Vector<orv_node_s *> group{node};
+  append_output_clones(node, group);
+
   // Build everything first: the new label and value arrays and every table.
-  Vector<std::optional<String>> labels = resized_labels(node, count);
-  Vector<double> values = resized_values(node, count);
-  const Vector<orv_table_s *> tables = tables_with_node(node);
+  Vector<Vector<std::optional<String>>> labels;
+  Vector<Vector<double>> values;
+  Vector<orv_table_s *> tables;
   Vector<PendingTable> pending;
-  pending.reserve(tables.size());
-  for (orv_table_s *t : tables) pending.push_back(prepare_state_count(t, node, count));
+  for (orv_node_s *m : group) {
+    labels.push_back(resized_labels(m, count));
+    values.push_back(resized_values(m, count));
+    for (orv_table_s *t : tables_with_node(m)) {
+      pending.push_back(prepare_state_count(t, m, count));
+      tables.push_back(t);
+    }
+  }
 
   // Commit: nothing below can fail.
   for (PendingTable &p : pending) p.commit();
-  node->state_labels.swap(labels);
-  node->state_values.swap(values);
-  node->state_count = count;
-  // New states got default entries: no owner's table is known to be a
-  // normalised conditional distribution any more.
-  node->table_valid = false;
+  for (std::size_t i = 0; i < group.size(); ++i) {
+    orv_node_s *m = group[i];
+    m->state_labels.swap(labels[i]);
+    m->state_values.swap(values[i]);
+    m->state_count = count;
+    // New states got default entries: no owner's table is known to be a
+    // normalised conditional distribution any more.
+    m->table_valid = false;
+  }
   for (orv_table_s *t : tables)
     if (t->node) t->node->table_valid = false;
-  states_resized_hook(node, old_count);
-  mark_models_for_regeneration(node);
-  uncompile(node->owner);
+  for (orv_node_s *m : group) {
+    states_resized_hook(m, old_count);
+    mark_models_for_regeneration(m);
+    uncompile(m->owner);
+  }
 }
 
 }  // namespace orv

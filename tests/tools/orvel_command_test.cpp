@@ -229,3 +229,37 @@ TEST(OrvelData, DescribesAndDiscretizesADataFile) {
     for (const auto &part : c.parts) EXPECT_NE(outcome.output.find(part), std::string::npos) << outcome.output;
   }
 }
+
+// Class files: the classes listed by info, the class to unfold chosen with
+// --class (default the file's last class), classes loaded from "<name>.net"
+// beside the file, and parse messages with their lines.
+TEST(OrvelCommand, ClassFiles) {
+  const std::string hierarchy = std::string(ORVEL_DATA_DIR) + "/classes/hierarchy.net";
+  write_temp("Sensor.net",
+             "class Sensor {\n inputs = (In);\n outputs = (Out);\n node In { states = (\"lo\" \"hi\"); }\n"
+             " node Out { states = (\"ok\" \"bad\"); }\n potential (Out | In) { data = ((0.9 0.1) (0.2 0.8)); }\n}\n");
+  const std::string plant = write_temp(
+      "plant.net", "% a plant with one sensor\nclass Plant {\n node T { states = (\"lo\" \"hi\"); }\n"
+                   " instance S : Sensor (In = T) {}\n potential (T) { data = (0.5 0.5); }\n}\n");
+  const std::string broken = write_temp("broken_class.net", "class A {\n node X {}\n instance I : Gone () {}\n}\n");
+  const struct {
+    std::string arguments;
+    int status;
+    std::vector<std::string> parts;
+  } cases[] = {
+      {"info " + hierarchy + " --no-compile", 0,
+       {"class Leaf\n  inputs: U\n  outputs: Y\n  instances: B1 : Base\n", "instances: L1 : Leaf, L2 : Leaf",
+        "unfolded class Top", "nodes: 19 (chance 19", "M1.L1.B1.Q  chance"}},
+      // P(Z = z0 | L1.Y = y1) = 0.4286 * 0.2 + 0.5714 * 0.1, worked out by hand.
+      {"query " + hierarchy + " --class Mid -n Z -e L1.Y=y1", 0, {"z0     0.142860"}},
+      {"query " + hierarchy + " --class Nope", 2, {"no class named 'Nope'"}},
+      // 0.5 * 0.1 + 0.5 * 0.8 = 0.45 for S.Out = bad.
+      {"query " + plant + " -n S.Out", 0, {"bad    0.450000"}},
+      {"info " + broken, 1, {"broken_class.net:3: loading class `Gone' failed"}},
+  };
+  for (const auto &c : cases) {
+    const Outcome out = orvel(c.arguments);
+    EXPECT_EQ(out.status, c.status) << c.arguments << "\n" << out.output;
+    for (const auto &part : c.parts) EXPECT_NE(out.output.find(part), std::string::npos) << c.arguments << "\n" << out.output;
+  }
+}

@@ -57,10 +57,13 @@ std::pair<std::string, std::string> split_assignment(const std::string &text, co
 enum class Format { net, bif, xmlbif, uai };
 Format format_of(const std::string &path);
 
-// A domain read from a network file (format by extension), deleted on scope exit.
+// A domain read from a network file (format by extension), deleted on scope
+// exit. A NET file of classes (or any NET file when a class is named) is read
+// as a class collection, with missing classes loaded from "<name>.net" next to
+// it, and the named class (default: the last class of the file) is unfolded.
 class Network {
  public:
-  explicit Network(const std::string &path);
+  explicit Network(const std::string &path, const std::optional<std::string> &class_name = std::nullopt);
   ~Network();
   Network(const Network &) = delete;
   Network &operator=(const Network &) = delete;
@@ -70,11 +73,21 @@ class Network {
   orv_node_t node(const std::string &name) const;
   // Nodes in file order.
   std::vector<orv_node_t> nodes() const;
+  // For a class file: the collection (null otherwise) and the unfolded class.
+  orv_class_collection_t classes() const { return classes_; }
+  orv_class_t unfolded_class() const { return unfolded_; }
 
  private:
+  void load_classes(const std::optional<std::string> &class_name, orv_error_handler_t handler, void *messages);
+
   std::string path_;
   orv_domain_t domain_ = nullptr;
+  orv_class_collection_t classes_ = nullptr;
+  orv_class_t unfolded_ = nullptr;
 };
+
+// Whether a file's first word (after white space and % comments) is "class".
+bool is_class_file(const std::string &path);
 
 // Index of a state by label; usage error naming the node when absent.
 std::size_t state_index(orv_node_t node, const std::string &label);

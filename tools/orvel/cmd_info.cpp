@@ -8,12 +8,36 @@ namespace cli {
 namespace {
 
 constexpr const char *kHelp =
-    "usage: orvel info NET [--no-compile] [--method METHOD]\n"
+    "usage: orvel info NET [--no-compile] [--method METHOD] [--class NAME]\n"
     "Lists the nodes by category and kind with their states and parents, then compiles the\n"
     "network and lists its cliques, junction trees and total table size. With --method the\n"
     "network is only triangulated by METHOD (no tables are allocated), so the sizes of a large\n"
     "network can be seen without compiling it.\n"
+    "For a file of classes, the classes with their inputs, outputs and instances come first,\n"
+    "then the unfolded class NAME (default: the last class of the file).\n"
     "METHOD: " METHOD_NAMES "\n";
+
+std::string list_names(orv_node_t *nodes) {
+  std::string text;
+  for (orv_node_t *n = nodes; n && *n; ++n) text += std::string(text.empty() ? "" : ", ") + orv_node_get_name(*n);
+  return text.empty() ? "-" : text;
+}
+
+void print_classes(const Network &net) {
+  std::printf("classes in %s\n", net.path().c_str());
+  for (orv_class_t *c = orv_cc_get_members(net.classes()); c && *c; ++c) {
+    std::printf("class %s\n", orv_class_get_name(*c));
+    std::printf("  inputs: %s\n", list_names(orv_class_get_inputs(*c)).c_str());
+    std::printf("  outputs: %s\n", list_names(orv_class_get_outputs(*c)).c_str());
+    std::string instances;
+    for (orv_node_t n = orv_class_get_first_node(*c); n; n = orv_node_get_next(n))
+      if (orv_node_get_category(n) == orv_category_instance)
+        instances += std::string(instances.empty() ? "" : ", ") + orv_node_get_name(n) + " : " +
+                     orv_class_get_name(orv_node_get_instance_class(n));
+    std::printf("  instances: %s\n", instances.empty() ? "-" : instances.c_str());
+  }
+  std::printf("\nunfolded class %s\n", orv_class_get_name(net.unfolded_class()));
+}
 
 std::string parent_names(orv_node_t node) {
   std::string text;
@@ -95,6 +119,7 @@ int run_info(Args &args) {
   std::optional<std::string> path;
   bool compile = true;
   std::optional<orv_triangulation_method_t> method;
+  std::optional<std::string> class_name;
   while (!args.done()) {
     if (args.option("--help", "-h")) {
       std::fputs(kHelp, stdout);
@@ -102,6 +127,8 @@ int run_info(Args &args) {
     }
     if (args.option("--no-compile")) {
       compile = false;
+    } else if (args.option("--class")) {
+      class_name = args.value("--class");
     } else if (args.option("--method", "-m")) {
       method = method_named(args.value("--method"));
     } else if (!path) {
@@ -111,7 +138,8 @@ int run_info(Args &args) {
     }
   }
   if (!path) usage_error("a NET file is required (try --help)");
-  Network net(*path);
+  Network net(*path, class_name);
+  if (net.classes()) print_classes(net);
   print_nodes(net);
   if (compile) print_forest(net, method);
   return kExitOk;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char *kHelp =
     "usage: orvel query NET [-e NODE=STATE ...] [--likelihood NODE=v1,v2,...] [-n NODE ...]\n"
-    "                       [--max] [--compiled] [--json]\n"
+    "                       [--max] [--compiled] [--json] [--class NAME]\n"
     "Prints the beliefs of the nodes named with -n under the evidence, and P(evidence). Named\n"
     "nodes are answered by a targeted query on the part of the network that bears on them;\n"
     "without -n (or with --compiled, --max, or decision, utility or continuous nodes) the network\n"
@@ -24,7 +24,9 @@ constexpr const char *kHelp =
     "  -n, --node NODE                 report this node (repeatable; default: all nodes)\n"
     "  --max                           max-propagation: values are max-marginals\n"
     "  --compiled                      compile and propagate even when nodes are named\n"
-    "  --json                          print JSON instead of a table\n";
+    "  --json                          print JSON instead of a table\n"
+    "  --class NAME                    for a file of classes: unfold class NAME (default: the last\n"
+    "                                  class of the file); its nodes are named like I.J.X\n";
 
 struct Query {
   std::optional<std::string> path;
@@ -34,6 +36,7 @@ struct Query {
   bool max = false;
   bool compiled = false;
   bool json = false;
+  std::optional<std::string> class_name;
 };
 
 // How the beliefs were computed: by a targeted query (no conflict measure
@@ -78,6 +81,8 @@ Query parse(Args &args) {
       q.max = true;
     } else if (args.option("--compiled")) {
       q.compiled = true;
+    } else if (args.option("--class")) {
+      q.class_name = args.value("--class");
     } else if (args.option("--json")) {
       q.json = true;
     } else if (!q.path) {
@@ -268,7 +273,7 @@ bool answer_targeted(const Network &net, const Query &q, Answer &a) {
 
 int run_query(Args &args) {
   const Query q = parse(args);
-  Network net(*q.path);
+  Network net(*q.path, q.class_name);
   Answer a;
   const bool targeted = !q.report.empty() && !q.compiled && !q.max;
   if (targeted) enter_evidence(net, q);

@@ -37,7 +37,7 @@ Format format_of(const std::string &path) {
   return Format::net;
 }
 
-Network::Network(const std::string &path) : path_(path) {
+Network::Network(const std::string &path, const std::optional<std::string> &class_name) : path_(path) {
   struct stat info;
   if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) failure("cannot read '" + path + "': is a directory");
   std::FILE *probe = std::fopen(path.c_str(), "r");
@@ -52,7 +52,13 @@ Network::Network(const std::string &path) : path_(path) {
     case Format::bif: domain_ = orv_bif_parse_domain(path.c_str(), collect_message, &messages); break;
     case Format::xmlbif: domain_ = orv_xmlbif_parse_domain(path.c_str(), collect_message, &messages); break;
     case Format::uai: domain_ = orv_uai_parse_domain(path.c_str(), collect_message, &messages); break;
-    case Format::net: domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::net:
+      if (class_name || is_class_file(path)) {
+        load_classes(class_name, collect_message, &messages);
+      } else {
+        domain_ = orv_net_parse_domain(path.c_str(), collect_message, &messages);
+      }
+      break;
   }
   for (const auto &w : messages.warnings) std::fprintf(stderr, "%s\n", w.c_str());
   if (!domain_) {
@@ -68,6 +74,7 @@ Network::Network(const std::string &path) : path_(path) {
 
 Network::~Network() {
   if (domain_) orv_domain_delete(domain_);
+  if (classes_) orv_cc_delete(classes_);
 }
 
 orv_node_t Network::node(const std::string &name) const {

@@ -1,0 +1,188 @@
+// Class files: every class message with its line, nothing left behind by a
+// failed parse (also under allocation failure), the class loader, and
+// parse -> write -> parse as a fixed point with used classes written first.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "support/contract_sweep.h"
+#include "support/fault_injection.h"
+#include "support/net_compare.h"
+
+namespace orv {
+namespace {
+
+using namespace test;
+
+struct Collection {
+  Collection() : cc(orv_new_class_collection()) {}
+  ~Collection() { orv_cc_delete(cc); }
+  size_t size() const {
+    size_t n = 0;
+    for (orv_class_t *m = orv_cc_get_members(cc); *m; ++m) ++n;
+    return n;
+  }
+  orv_class_collection_t cc;
+};
+
+std::string temp_file(const std::string &name, const std::string &text) {
+  const std::string path = ::testing::TempDir() + name;
+  std::ofstream(path) << text;
+  return path;
+}
+
+std::string data_file(const char *name) { return std::string(ORVEL_DATA_DIR) + "/classes/" + name; }
+
+// A used class: input In, output Out, hidden H.
+const char *kUsed =
+    "class B {\n"
+    "  inputs = (In);\n"
+    "  outputs = (Out);\n"
+    "  node In { states = (\"a\" \"b\"); }\n"
+    "  node Out { states = (\"a\" \"b\"); }\n"
+    "  node H { states = (\"a\" \"b\"); }\n"
+    "}\n";  // 7 lines
+
+struct Case {
+  const char *body;  // after kUsed, starting on line 8
+  const char *message;
+  size_t line;
+  orv_error_t code;
+};
+
+TEST(NetClasses, EveryClassMessageWithItsLine) {
+  const Case cases[] = {
+      {"net {}\n", "expected `class' keyword", 8, orv_error_parse},
+      {"class\n{\n}\n", "class name expected", 9, orv_error_parse},
+      {"class B {}\n", "a class with name `B' already exists", 8, orv_error_twice},
+      {"class A {\n  class C {}\n}\n", "nested classes are not permitted", 9, orv_error_parse},
+      {"class A {\n 5 }\n", "unexpected token", 9, orv_error_parse},
+      {"class A {\n  instance I : Nope () {}\n}\n", "loading class `Nope' failed", 9, orv_error_parse},
+      {"class A {\n  node X {}\n  instance X : B () {}\n}\n", "a node named `X' already exists", 10, orv_error_twice},
+      {"class A {\n  instance I : A () {}\n}\n", "adding class instance `I' creates a cycle in the instance hierarchy", 9,
+       orv_error_cyclic_instance_hierarchy},
+      {"class A {\n  instance I : B (; C = Q) {}\n}\n", "class `B' does not have a node named `Q'", 9, orv_error_parse},
+      {"class A {\n  instance I : B (; C = H) {}\n}\n", "node `H' is not an output node in class `B'", 9, orv_error_parse},
+      {"class A {\n  instance I : B (= X) {}\n}\n", "name, `;', or `)' expected", 9, orv_error_parse},
+      {"class A {\n  node X {}\n  instance I : B (In = X\n X) {}\n}\n", "`,', `;', or `)' expected", 11, orv_error_parse},
+      {"class A {\n  instance I : B (;\n = ) {}\n}\n", "name or `)' expected", 10, orv_error_parse},
+      {"class A {\n  instance I : B (; C = Out Out) {}\n}\n", "`,' or `)' expected", 9, orv_error_parse},
+      {"class A {\n  instance : B () {}\n}\n", "name expected", 9, orv_error_parse},
+      {"class A {\n  node X {}\n  temporal T : X {}\n}\n", "invalid creation of a temporal clone of `X'", 10, orv_error_parse},
+      {"class A {\n  node X {}\n  potential (X | Q) {}\n}\n", "class `A' has no node named `Q'", 10, orv_error_parse},
+      {"class A {\n  node X {}\n  node Y {}\n  potential (Y | X.Q) {}\n}\n",
+       "node `X' is not an instance node in class `A'", 11, orv_error_parse},
+      {"class A {\n  node Y {}\n  instance I : B () {}\n  potential (Y | I.In) {}\n}\n",
+       "node `In' is not an output node in class `B'", 11, orv_error_parse},
+      {"class A {\n  instance I : B (; C = Out) {}\n  potential (C) {}\n}\n",
+       "output clone `C' found in potential specification", 10, orv_error_parse},
+      {"class A {\n  node X {}\n  inputs = (X);\n  inputs = (X);\n}\n", "attribute `inputs' defined twice", 11, orv_error_parse},
+      {"class A {\n  outputs = (\"X\");\n}\n", "node name or `)' expected", 9, orv_error_parse},
+      {"class A {\n  node a.b {}\n}\n", "name expected", 9, orv_error_parse},
+      {"class A {\n  node X {}\n  instance I : B (In = Z) {}\n}\n", "class `A' has no node named `Z'", 11, orv_error_parse},
+  };
+  for (const Case &c : cases) {
+    const std::string text = std::string(kUsed) + c.body;
+    const std::string path = temp_file("classes_case.net", text);
+    Collection cc;
+    Messages messages;
+    LiveBlocks live;
+    EXPECT_EQ(orv_net_parse_classes(path.c_str(), cc.cc, nullptr, Messages::handler, &messages), c.code) << text;
+    EXPECT_EQ(orv_error_code(), c.code) << text;
+    bool found = false;
+    for (const auto &[location, message] : messages.items) {
+      if (message != c.message) continue;
+      found = true;
+      EXPECT_EQ(location, c.line) << text << "\n" << message;
+    }
+    EXPECT_TRUE(found) << text << "\nwanted: " << c.message << "\ngot: " << messages.first();
+    EXPECT_EQ(live.delta(), 0) << text;
+    EXPECT_EQ(cc.size(), 0u) << "a failed parse leaves no class behind\n" << text;
+  }
+}
+
+// The loader reads "<name>.net" from a directory of its choice. It shares
+// the data pointer with the message handler.
+struct Loader : Messages {
+  explicit Loader(std::string d) : directory(std::move(d)) {}
+  std::string directory;
+  int calls = 0;
+  static void load(const char *name, orv_class_collection_t cc, void *data) {
+    auto *self = static_cast<Loader *>(data);
+    ++self->calls;
+    orv_net_parse_classes((self->directory + name + ".net").c_str(), cc, nullptr, nullptr, nullptr);
+  }
+};
+
+TEST(NetClasses, LoaderSuppliesMissingClasses) {
+  temp_file("B.net", kUsed);
+  Loader loader(::testing::TempDir());
+  const char *user = "class A {\n  node X { states = (\"a\" \"b\"); }\n  instance I : B (In = X; C = Out) {}\n}\n";
+  Collection cc;
+  ASSERT_EQ(orv_net_parse_classes(user, cc.cc, Loader::load, nullptr, &loader), 0);
+  EXPECT_EQ(loader.calls, 1);
+  ASSERT_EQ(cc.size(), 2u);
+  orv_class_t a = orv_cc_get_class_by_name(cc.cc, "A");
+  orv_node_t i = orv_class_get_node_by_name(a, "I");
+  EXPECT_EQ(orv_node_get_input(i, orv_class_get_inputs(orv_cc_get_class_by_name(cc.cc, "B"))[0]),
+            orv_class_get_node_by_name(a, "X"));
+  // A class the loader cannot find fails the parse; the loaded B goes too.
+  Collection other;
+  Loader again(::testing::TempDir());
+  const std::string bad = std::string(user) + "class D {\n  instance J : Missing () {}\n}\n";
+  EXPECT_EQ(orv_net_parse_classes(bad.c_str(), other.cc, Loader::load, Messages::handler, &again), orv_error_parse);
+  EXPECT_EQ(again.first(), "loading class `Missing' failed");
+  EXPECT_EQ(again.calls, 2);
+  EXPECT_EQ(other.size(), 0u);
+}
+
+TEST(NetClasses, WriteThenReadIsAFixedPointAndUsedClassesComeFirst) {
+  Collection cc;
+  ASSERT_EQ(orv_net_parse_classes(data_file("hierarchy.net").c_str(), cc.cc, nullptr, nullptr, nullptr), 0);
+  char *first = orv_cc_to_net_string(cc.cc);
+  ASSERT_NE(first, nullptr);
+  Collection again;
+  ASSERT_EQ(orv_net_parse_classes(first, again.cc, nullptr, nullptr, nullptr), 0) << first;
+  char *second = orv_cc_to_net_string(again.cc);
+  ASSERT_NE(second, nullptr);
+  EXPECT_STREQ(first, second);
+  const std::string text = first;
+  EXPECT_CONTAINS(text, "class Leaf\n{\n    inputs = (U);\n    outputs = (Y);\n    node_size = (0 0);\n");
+  EXPECT_CONTAINS(text, "\n    instance L1 : Leaf (U = M_in; Y1 = Y)\n    {\n    }\n");
+  EXPECT_CONTAINS(text, "\n    instance L2 : Leaf (; L2_Y = Y)\n");  // an unnamed clone with a child
+  EXPECT_CONTAINS(text, "\n    potential (Z | Y1 L2_Y)\n    {\n\tdata = ((( 0.99 0.01 )\t%  Y1=y0  L2_Y=y0\n\t\t ( 0.7 0.3 ))\t%  Y1=y0  L2_Y=y1\n");
+  EXPECT_CONTAINS(text, "} % class Top\n");
+  std::free(first);
+  std::free(second);
+
+  // Users created before the classes they use are still written after them.
+  Collection order;
+  orv_class_t user = orv_cc_new_class(order.cc), used = orv_cc_new_class(order.cc);
+  ASSERT_EQ(orv_class_set_name(user, "User"), 0);
+  ASSERT_EQ(orv_class_set_name(used, "Used"), 0);
+  ASSERT_NE(orv_class_new_instance(user, used), nullptr);
+  char *ordered = orv_cc_to_net_string(order.cc);
+  const std::string o = ordered;
+  EXPECT_LT(o.find("class Used"), o.find("class User")) << o;
+  EXPECT_CONTAINS(o, "} % class Used\n\nclass User\n");
+  std::free(ordered);
+  Collection empty;
+  EXPECT_RESULT(orv_cc_to_net_string(empty.cc), nullptr, orv_error_usage);
+}
+
+TEST(NetClasses, ParsingSurvivesEveryAllocationFailure) {
+  std::ifstream in(data_file("hierarchy.net"));
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  Collection cc;
+  const auto done = expect_no_memory_sweep(
+      "parse classes", [&] { return orv_net_parse_classes(text.c_str(), cc.cc, nullptr, nullptr, nullptr); },
+      [&] { EXPECT_EQ(cc.size(), 0u); });
+  EXPECT_EQ(done.result, 0);
+  EXPECT_EQ(cc.size(), 4u);
+}
+
+}  // namespace
+}  // namespace orv

@@ -1,0 +1,255 @@
+// The class and instance API: cycle checks, declarations, bindings, output
+// clones, substitution, deletion rules, the argument contract and allocation
+// failure during unfolding.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "orvel.h"
+#include "support/contract_sweep.h"
+#include "support/fault_injection.h"
+
+namespace {
+
+using orv::test::expect_no_memory_sweep;
+using orv::test::expect_usage_calls;
+
+struct Collection {
+  Collection() : cc(orv_new_class_collection()) {}
+  ~Collection() { orv_cc_delete(cc); }
+  orv_class_collection_t cc;
+};
+
+orv_class_t named_class(orv_class_collection_t cc, const char *name) {
+  orv_class_t c = orv_cc_new_class(cc);
+  EXPECT_EQ(orv_class_set_name(c, name), 0);
+  return c;
+}
+
+orv_node_t chance(orv_class_t c, const char *name, size_t states) {
+  orv_node_t n = orv_class_new_node(c, orv_category_chance, orv_kind_discrete);
+  EXPECT_EQ(orv_node_set_name(n, name), 0);
+  EXPECT_EQ(orv_node_set_number_of_states(n, states), 0);
+  return n;
+}
+
+// Sensor: input In (2 states) -> output Out (2 states), plus a hidden node.
+struct Sensor {
+  explicit Sensor(orv_class_collection_t cc) : c(named_class(cc, "Sensor")) {
+    in = chance(c, "In", 2);
+    out = chance(c, "Out", 2);
+    EXPECT_EQ(orv_node_add_parent(out, in), 0);
+    EXPECT_EQ(orv_node_add_to_inputs(in), 0);
+    EXPECT_EQ(orv_node_add_to_outputs(out), 0);
+  }
+  orv_class_t c;
+  orv_node_t in, out;
+};
+
+TEST(Classes, InstanceHierarchiesMustStayAcyclic) {
+  Collection cc;
+  orv_class_t a = named_class(cc.cc, "A"), b = named_class(cc.cc, "B"), c = named_class(cc.cc, "C");
+  EXPECT_RESULT(orv_class_new_instance(a, a), nullptr, orv_error_cyclic_instance_hierarchy);
+  ASSERT_NE(orv_class_new_instance(a, b), nullptr);
+  ASSERT_NE(orv_class_new_instance(b, c), nullptr);
+  EXPECT_RESULT(orv_class_new_instance(b, a), nullptr, orv_error_cyclic_instance_hierarchy);
+  EXPECT_RESULT(orv_class_new_instance(c, a), nullptr, orv_error_cyclic_instance_hierarchy);
+  EXPECT_NE(orv_class_new_instance(a, c), nullptr);  // a diamond is fine
+  // A class with instances cannot go; its users can, and then it can.
+  EXPECT_RESULT(orv_class_delete(c), orv_error_usage, orv_error_usage);
+  EXPECT_EQ(orv_class_delete(a), 0);
+  EXPECT_EQ(orv_class_delete(b), 0);
+  EXPECT_EQ(orv_class_delete(c), 0);
+  EXPECT_EQ(orv_cc_get_members(cc.cc)[0], nullptr);
+  Collection other;
+  orv_class_t foreign = orv_cc_new_class(other.cc);
+  orv_class_t local = orv_cc_new_class(cc.cc);
+  EXPECT_RESULT(orv_class_new_instance(local, foreign), nullptr, orv_error_usage);
+}
+
+TEST(Classes, DeclarationsBindingsAndClonesFollowTheirRules) {
+  Collection cc;
+  Sensor s(cc.cc);
+  orv_class_t top = named_class(cc.cc, "Top");
+  orv_node_t t = chance(top, "T", 2), three = chance(top, "Three", 3);
+  orv_node_t i = orv_class_new_instance(top, s.c);
+  ASSERT_NE(i, nullptr);
+  EXPECT_EQ(orv_node_get_instance_class(i), s.c);
+  EXPECT_EQ(orv_class_get_instances(s.c)[0], i);
+  orv_node_t clone = orv_node_get_output(i, s.out);
+  ASSERT_NE(clone, nullptr);
+  EXPECT_EQ(orv_node_get_master(clone), s.out);
+  EXPECT_EQ(orv_node_get_instance(clone), i);
+  EXPECT_EQ(orv_node_get_number_of_states(clone), 2u);
+  EXPECT_EQ(orv_node_get_outputs(i)[0], clone);
+
+  // Inputs have no parents; an output clone is neither input nor output and
+  // cannot be deleted on its own; inputs cannot get parents.
+  EXPECT_RESULT(orv_node_add_to_inputs(s.out), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_add_to_outputs(s.in), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_add_to_inputs(clone), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_delete(clone), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_add_parent(s.in, s.out), orv_error_usage, orv_error_usage);
+  EXPECT_EQ(orv_node_add_to_inputs(s.in), 0);  // again: nothing happens
+  EXPECT_EQ(orv_class_get_inputs(s.c)[1], nullptr);
+
+  // Bindings: same home class, category and kind; states only at unfolding.
+  EXPECT_RESULT(orv_node_set_input(i, s.in, s.out), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_set_input(i, s.out, t), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_input(i, s.in), nullptr, orv_error_none);
+  ASSERT_EQ(orv_node_set_input(i, s.in, three), 0);
+  EXPECT_RESULT(orv_class_create_domain(top), nullptr, orv_error_illegal_binding);
+  ASSERT_EQ(orv_node_set_input(i, s.in, t), 0);
+  EXPECT_EQ(orv_node_get_input(i, s.in), t);
+  orv_node_t child = chance(top, "Child", 2);
+  ASSERT_EQ(orv_node_add_parent(child, clone), 0);
+  // Clones follow their master: states (with the tables of their children)
+  // and labels.
+  ASSERT_EQ(orv_node_set_number_of_states(s.out, 3), 0);
+  EXPECT_EQ(orv_node_get_number_of_states(clone), 3u);
+  EXPECT_EQ(orv_table_get_size(orv_node_get_table(child)), 6u);
+  ASSERT_EQ(orv_node_set_state_label(s.out, 2, "broken"), 0);
+  EXPECT_STREQ(orv_node_get_state_label(clone, 2), "broken");
+  EXPECT_RESULT(orv_node_set_number_of_states(clone, 2), orv_error_usage, orv_error_usage);
+  ASSERT_EQ(orv_node_set_number_of_states(s.out, 2), 0);
+  EXPECT_EQ(orv_table_get_size(orv_node_get_table(child)), 4u);
+  orv_domain_t d = orv_class_create_domain(top);
+  ASSERT_NE(d, nullptr);
+  const std::string out_name = std::string(orv_node_get_name(i)) + ".Out";
+  orv_node_t out = orv_domain_get_node_by_name(d, out_name.c_str());
+  ASSERT_NE(out, nullptr);
+  EXPECT_STREQ(orv_node_get_name(orv_node_get_parents(out)[0]), "T");
+  EXPECT_EQ(orv_node_get_parents(orv_domain_get_node_by_name(d, "Child"))[0], out);
+  orv_domain_delete(d);
+
+  // A new output reaches existing instances; removing it deletes the clones
+  // (and their links); deleting a bound node unbinds it.
+  orv_node_t extra = chance(s.c, "Extra", 4);
+  ASSERT_EQ(orv_node_add_to_outputs(extra), 0);
+  orv_node_t extra_clone = orv_node_get_output(i, extra);
+  ASSERT_NE(extra_clone, nullptr);
+  EXPECT_EQ(orv_node_get_number_of_states(extra_clone), 4u);
+  ASSERT_EQ(orv_node_remove_from_outputs(s.out), 0);
+  EXPECT_EQ(orv_node_get_outputs(i)[0], extra_clone);
+  EXPECT_EQ(orv_node_get_parents(child)[0], nullptr);
+  ASSERT_EQ(orv_node_delete(t), 0);
+  EXPECT_RESULT(orv_node_get_input(i, s.in), nullptr, orv_error_none);
+  ASSERT_EQ(orv_node_delete(i), 0);
+  EXPECT_EQ(orv_class_get_instances(s.c)[0], nullptr);
+  EXPECT_EQ(orv_class_delete(s.c), 0);
+}
+
+TEST(Classes, SubstitutionKeepsBindingsAndCloneLinks) {
+  Collection cc;
+  Sensor s(cc.cc);
+  orv_class_t other = named_class(cc.cc, "Other");
+  orv_node_t extra_in = chance(other, "Bias", 2), in = chance(other, "In", 2), out = chance(other, "Out", 2),
+             more = chance(other, "More", 3);
+  ASSERT_EQ(orv_node_add_parent(out, in), 0);
+  for (orv_node_t n : {extra_in, in}) ASSERT_EQ(orv_node_add_to_inputs(n), 0);
+  for (orv_node_t n : {more, out}) ASSERT_EQ(orv_node_add_to_outputs(n), 0);
+  orv_class_t top = named_class(cc.cc, "Top");
+  orv_node_t t = chance(top, "T", 2), child = chance(top, "Child", 2);
+  orv_node_t i = orv_class_new_instance(top, s.c);
+  ASSERT_EQ(orv_node_set_input(i, s.in, t), 0);
+  orv_node_t clone = orv_node_get_output(i, s.out);
+  ASSERT_EQ(orv_node_add_parent(child, clone), 0);
+
+  // Incompatible counterparts are refused and change nothing.
+  orv_class_t bad = named_class(cc.cc, "Bad");
+  orv_node_t bad_in = chance(bad, "In", 2), bad_out = chance(bad, "Out", 5);
+  ASSERT_EQ(orv_node_add_to_inputs(bad_in), 0);
+  ASSERT_EQ(orv_node_add_to_outputs(bad_out), 0);
+  EXPECT_RESULT(orv_node_substitute_class(i, bad), orv_error_usage, orv_error_usage);
+  EXPECT_EQ(orv_node_get_instance_class(i), s.c);
+  EXPECT_RESULT(orv_node_substitute_class(i, top), orv_error_cyclic_instance_hierarchy,
+                orv_error_cyclic_instance_hierarchy);
+
+  ASSERT_EQ(orv_node_substitute_class(i, other), 0);
+  EXPECT_EQ(orv_node_get_instance_class(i), other);
+  EXPECT_EQ(orv_class_get_instances(s.c)[0], nullptr);
+  EXPECT_EQ(orv_node_get_input(i, in), t);
+  EXPECT_EQ(orv_node_get_input(i, extra_in), nullptr);
+  EXPECT_EQ(orv_node_get_output(i, out), clone);
+  EXPECT_EQ(orv_node_get_master(clone), out);
+  EXPECT_EQ(orv_node_get_parents(child)[0], clone);
+  orv_node_t more_clone = orv_node_get_output(i, more);
+  ASSERT_NE(more_clone, nullptr);
+  EXPECT_EQ(orv_node_get_outputs(i)[0], more_clone);
+  EXPECT_EQ(orv_node_get_outputs(i)[1], clone);
+}
+
+TEST(Classes, EntryPointsRefuseBadArguments) {
+  Collection cc;
+  Sensor s(cc.cc);
+  orv_domain_t plain = orv_new_domain();
+  orv_node_t plain_node = orv_domain_new_node(plain, orv_category_chance, orv_kind_discrete);
+  orv_class_t c = s.c;
+  auto cls = reinterpret_cast<orv_class_t>(plain);  // a domain is not a class
+  expect_usage_calls(
+      {
+          {"cc_new_class", [&] { return !orv_cc_new_class(nullptr); }},
+          {"cc_get_members", [&] { return !orv_cc_get_members(nullptr); }},
+          {"cc_get_class_by_name", [&] { return !orv_cc_get_class_by_name(cc.cc, nullptr); }},
+          {"cc_add_classes self", [&] { return orv_cc_add_classes(cc.cc, cc.cc) == orv_error_usage; }},
+          {"cc_add_domain class", [&] { return !orv_cc_add_domain(cc.cc, reinterpret_cast<orv_domain_t>(c)); }},
+          {"cc_to_net_string", [&] { return !orv_cc_to_net_string(nullptr); }},
+          {"class_delete domain", [&] { return orv_class_delete(cls) == orv_error_usage; }},
+          {"class_set_name", [&] { return orv_class_set_name(c, nullptr) == orv_error_usage; }},
+          {"class_get_name", [&] { return !orv_class_get_name(cls); }},
+          {"class_new_node", [&] { return !orv_class_new_node(cls, orv_category_chance, orv_kind_discrete); }},
+          {"class_new_instance", [&] { return !orv_class_new_instance(c, nullptr); }},
+          {"class_create_domain", [&] { return !orv_class_create_domain(cls); }},
+          {"add_to_inputs domain node", [&] { return orv_node_add_to_inputs(plain_node) == orv_error_usage; }},
+          {"remove_from_outputs not output", [&] { return orv_node_remove_from_outputs(s.in) == orv_error_usage; }},
+          {"get_instance_class", [&] { return !orv_node_get_instance_class(s.in); }},
+          {"get_master", [&] { return !orv_node_get_master(s.in); }},
+          {"get_output", [&] { return !orv_node_get_output(s.in, s.out); }},
+          {"set_input", [&] { return orv_node_set_input(s.in, s.in, s.in) == orv_error_usage; }},
+          {"substitute", [&] { return orv_node_substitute_class(s.in, c) == orv_error_usage; }},
+          {"get_source", [&] { return !orv_node_get_source(nullptr); }},
+          {"parse_classes", [&] { return orv_net_parse_classes("class A {}", nullptr, nullptr, nullptr, nullptr) == orv_error_usage; }},
+      },
+      [&] { return orv_cc_get_class_by_name(cc.cc, "Sensor") == c; });
+  EXPECT_RESULT(orv_class_set_name(c, "a.b"), orv_error_invalid_name, orv_error_invalid_name);
+  EXPECT_RESULT(orv_node_set_name(s.in, "a.b"), orv_error_invalid_name, orv_error_invalid_name);
+  orv_class_t second = orv_cc_new_class(cc.cc);
+  EXPECT_RESULT(orv_class_set_name(second, "Sensor"), orv_error_twice, orv_error_twice);
+  orv_domain_delete(plain);
+}
+
+// Every allocation of an unfolding may fail: no domain, no leak, and the
+// classes unfold as before afterwards.
+TEST(Classes, UnfoldingSurvivesEveryAllocationFailure) {
+  Collection cc;
+  ASSERT_EQ(orv_net_parse_classes((std::string(ORVEL_DATA_DIR) + "/classes/hierarchy.net").c_str(), cc.cc, nullptr,
+                                  nullptr, nullptr),
+            0);
+  orv_class_t top = orv_cc_get_class_by_name(cc.cc, "Top");
+  const auto done = expect_no_memory_sweep("unfold", [&] { return orv_class_create_domain(top); }, [] {});
+  ASSERT_NE(done.result, nullptr);
+  EXPECT_GT(done.n, 50u);
+  orv_domain_delete(done.result);
+
+  // A domain turned into a class, under the same sweep.
+  orv_domain_t base = orv_class_create_domain(orv_cc_get_class_by_name(cc.cc, "Base"));
+  ASSERT_NE(base, nullptr);
+  const auto moved = expect_no_memory_sweep(
+      "add_domain", [&] { return orv_cc_add_domain(cc.cc, base); },
+      [&] {
+        EXPECT_EQ(orv_cc_get_members(cc.cc)[4], nullptr);
+        EXPECT_NE(orv_domain_get_node_by_name(base, "Q"), nullptr);
+        EXPECT_EQ(orv_node_get_next(orv_node_get_next(orv_domain_get_first_node(base))), nullptr);
+      });
+  ASSERT_NE(moved.result, nullptr);
+  orv_node_t q = orv_class_get_node_by_name(moved.result, "Q");
+  ASSERT_NE(q, nullptr);
+  EXPECT_STREQ(orv_node_get_name(orv_node_get_parents(q)[0]), "P");
+  EXPECT_NEAR(orv_table_get_data(orv_node_get_table(q))[2], 0.3, 1e-15);
+  // Dotted names do not fit a class.
+  orv_domain_t dotted = orv_class_create_domain(top);
+  EXPECT_RESULT(orv_cc_add_domain(cc.cc, dotted), nullptr, orv_error_invalid_name);
+  orv_domain_delete(dotted);
+}
+
+}  // namespace
