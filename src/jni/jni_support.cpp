@@ -136,6 +136,15 @@ orv_status_t attach(JNIEnv *env, Tagged *record, jobject peer) {
   return orv_error_none;
 }
 
+jobject hold_reference(JNIEnv *env, Tagged *record, jobject object) {
+  if (!java_vm && env->GetJavaVM(&java_vm) != JNI_OK) return set_error(orv_error_jni), nullptr;
+  peer_release = &release_hook;
+  jobject g = new_global(env, object);
+  if (!g) return set_error(orv_error_no_memory), nullptr;
+  record->java_peer = g;
+  return g;
+}
+
 jobject peer_of(JNIEnv *env, const Tagged *record) {
   return record->java_peer ? env->NewLocalRef(static_cast<jobject>(record->java_peer)) : nullptr;
 }

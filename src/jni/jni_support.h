@@ -64,6 +64,10 @@ orv_status_t attach(JNIEnv *env, Tagged *record, jobject peer);
 // `tag` (null with the error set otherwise), and storing it in the record.
 jobject prepare_peer(JNIEnv *env, Tag tag, jobject peer);
 void adopt(JNIEnv *env, Tagged *record, jobject global);
+// A global reference held by a record whose Java object has no handle field
+// (a class collection); released when the record is freed. Null with
+// no_memory when the reference can not be made.
+jobject hold_reference(JNIEnv *env, Tagged *record, jobject object);
 // The stored peer as a new local reference, or null.
 jobject peer_of(JNIEnv *env, const Tagged *record);
 // Releases the record's reference now, zeroing the peer's field.

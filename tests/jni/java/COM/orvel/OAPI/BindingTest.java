@@ -213,6 +213,33 @@ public final class BindingTest {
     equal(1, N.orvErrorCode(), "usage");
   }
 
+  /** Data-set arrays cross as Java arrays; class text parses into a collection held by its Java object. */
+  public static void testDataSetArraysAndClassParsing() {
+    long ds = N.orvNewDataSet();
+    String[] cells = {"3", "1", "x", null, "2"};
+    for (int row = 0; row < cells.length; row++) equal(0, N.orvDSSetDataItem(ds, row, 0, cells[row]), "cell");
+    double[] numbers = N.orvDSGetNumbers(ds, 0, -9.0);
+    check(java.util.Arrays.equals(new double[] {3, 1, -9, -9, 2}, numbers), "numbers with the missing value");
+    equal(List.of("1", "2", "3", "x"), List.of(N.orvDSGetDistinctValues(ds, 0)), "distinct values in byte order");
+    equal(1, N.orvDSApplyDiscretization(ds, 0, new double[] {0}), "one boundary is no interval");
+    equal(0, N.orvDSDeleteRow(ds, 2), "drop the text cell");
+    double[] cuts = N.orvDSDiscretizeColumn(ds, 0, 0, 2);
+    check(cuts.length == 3 && cuts[1] == 2.0, "equal-width cut at 2");
+    equal(0, N.orvDSApplyDiscretization(ds, 0, cuts), "apply");
+    equal("[2;inf)", N.orvDSGetDataItem(ds, 0, 0), "interval label");
+    equal(0, N.orvDSDelete(ds), "delete");
+
+    long live = N.orvNewClassCollection(new Object(), 0);
+    check(live != 0, "collection");
+    String text = "class C { node X { states = (\"a\" \"b\"); } potential (X) { data = (0.5 0.5); } }";
+    equal(0, N.orvNetParseClasses(text, live, null, null), "class parse");
+    check(N.orvCCGetClassByName(live, "C") != 0, "parsed class");
+    equal(1, N.orvNetParseClasses("class D { instance I : Gone () {} }", live, null, null) == 0 ? 0 : 1,
+        "a missing class without a loader fails");
+    check(N.orvCCGetClassByName(live, "D") == 0, "a failed parse leaves no class");
+    equal(0, N.orvCCDelete(live), "delete collection");
+  }
+
   /** A peer object without the peer field is refused with the jni error. */
   public static void testPeerWithoutItsFieldIsRefused() {
     try (Domain d = rain()) {

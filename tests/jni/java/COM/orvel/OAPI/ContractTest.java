@@ -19,7 +19,7 @@ public final class ContractTest {
       "orvErrorCode", "orvErrorDescription", "orvINFINITY", "orvGetClock", "orvNumberMakeExpression",
       "orvBooleanMakeExpression", "orvGetAPIID", "orvGetBuildID", "orvGetROOTID", "orvSetUpAndRunning",
       "orvSetNotRunning", "orvNewLicense", "orvGetOrganization", "orvGetUserName", "orvGetPackageName",
-      "orvGetSupportExpirationDate", "orvStringParseExpression");
+      "orvGetSupportExpirationDate", "orvStringParseExpression", "orvNewDataSet");
 
   /** Failure values of the enumeration getters and the coordinates; other int natives return status 1. */
   static final java.util.Map<String, Integer> INT_FAILURES = java.util.Map.of(
