@@ -288,3 +288,80 @@ TEST(Decisions, FailedUpdateRestoresPoliciesOnOneThreadOrSeveral) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+struct RowValues {
+  std::vector<double> utilities, probabilities;
+  orv_status_t status;
+};
+
+RowValues row_values(orv_node_t decision) {
+  RowValues v{std::vector<double>(orv_table_get_size(orv_node_get_table(decision)), -7.0),
+              std::vector<double>(4, -7.0), orv_error_none};
+  v.status = orv_node_get_decision_utilities(decision, v.utilities.data(), v.probabilities.data());
+  return v;
+}
+
+// Per-row expected utilities of D (rows O,N; options a b c): observing a
+// parent makes the other rows impossible without changing the values of the
+// rows that remain, and making the decision changes nothing above it.
+TEST(Decisions, RowUtilitiesUnderEvidenceAndTheirContract) {
+  DomainPtr d = compiled(kDiagram);
+  ASSERT_NE(d, nullptr);
+  orv_domain_t dd = d.get();
+  orv_node_t decision = node(d, "D");
+  const RowValues free = row_values(decision);
+  ASSERT_EQ(free.status, orv_error_none);
+  // P(O = y) = 0.3 * 0.8 + 0.7 * 0.1 = 0.31; N is uniform and independent.
+  const std::vector<double> rows{0.155, 0.155, 0.345, 0.345};
+  for (std::size_t r = 0; r < 4; ++r) EXPECT_NEAR(free.probabilities[r], rows[r], 1e-12) << r;
+
+  ASSERT_EQ(orv_node_select_state(node(d, "O"), 1), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const RowValues observed = row_values(decision);
+  ASSERT_EQ(observed.status, orv_error_none);
+  for (std::size_t r = 0; r < 4; ++r) {
+    EXPECT_NEAR(observed.probabilities[r], r < 2 ? 0.0 : 0.5, 1e-12) << r;
+    for (std::size_t o = 0; o < 3; ++o)
+      EXPECT_NEAR(observed.utilities[r * 3 + o], r < 2 ? 0.0 : free.utilities[r * 3 + o], 1e-9) << r << o;
+  }
+  ASSERT_EQ(orv_node_select_state(decision, 2), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const RowValues made = row_values(decision);
+  for (std::size_t r = 0; r < 4; ++r) EXPECT_NEAR(made.probabilities[r], observed.probabilities[r], 1e-12) << r;
+  for (std::size_t e = 0; e < 12; ++e) EXPECT_NEAR(made.utilities[e], observed.utilities[e], 1e-12) << e;
+
+  std::vector<double> out(12);
+  test::expect_usage_calls(
+      {
+          {"null node", [&] { return orv_node_get_decision_utilities(nullptr, out.data(), nullptr) == orv_error_usage; }},
+          {"chance node", [&] { return orv_node_get_decision_utilities(node(d, "O"), out.data(), nullptr) == orv_error_usage; }},
+          {"null utilities", [&] { return orv_node_get_decision_utilities(decision, nullptr, out.data()) == orv_error_usage; }},
+      },
+      [&] { return orv_node_get_decision_utilities(decision, out.data(), nullptr) == orv_error_none; });
+
+  ASSERT_EQ(orv_domain_retract_findings(dd), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const std::vector<double> policy = table_of(decision);
+  const double eu = orv_domain_get_expected_utility(dd);
+  RowValues last;
+  const auto done = test::expect_no_memory_sweep(
+      "row utilities", [&] { return (last = row_values(decision)).status; },
+      [&] {
+        EXPECT_EQ(last.utilities, std::vector<double>(12, -7.0));  // nothing half written
+        EXPECT_EQ(table_of(decision), policy);
+        EXPECT_EQ(orv_domain_get_expected_utility(dd), eu);
+      });
+  EXPECT_EQ(done.result, orv_error_none);
+  EXPECT_GT(done.n, 0u);
+  const RowValues again = row_values(decision);
+  EXPECT_EQ(again.utilities, free.utilities);
+  EXPECT_EQ(again.probabilities, free.probabilities);
+  ASSERT_EQ(orv_domain_uncompile(dd), orv_error_none);
+  EXPECT_EQ(row_values(decision).status, orv_error_not_compiled);
+}
+
+}  // namespace
+}  // namespace orv

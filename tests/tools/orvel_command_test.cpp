@@ -169,24 +169,48 @@ namespace solve {
 
 bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
-const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/limited1.net";
+const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/";
 
+// soluble2: D2 sees D1 and O1; once D1 = act is chosen the rows with
+// D1 = wait cannot occur.
 TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
-  const Outcome table = orvel("solve " + kLimid);
+  const Outcome table = orvel("solve " + kLimid + "soluble2.net");
   ASSERT_EQ(table.status, 0) << table.output;
-  EXPECT_TRUE(contains(table.output, "decision order: D2 D1")) << table.output;
-  EXPECT_TRUE(contains(table.output, "overall expected utility: 57.62941")) << table.output;
+  EXPECT_TRUE(contains(table.output, "decision order: D3 D2 D1")) << table.output;
+  EXPECT_TRUE(contains(table.output, "overall expected utility: 90.29444")) << table.output;
+  // P(row), policy, expected utility of each option given the row.
+  EXPECT_TRUE(contains(table.output, "  act yes      0.4784    0.0000    1.0000   87.8218   90.4646\n")) << table.output;
+  EXPECT_TRUE(contains(table.output, "  wait no      0.0000    1.0000    0.0000  impossible row (probability 0)\n"))
+      << table.output;
 
-  const Outcome json = orvel("solve " + kLimid + " --json");
+  const Outcome json = orvel("solve " + kLimid + "soluble2.net --json");
   ASSERT_EQ(json.status, 0) << json.output;
   const auto result = orv::test::parse_json(json.output);
-  const auto reference = orv::test::read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/limited1.json");
+  const auto reference = orv::test::read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/soluble2.json");
   EXPECT_NEAR(result["expected_utility"].number, reference["spu"]["expected_utility"].number, 1e-9);
   for (const auto &[name, policy] : reference["spu"]["policies"].members) {
+    const orv::test::Json *last = nullptr;  // the final update of this decision
+    for (const auto &entry : reference["spu"]["trace"].items)
+      if (entry["decision"].text == name) last = &entry;
+    ASSERT_NE(last, nullptr);
     const auto &rows = result["decisions"][name]["rows"].items;
+    const auto &keys = policy["rows"].members;  // in table order
+    ASSERT_EQ(rows.size(), keys.size()) << name;
     std::size_t i = 0;
-    for (const auto &row : rows)
-      for (const auto &p : row["policy"].items) EXPECT_EQ(p.number, policy["table"].items[i++].number) << name;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+      for (const auto &p : rows[r]["policy"].items) EXPECT_EQ(p.number, policy["table"].items[i++].number) << name;
+      const std::string &key = keys[r].first;
+      const double p = (*last)["p_parents"][key].number;
+      EXPECT_NEAR(rows[r]["probability"].number, p, 1e-9) << name << " " << key;
+      const auto &eu = rows[r]["expected_utilities"];
+      if (p == 0.0) {
+        EXPECT_EQ(eu.kind, orv::test::Json::Kind::null) << name << " " << key;
+        continue;
+      }
+      ASSERT_EQ(eu.items.size(), (*last)["eu_weighted"][key].items.size()) << name << " " << key;
+      for (std::size_t k = 0; k < eu.items.size(); ++k)
+        EXPECT_NEAR(eu.items[k].number, (*last)["eu_weighted"][key].items[k].number / p, 1e-9) << name << " " << key;
+    }
     EXPECT_EQ(i, policy["table"].items.size()) << name;
     const auto &options = result["decisions"][name]["expected_utilities"].items;
     const auto &expected = reference["results"]["eu_if_chosen"][name].items;
@@ -194,7 +218,7 @@ TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
     for (std::size_t k = 0; k < options.size(); ++k) EXPECT_NEAR(options[k].number, expected[k].number, 1e-9);
   }
 
-  const Outcome invalid = orvel("solve " + kLimid + " -e Y1=low");
+  const Outcome invalid = orvel("solve " + kLimid + "limited1.net -e Y1=low");
   EXPECT_EQ(invalid.status, 1) << invalid.output;
   EXPECT_TRUE(contains(invalid.output, "a decision not yet made")) << invalid.output;
   const Outcome plain = orvel("solve " + kAsia);
