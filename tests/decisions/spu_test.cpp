@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -361,6 +362,27 @@ TEST(Decisions, RowUtilitiesUnderEvidenceAndTheirContract) {
   EXPECT_EQ(again.probabilities, free.probabilities);
   ASSERT_EQ(orv_domain_uncompile(dd), orv_error_none);
   EXPECT_EQ(row_values(decision).status, orv_error_not_compiled);
+}
+
+
+// The belief report writes beside each option of a decision the expected
+// utility of taking it in every row, also for options the policy never takes.
+TEST(Decisions, BeliefReportGivesOptionsTheUtilityOfTakingThem) {
+  DomainPtr d = compiled(kDiagram);
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(orv_domain_update_policies(d.get()), orv_error_none);
+  orv_node_t decision = node(d, "D");
+  const std::string report = test::capture_log(d.get(), [&] { ASSERT_EQ(orv_node_report_beliefs(decision), orv_error_none); });
+  std::string expected = "\n    D:\n";
+  char line[128];
+  for (std::size_t s = 0; s < 3; ++s) {
+    std::snprintf(line, sizeof line, "\t%-10s %g (%g)\n", orv_node_get_state_label(decision, s),
+                  orv_node_get_belief(decision, s), orv_node_get_expected_utility(decision, s));
+    expected += line;
+  }
+  EXPECT_EQ(report, expected);
+  EXPECT_EQ(orv_node_get_belief(decision, 2), 0.0);  // c is never chosen, yet has its utility
+  EXPECT_GT(orv_node_get_expected_utility(decision, 2), 0.0);
 }
 
 }  // namespace
