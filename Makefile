@@ -64,6 +64,7 @@ bench:
 	for program in build-bench/bench/*_bench; do \
 	  case $$program in */inference_bench) extra=--results=bench/RESULTS.md ;; *) extra= ;; esac; \
 	  $$program $(BENCH_ARGS) $$extra || exit 1; done
+	if [ -x build-bench/bench/binding_bench_java.sh ]; then build-bench/bench/binding_bench_java.sh; fi
 
 # Installs the header, library, command, man page, CMake package and orvel.pc
 # under PREFIX (default /usr/local).

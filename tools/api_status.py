@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
-"""Progress of the C API towards the Java binding.
+"""Progress of the C API and of the Java binding.
 
 Reads the table of native methods (src/jni/natives.def), checks it (names
 derive from their C functions, no duplicates, the family sizes), and reports
-per family how many of the wrapped C functions orvel.h declares. Fails when a
-declared function is not exported by the library or the table is malformed.
+per family how many of the wrapped C functions orvel.h declares and how many
+natives the library exports. Fails when a declared function is not exported
+by the library, when a declared function of the table is exported without its
+native (once the library exports natives at all), when the library exports a
+native the table does not list, or when the table is malformed.
 
 usage: api_status.py NATIVES_DEF ORVEL_H LIBORVEL_SO [--missing]
        api_status.py --self-test
@@ -105,6 +108,20 @@ def exported_functions(library):
     return {line.split()[-1] for line in out.splitlines() if line.split()}
 
 
+JNI_PREFIXES = {False: "Java_COM_orvel_OAPI_Native_AbstractNativeOAPI_orv",
+                True: "Java_COM_orvel_OAPI_Native_NativeOAPI2_orv"}
+
+
+def exported_natives(exported):
+    """(second class, java name) of every exported JNI symbol."""
+    found = set()
+    for symbol in exported:
+        for second, prefix in JNI_PREFIXES.items():
+            if symbol.startswith(prefix):
+                found.add((second, symbol[len(prefix):]))
+    return found
+
+
 def self_test():
     """The checker itself: derivations, and a broken table is refused."""
     pairs = {"DomainGetAIC": "orv_domain_get_aic", "JTGetRoot": "orv_jt_get_root",
@@ -113,6 +130,10 @@ def self_test():
              "DomainLearnStructureNPC": "orv_domain_learn_structure_npc", "INFINITY": "orv_infinity",
              "NodeGetSensitivityConstants2": "orv_node_get_sensitivity_constants2"}
     failures = [f"{java} -> {c_name(java)}, expected {c}" for java, c in pairs.items() if c_name(java) != c]
+    symbols = {"Java_COM_orvel_OAPI_Native_AbstractNativeOAPI_orvNodeGetBelief",
+               "Java_COM_orvel_OAPI_Native_NativeOAPI2_orvRestrictionAllowGui", "orv_node_get_belief"}
+    if exported_natives(symbols) != {(False, "NodeGetBelief"), (True, "RestrictionAllowGui")}:
+        failures.append(f"exported natives misread: {exported_natives(symbols)}")
     good = dict(line=1, second=False, family="Lists", java="NewList", function="orv_new_list", kind="api")
     broken = [good, dict(good, line=2), dict(good, line=3, java="ListGetItem", function="orv_list_get_items")]
     messages = check_table(broken)
@@ -138,22 +159,35 @@ def main(argv):
     for function in sorted(declared - exported):
         errors.append(f"{function} is declared in orvel.h but not exported")
 
+    natives_exported = exported_natives(exported)
+    binding = bool(natives_exported)
+    listed = {(n["second"], n["java"]) for n in natives}
+    for second, java in sorted(natives_exported - listed):
+        errors.append(f"native orv{java} is exported but not in the table")
+
     wrapping = [n for n in natives if n["kind"] in ("api", "alias")]
-    print(f"{'family':<18} {'declared':>8} / {'natives':<7}  (of {len(natives)} natives: "
+    print(f"{'family':<18} {'declared':>8} / {'wrapped':<7} {'natives':>7} / {'all':<4}  (of {len(natives)} natives: "
           f"{len(wrapping)} wrap a C API function)")
-    total = 0
+    total = bound_total = 0
     for family in FAMILY_SIZES:
         members = [n for n in wrapping if n["family"] == family]
         have = [n for n in members if n["function"] in declared]
+        everyone = [n for n in natives if n["family"] == family]
+        bound = [n for n in everyone if (n["second"], n["java"]) in natives_exported]
         total += len(have)
-        print(f"{family:<18} {len(have):>8} / {len(members):<7}")
+        bound_total += len(bound)
+        print(f"{family:<18} {len(have):>8} / {len(members):<7} {len(bound):>7} / {len(everyone):<4}")
+        if binding:
+            for n in have:
+                if (n["second"], n["java"]) not in natives_exported:
+                    errors.append(f"{n['function']} is exported without its native orv{n['java']}")
         if "--missing" in argv:
             missing = [n["function"] for n in members if n["function"] not in declared]
             if missing:
                 print("    missing: " + " ".join(missing))
     others = {n["kind"]: sum(1 for m in natives if m["kind"] == n["kind"]) for n in natives
               if n["kind"] not in ("api", "alias")}
-    print(f"{'total':<18} {total:>8} / {len(wrapping):<7}  "
+    print(f"{'total':<18} {total:>8} / {len(wrapping):<7} {bound_total:>7} / {len(natives):<4}  "
           + ", ".join(f"{count} {kind}" for kind, count in sorted(others.items())))
     for error in errors:
         print("error: " + error)

@@ -20,16 +20,53 @@ double *allocate_buffer(std::size_t count) {
   return block;
 }
 
+// Entries of a pooled table rounded up to whole cache lines.
+constexpr std::size_t kPoolAlignment = 8;
+std::size_t pooled_entries(const orv_table_s *t) {
+  return size_multiply(size_add(t->size, kPoolAlignment - 1) / kPoolAlignment, kPoolAlignment);
+}
+
+template <class Visit>
+void for_each_forest_table(JunctionForest &f, Visit &&visit) {
+  for (auto &c : f.clique_store)
+    for (orv_table_s *t : {c->table, c->utility})
+      if (t) visit(t);
+  for (auto &s : f.separators)
+    for (orv_table_s *t : {s->table, s->utility})
+      if (t) visit(t);
+}
+
+// Gives every discrete clique and separator table its data in one pooled
+// block (CG tables keep their own arrays).
+void pool_table_data(JunctionForest &f) {
+  std::size_t total = 0;
+  for_each_forest_table(f, [&](orv_table_s *t) {
+    if (t->continuous_count == 0 && !t->data) total = size_add(total, pooled_entries(t));
+  });
+  if (total == 0) return;
+  f.table_pool = allocate_buffer(total);
+  double *next = f.table_pool;
+  for_each_forest_table(f, [&](orv_table_s *t) {
+    if (t->continuous_count != 0 || t->data) return;
+    t->data = next;
+    t->data_pooled = true;
+    next += pooled_entries(t);
+  });
+}
+
 void allocate_forest_data(JunctionForest &f) {
   std::size_t widest_separator = 1, widest_clique = 1, widest_family = 1;
+  pool_table_data(f);
+  // Clique and separator tables are written whole by the first reset (which
+  // initialize_tables forces), so their fresh memory is not filled here.
   for (auto &c : f.clique_store) {
-    _orv_allocate_data_arrays(c->table);
-    if (c->utility) _orv_allocate_data_arrays(c->utility);
+    _orv_allocate_data_arrays(c->table, false);
+    if (c->utility) _orv_allocate_data_arrays(c->utility, false);
     widest_clique = std::max(widest_clique, c->table->size);
   }
   for (auto &s : f.separators) {
-    _orv_allocate_data_arrays(s->table);
-    if (s->utility) _orv_allocate_data_arrays(s->utility);
+    _orv_allocate_data_arrays(s->table, false);
+    if (s->utility) _orv_allocate_data_arrays(s->utility, false);
     widest_separator = std::max(widest_separator, s->table->size);
   }
   for (orv_node_s *n = f.domain->first_node; n; n = n->next) {
@@ -48,20 +85,12 @@ void allocate_forest_data(JunctionForest &f) {
 }
 
 void free_forest_data(JunctionForest &f) noexcept {
-  for (auto &c : f.clique_store)
-    for (orv_table_s *t : {c->table, c->utility}) {
-      if (!t) continue;
-      _orv_free(t->data);
-      _orv_free(t->cg_data);
-      t->data = t->cg_data = nullptr;
-    }
-  for (auto &s : f.separators)
-    for (orv_table_s *t : {s->table, s->utility}) {
-      if (!t) continue;
-      _orv_free(t->data);
-      _orv_free(t->cg_data);
-      t->data = t->cg_data = nullptr;
-    }
+  for_each_forest_table(f, [](orv_table_s *t) {
+    if (!t->data_pooled) _orv_free(t->data);
+    _orv_free(t->cg_data);
+    t->data = t->cg_data = nullptr;
+    t->data_pooled = false;
+  });
   f.release_buffers();
   f.saved.reset();
 }

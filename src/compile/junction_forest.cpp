@@ -22,8 +22,8 @@ JunctionForest::~JunctionForest() {
   }
   free_forest_controls(*this);
   release_buffers();
-  for (orv_table_s *t : node_tables) _orv_free_table(t);
-  separators.clear();
+  for (auto t = node_tables.rbegin(); t != node_tables.rend(); ++t) _orv_free_table(*t);
+  while (!separators.empty()) separators.pop_back();
   // Newest first, so that table numbers stay dense while freeing.
   while (!clique_store.empty()) clique_store.pop_back();
   tree_store.clear();
@@ -31,7 +31,7 @@ JunctionForest::~JunctionForest() {
 
 void JunctionForest::release_buffers() noexcept {
   for (double **buffer : {&separator_buffer, &separator_utility_buffer, &check_buffer, &clique_buffer,
-                          &family_buffer}) {
+                          &family_buffer, &table_pool}) {
     _orv_free(*buffer);
     *buffer = nullptr;
   }

@@ -162,6 +162,9 @@ struct JunctionForest : Attachment {
   double *check_buffer = nullptr;    // separator-sized, fast retraction checks
   double *clique_buffer = nullptr;   // clique-sized, fast retraction messages
   double *family_buffer = nullptr;   // utility-node family marginals
+  // One block holding the data of every discrete clique and separator table:
+  // large enough for huge pages, so that its first touch is cheap.
+  double *table_pool = nullptr;
   Owned<SavedTables> saved;
   // Work lists of the d-connection walk, reserved for every node.
   Vector<orv_node_t> walk_from_child;

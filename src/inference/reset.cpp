@@ -19,15 +19,31 @@ namespace {
 // about the decision's parents.
 bool policy_replaced(const orv_node_s *n) { return n->category == orv_category_decision && n->selected_state >= 0; }
 
+// Writes a clique's tables from its assigned potentials: the first potential
+// of each part overwrites it (one write pass over fresh memory), the rest
+// combine in; a part no potential reaches is initialised.
+void load_clique(orv_clique_s *c) {
+  CombinedParts fresh{true, c->utility != nullptr};
+  for (orv_node_t n : c->assigned) {
+    if (policy_replaced(n)) continue;
+    const CombinedParts written = _orv_combine_into_fresh(n->results->potential_control, fresh);
+    fresh.probability &= !written.probability;
+    fresh.utility &= !written.utility;
+  }
+  if (fresh.probability) _orv_init_table(c->table);
+  if (fresh.utility) _orv_init_table(c->utility);
+}
+
 void load_from_potentials(orv_junction_tree_s *t) {
   for (orv_clique_s *c : t->cliques) {
     if (!c) break;
-    _orv_init_table(c->table);
-    if (c->utility) _orv_init_table(c->utility);
     // CG trees are built from the node tables by their propagation.
-    if (!t->has_continuous)
-      for (orv_node_t n : c->assigned)
-        if (!policy_replaced(n)) _orv_combine(n->results->potential_control);
+    if (t->has_continuous) {
+      _orv_init_table(c->table);
+      if (c->utility) _orv_init_table(c->utility);
+    } else {
+      load_clique(c);
+    }
     for (const CliqueLink &link : c->links) {
       if (link.separator->child != c) continue;
       _orv_init_table(link.separator->table);

@@ -21,9 +21,12 @@ orv_domain_s::~orv_domain_s() {
   while (first_table) orv::_orv_free_table(first_table);
   orv::_orv_free_attribute_list(attributes);
   orv::_orv_free(case_counts);
+  if (binding_log) std::fclose(binding_log);
 }
 
 namespace orv {
+
+PeerRelease peer_release = nullptr;
 
 bool is_domain(const orv_domain_s *d) {
   return d && (d->tag == Tag::domain || d->tag == Tag::class_record);

@@ -36,6 +36,7 @@ struct orv_domain_s : orv::Tagged {
   std::size_t node_height = 0;
 
   std::FILE *log = nullptr;  // owned by the caller
+  std::FILE *binding_log = nullptr;  // opened for the Java binding; closed with the domain
 
   // Nodes: the chain runs newest first; counts are kept exact.
   orv_node_s *first_node = nullptr;

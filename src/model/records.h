@@ -19,13 +19,25 @@ enum class Tag : std::uint32_t {
   attribute = 0x4f41304du,
 };
 
+struct Tagged;
+// Installed by the Java binding when it first attaches a peer: releases the
+// record's reference to its Java peer (and zeroes the peer's handle field).
+using PeerRelease = void (*)(Tagged *record) noexcept;
+extern PeerRelease peer_release;
+
 // Base of every record that crosses the API.
 struct Tagged {
   explicit Tagged(Tag t) : tag(t) {}
   Tagged(const Tagged &) = delete;
   Tagged &operator=(const Tagged &) = delete;
-  ~Tagged() { tag = Tag::dead; }
+  ~Tagged() {
+    if (java_peer) peer_release(this);
+    tag = Tag::dead;
+  }
   Tag tag;
+  // The Java binding's global reference to this record's peer, or null;
+  // copies and clones never share it.
+  void *java_peer = nullptr;
 };
 
 // Owned state that lower layers hold but higher layers define (compiled

@@ -37,12 +37,15 @@ char *_orv_allocate_string(const char *text);
 char *_orv_copy_file_name(const char *name);
 
 // Test hooks: a countdown that fails one allocation, and live-block counts.
+// Counts are kept only after count_allocations(), which a test program calls
+// before its first allocation (the test support library does it at start-up).
 namespace testing {
+void count_allocations();
 // Fail the allocation with index n (0-based, counting from now); n < 0 disarms.
 void fail_allocation(std::int64_t n);
 // Number of allocations that have been failed on purpose since arming.
 std::size_t injected_failures();
-// Allocations performed through the funnel since the process started.
+// Allocations performed through the funnel since counting started.
 std::size_t allocations();
 // Blocks currently live (allocated and not yet freed).
 std::int64_t live_blocks();

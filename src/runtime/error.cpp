@@ -5,7 +5,7 @@
 
 namespace orv {
 
-thread_local orv_error_t _orv_error_code = orv_error_none;
+thread_local constinit orv_error_t _orv_error_code = orv_error_none;
 
 namespace {
 

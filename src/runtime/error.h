@@ -9,7 +9,8 @@
 
 namespace orv {
 
-extern thread_local orv_error_t _orv_error_code;
+// constinit: no dynamic initialisation, so access needs no TLS wrapper call.
+extern thread_local constinit orv_error_t _orv_error_code;
 
 inline void set_error(orv_error_t code) { _orv_error_code = code; }
 inline orv_error_t error_code() { return _orv_error_code; }

@@ -174,6 +174,17 @@ void _orv_do_table_operation(const orv_control_s *c, TableKernel kernel, double 
 // Adds the smaller utility table into the larger one, then multiplies the
 // smaller probability table into the larger one (when both are present).
 void _orv_combine(const orv_control_s *c);
+// Which parts of a larger table pair an operation writes or may overwrite.
+struct CombinedParts {
+  bool probability = false;
+  bool utility = false;
+};
+// _orv_combine into a pair whose `fresh` parts hold no data yet: those are
+// overwritten with the (broadcast) smaller table, the same result as
+// combining into unity (probabilities) or zero (utilities) with one write
+// pass. Returns the parts it wrote. The control must cover the whole table
+// (no evidence slicing).
+CombinedParts _orv_combine_into_fresh(const orv_control_s *c, CombinedParts fresh);
 // Multiplies source into target (probability target) or adds it (utility target).
 void _orv_combine_tables(orv_table_s *target, orv_table_s *source);
 // Divides the larger table by the smaller one in place; x / 0 gives 0.

@@ -18,6 +18,9 @@ struct Multiply {
 struct Add {
   static double apply(double a, double b) { return a + b; }
 };
+struct Replace {
+  static double apply(double, double b) { return b; }
+};
 struct Divide {
   static double apply(double a, double b) { return b == 0.0 ? 0.0 : a / b; }
 };
@@ -42,6 +45,9 @@ void binary_kernel(const KernelArgs &args) {
 constexpr TableKernel kMultiply{binary_kernel<Multiply, kLargerProbability, kSmallerProbability>,
                                 false};
 constexpr TableKernel kAddUtilities{binary_kernel<Add, kLargerUtility, kSmallerUtility>, false};
+constexpr TableKernel kReplaceProbabilities{
+    binary_kernel<Replace, kLargerProbability, kSmallerProbability>, false};
+constexpr TableKernel kReplaceUtilities{binary_kernel<Replace, kLargerUtility, kSmallerUtility>, false};
 constexpr TableKernel kDivide{binary_kernel<Divide, kLargerProbability, kSmallerProbability>,
                               false};
 
@@ -61,6 +67,18 @@ void _orv_combine(const orv_control_s *c) {
     _orv_do_table_operation(c, kAddUtilities, nullptr, nullptr, 0, 0);
   if (has_data(c->larger_probability) && has_data(c->smaller_probability))
     _orv_do_table_operation(c, kMultiply, nullptr, nullptr, 0, 0);
+}
+
+CombinedParts _orv_combine_into_fresh(const orv_control_s *c, CombinedParts fresh) {
+  refuse_cg(c->larger_probability, c->smaller_probability);
+  CombinedParts written;
+  written.utility = has_data(c->larger_utility) && has_data(c->smaller_utility);
+  written.probability = has_data(c->larger_probability) && has_data(c->smaller_probability);
+  if (written.utility)
+    _orv_do_table_operation(c, fresh.utility ? kReplaceUtilities : kAddUtilities, nullptr, nullptr, 0, 0);
+  if (written.probability)
+    _orv_do_table_operation(c, fresh.probability ? kReplaceProbabilities : kMultiply, nullptr, nullptr, 0, 0);
+  return written;
 }
 
 void _orv_combine_tables(orv_table_s *target, orv_table_s *source) {

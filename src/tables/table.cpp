@@ -9,7 +9,7 @@
 #include "runtime/error.h"
 
 orv_table_s::~orv_table_s() {
-  orv::_orv_free(data);
+  if (!data_pooled) orv::_orv_free(data);
   orv::_orv_free(cg_data);
 }
 
@@ -60,7 +60,7 @@ orv_table_s *_orv_create_table(orv_domain_s *d, orv_node_t const *nodes, orv_tab
   return t.release();
 }
 
-void _orv_allocate_data_arrays(orv_table_s *t) {
+void _orv_allocate_data_arrays(orv_table_s *t, bool initialise) {
   if (t->data) return;
   auto *data = static_cast<double *>(_orv_allocate(size_multiply(t->size, sizeof(double))));
   if (!data) throw std::bad_alloc();
@@ -84,7 +84,7 @@ void _orv_allocate_data_arrays(orv_table_s *t) {
   t->data = data;
   t->cg_data = cg;
   t->roles.swap(roles);
-  _orv_init_table(t);
+  if (initialise) _orv_init_table(t);
 }
 
 double initial_entry(const orv_table_s *t) {

@@ -27,6 +27,9 @@ struct orv_table_s : orv::Tagged {
   orv::Vector<unsigned char> roles;  // CG role per continuous node
   double *data = nullptr;      // `size` entries, or null until needed
   double *cg_data = nullptr;   // size x block_size entries
+  // `data` lies in a block owned elsewhere (a compiled forest's table pool):
+  // never freed or resized through the table.
+  bool data_pooled = false;
   void *java_reference = nullptr;
   void *user_data = nullptr;  // the application's pointer; never interpreted
   orv_table_s *next = nullptr;
@@ -49,7 +52,10 @@ void chain_table(orv_table_s *t) noexcept;
 orv_table_s *_orv_create_table(orv_domain_s *d, orv_node_t const *nodes, orv_table_type_t type,
                                int structure, bool allocate_data, bool in_chain);
 // Allocates and initialises the data arrays if absent. Throws bad_alloc.
-void _orv_allocate_data_arrays(orv_table_s *t);
+// Without `initialise` the entries are left unwritten, for tables whose every
+// entry the caller writes before any read (clique tables loaded at reset),
+// so that fresh memory is touched once.
+void _orv_allocate_data_arrays(orv_table_s *t, bool initialise = true);
 void _orv_init_table(orv_table_s *t);
 orv_table_s *_orv_clone_table(const orv_table_s *t, bool in_chain);
 // An unchained copy over the discrete nodes only, with the discrete data.

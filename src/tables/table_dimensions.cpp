@@ -76,6 +76,7 @@ void swap_table_contents(orv_table_s *a, orv_table_s *b) noexcept {
   std::swap(a->block_size, b->block_size);
   a->roles.swap(b->roles);
   std::swap(a->data, b->data);
+  std::swap(a->data_pooled, b->data_pooled);
   std::swap(a->cg_data, b->cg_data);
 }
 

@@ -54,7 +54,7 @@ void _orv_table_instantiate(orv_table_s *t, orv_node_s *node, std::size_t state)
       // Slice b (the block for `state` within block b) moves down to b * after.
       for (std::size_t b = 0; b < before; ++b)
         std::memmove(t->data + b * after, t->data + (b * count + state) * after, after * sizeof(double));
-      t->data = static_cast<double *>(_orv_shrink(t->data, new_size * sizeof(double)));
+      if (!t->data_pooled) t->data = static_cast<double *>(_orv_shrink(t->data, new_size * sizeof(double)));
     }
     if (t->cg_data && t->block_size > 0) {
       const std::size_t run = after * t->block_size;

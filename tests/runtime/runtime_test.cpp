@@ -73,6 +73,24 @@ TEST(Allocator, RefusesTheSentinelWithoutCallingTheHeap) {
   EXPECT_GE(testing::allocations(), before + 1);
 }
 
+// Table-sized blocks start on a huge-page boundary and behave like any other:
+// they are written, resized, shrunk and freed through the funnel.
+TEST(Allocator, LargeBlocksAreHugePageAligned) {
+  test::LiveBlocks live;
+  constexpr std::size_t kHuge = std::size_t{2} << 20;
+  auto *block = static_cast<unsigned char *>(_orv_allocate(kHuge + 24));
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % kHuge, 0u);
+  block[0] = 1, block[kHuge + 23] = 2;
+  block = static_cast<unsigned char *>(_orv_reallocate(block, 3 * kHuge));
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(block[0] + block[kHuge + 23], 3);
+  block = static_cast<unsigned char *>(_orv_shrink(block, 64));
+  EXPECT_EQ(block[0], 1);
+  _orv_free(block);
+  EXPECT_EQ(live.delta(), 0);
+}
+
 TEST(Allocator, ReallocateShrinkAndStringsFollowTheirContracts) {
   test::LiveBlocks live;
   void *block = _orv_reallocate(nullptr, 8);  // null block allocates

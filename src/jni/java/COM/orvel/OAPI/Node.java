@@ -1,0 +1,196 @@
+package COM.orvel.OAPI;
+
+import java.util.List;
+
+/** A variable of a domain: its states, parents, table, evidence and beliefs. */
+public class Node {
+  public static final int FUNCTION = 5, INSTANCE = 6, CHANCE = 7, DECISION = 8, UTILITY = 9;
+  public static final int OTHER = -1, DISCRETE = 0, CONTINUOUS = 1;
+
+  /** The engine's handle; 0 once the node (or its domain) is deleted. */
+  long nodePeer;
+
+  Node() {}
+
+  long handle() {
+    if (nodePeer == 0) throw new IllegalStateException("the node is deleted");
+    return nodePeer;
+  }
+
+  /** The Java object of an engine node handle (0 gives null). */
+  static Node of(long handle) {
+    return Natives.peer(handle, Natives.API::orvNodeGetBackpointer, h -> {
+      Node n = new Node();
+      n.nodePeer = h;
+      return n;
+    }, Natives.API::orvNodeSetBackpointer);
+  }
+
+  public boolean isDeleted() {
+    return nodePeer == 0;
+  }
+
+  /** Deletes the node from its domain. */
+  public void delete() {
+    Natives.API.orvNodeDelete(handle());
+    OrvelException.check();
+  }
+
+  public Domain getDomain() {
+    long d = Natives.API.orvNodeGetHomeDomain(handle());
+    OrvelException.check();
+    return Domain.of(d);
+  }
+
+  public String getName() {
+    String s = Natives.API.orvNodeGetName(handle());
+    OrvelException.check();
+    return s;
+  }
+
+  public void setName(String name) {
+    Natives.API.orvNodeSetName(handle(), name);
+    OrvelException.check();
+  }
+
+  public String getLabel() {
+    String s = Natives.API.orvNodeGetLabel(handle());
+    OrvelException.check();
+    return s;
+  }
+
+  public void setLabel(String label) {
+    Natives.API.orvNodeSetLabel(handle(), label);
+    OrvelException.check();
+  }
+
+  public int getCategory() {
+    int c = Natives.API.orvNodeGetCategory(handle());
+    OrvelException.check();
+    return c;
+  }
+
+  public int getKind() {
+    int k = Natives.API.orvNodeGetKind(handle());
+    OrvelException.check();
+    return k;
+  }
+
+  public long getNumberOfStates() {
+    long n = Natives.API.orvNodeGetNumberOfStates(handle());
+    OrvelException.check();
+    return n;
+  }
+
+  public void setNumberOfStates(long count) {
+    Natives.API.orvNodeSetNumberOfStates(handle(), count);
+    OrvelException.check();
+  }
+
+  public String getStateLabel(long state) {
+    String s = Natives.API.orvNodeGetStateLabel(handle(), state);
+    OrvelException.check();
+    return s;
+  }
+
+  public void setStateLabel(long state, String label) {
+    Natives.API.orvNodeSetStateLabel(handle(), state, label);
+    OrvelException.check();
+  }
+
+  /** The index of the state with that label, or -1. */
+  public long getStateIndex(String label) {
+    long i = Natives.API.orvNodeGetStateIndexFromLabel(handle(), label);
+    OrvelException.check();
+    return i;
+  }
+
+  public void addParent(Node parent) {
+    Natives.API.orvNodeAddParent(handle(), parent.handle());
+    OrvelException.check();
+  }
+
+  public void removeParent(Node parent) {
+    Natives.API.orvNodeRemoveParent(handle(), parent.handle());
+    OrvelException.check();
+  }
+
+  public List<Node> getParents() {
+    return Natives.list(Natives.API.orvNodeGetParents(handle()), Node::of);
+  }
+
+  public List<Node> getChildren() {
+    return Natives.list(Natives.API.orvNodeGetChildren(handle()), Node::of);
+  }
+
+  /** The node's conditional table (or policy, or utility table). */
+  public Table getTable() {
+    long t = Natives.API.orvNodeGetTable(handle());
+    OrvelException.check();
+    return Table.of(t);
+  }
+
+  public void selectState(long state) {
+    Natives.API.orvNodeSelectState(handle(), state);
+    OrvelException.check();
+  }
+
+  public void enterFinding(long state, double value) {
+    Natives.API.orvNodeEnterFinding(handle(), state, value);
+    OrvelException.check();
+  }
+
+  public void retractFindings() {
+    Natives.API.orvNodeRetractFindings(handle());
+    OrvelException.check();
+  }
+
+  public boolean evidenceIsEntered() {
+    boolean b = Natives.API.orvNodeEvidenceIsEntered(handle());
+    OrvelException.check();
+    return b;
+  }
+
+  /** The belief in a state after the last propagation. */
+  public double getBelief(long state) {
+    double b = Natives.API.orvNodeGetBelief(handle(), state);
+    OrvelException.check();
+    return b;
+  }
+
+  /** The beliefs of all states. */
+  public double[] getBeliefs() {
+    double[] out = new double[(int) getNumberOfStates()];
+    for (int i = 0; i < out.length; i++) out[i] = getBelief(i);
+    return out;
+  }
+
+  public double getExpectedUtility(long state) {
+    double u = Natives.API.orvNodeGetExpectedUtility(handle(), state);
+    OrvelException.check();
+    return u;
+  }
+
+  public double getMean() {
+    double m = Natives.API.orvNodeGetMean(handle());
+    OrvelException.check();
+    return m;
+  }
+
+  public double getVariance() {
+    double v = Natives.API.orvNodeGetVariance(handle());
+    OrvelException.check();
+    return v;
+  }
+
+  public JunctionTree getJunctionTree() {
+    long t = Natives.API.orvNodeGetJunctionTree(handle());
+    OrvelException.check();
+    return JunctionTree.of(t);
+  }
+
+  @Override
+  public String toString() {
+    return nodePeer == 0 ? "<deleted node>" : getName();
+  }
+}

@@ -1,0 +1,76 @@
+package COM.orvel.OAPI;
+
+import java.util.List;
+
+/** A potential over a list of nodes (discrete first), addressed by configuration index. */
+public class Table {
+  /** The engine's handle; 0 once the table is deleted. */
+  long tablePeer;
+
+  Table() {}
+
+  long handle() {
+    if (tablePeer == 0) throw new IllegalStateException("the table is deleted");
+    return tablePeer;
+  }
+
+  static Table of(long handle) {
+    return Natives.peer(handle, Natives.API::orvTableGetBackpointer, h -> {
+      Table t = new Table();
+      t.tablePeer = h;
+      return t;
+    }, Natives.API::orvTableSetBackpointer);
+  }
+
+  public boolean isDeleted() {
+    return tablePeer == 0;
+  }
+
+  public List<Node> getNodes() {
+    return Natives.list(Natives.API.orvTableGetNodes(handle()), Node::of);
+  }
+
+  public long getSize() {
+    long n = Natives.API.orvTableGetSize(handle());
+    OrvelException.check();
+    return n;
+  }
+
+  /** A copy of the discrete entries. */
+  public double[] getData() {
+    double[] out = new double[(int) getSize()];
+    Natives.API.orvTableGetData(handle(), out, 0, out.length);
+    OrvelException.check();
+    return out;
+  }
+
+  /** Stores data into the entries from start on. */
+  public void setData(double[] data, long start) {
+    Natives.API.orvTableSetData(handle(), data, start, data.length);
+    OrvelException.check();
+  }
+
+  public double getDataItem(long index) {
+    double v = Natives.API.orvTableGetDataItem(handle(), index);
+    OrvelException.check();
+    return v;
+  }
+
+  public void setDataItem(long index, double value) {
+    Natives.API.orvTableSetDataItem(handle(), index, value);
+    OrvelException.check();
+  }
+
+  /** The index of a configuration: one state per discrete node. */
+  public long getIndex(long[] configuration) {
+    long i = Natives.API.orvTableGetIndexFromConfiguration(handle(), configuration);
+    OrvelException.check();
+    return i;
+  }
+
+  /** Deletes a table the caller owns (a marginal); node tables go with their nodes. */
+  public void delete() {
+    Natives.API.orvTableDelete(handle());
+    OrvelException.check();
+  }
+}

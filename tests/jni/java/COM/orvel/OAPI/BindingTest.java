@@ -1,0 +1,250 @@
+package COM.orvel.OAPI;
+
+import static COM.orvel.OAPI.TestRunner.check;
+import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.expectError;
+
+import COM.orvel.OAPI.Native.AbstractNativeOAPI;
+import COM.orvel.OAPI.Native.NativeOAPI2;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+
+/** Peers, callbacks, conversions and errors of the binding. */
+public final class BindingTest {
+  private BindingTest() {}
+
+  /** The raw natives, as any Java program may use them. */
+  static final AbstractNativeOAPI N = new AbstractNativeOAPI() {};
+
+  static final String RAIN = "net {} node Rain { states = (\"yes\" \"no\"); } "
+      + "node Wet { states = (\"yes\" \"no\"); } potential (Rain) { data = (0.2 0.8); } "
+      + "potential (Wet | Rain) { data = ((0.9 0.1) (0.1 0.9)); }";
+
+  static Domain rain() {
+    return Domain.parse(RAIN);
+  }
+
+  /** Deleting objects zeroes their peers: nodes, tables, cliques, trees, the domain. */
+  public static void testDeletedObjectsZeroTheirPeers() {
+    Domain d = rain();
+    Node rain = d.getNodeByName("Rain"), wet = d.getNodeByName("Wet");
+    check(rain == d.getNodeByName("Rain"), "one peer per node");
+    Table wetTable = wet.getTable();
+    d.compile();
+    List<JunctionTree> trees = d.getJunctionTrees();
+    List<Clique> cliques = trees.get(0).getCliques();
+    equal(1, cliques.size(), "cliques");
+    check(cliques.get(0).getMembers().contains(rain), "clique members map to the same peers");
+    wet.delete();
+    check(wet.isDeleted() && wetTable.isDeleted(), "deleted node and its table are zeroed");
+    check(trees.get(0).isDeleted() && cliques.get(0).isDeleted(), "uncompiling zeroes trees and cliques");
+    check(!rain.isDeleted(), "other nodes live");
+    try {
+      wet.getName();
+      throw new AssertionError("a deleted node refuses calls");
+    } catch (IllegalStateException expected) {
+      // the Java side detects the dead object
+    }
+    d.close();
+    check(d.isClosed() && rain.isDeleted(), "closing zeroes the domain and its nodes");
+    d.close();  // harmless
+  }
+
+  /** Setting a new domain backpointer zeroes the old peer's modelPeer. */
+  public static void testNewDomainBackpointerZeroesTheOldPeer() {
+    try (Domain d = new Domain()) {
+      Domain other = Domain.of(d.modelPeer);
+      check(other == d, "the backpointer finds the peer");
+      Domain second = new Domain() {};
+      second.close();
+      second.modelPeer = d.modelPeer;
+      equal(0, N.orvDomainSetBackpointer(d.modelPeer, second), "set backpointer");
+      equal(0L, d.modelPeer, "old peer zeroed");
+      check(N.orvDomainGetBackpointer(second.modelPeer) == second, "new peer stored");
+      second.close();
+      check(second.isClosed(), "the new peer is zeroed by deletion");
+    }
+  }
+
+  /** Nodes made from Java, lists, tables and exceptions with codes. */
+  public static void testBuildingAndErrors() {
+    try (Domain d = new Domain()) {
+      Node a = d.newNode(Node.CHANCE, Node.DISCRETE), b = d.newNode(Node.CHANCE, Node.DISCRETE);
+      a.setName("A");
+      b.setName("B");
+      a.setNumberOfStates(2);
+      b.setNumberOfStates(2);
+      b.addParent(a);
+      equal(List.of(a), b.getParents(), "parents");
+      equal(List.of(b, a), d.getNodes(), "nodes newest first");
+      Table t = b.getTable();
+      equal(List.of(a, b), t.getNodes(), "table nodes");
+      t.setData(new double[] {0.3, 0.7, 0.6, 0.4}, 0);
+      a.getTable().setData(new double[] {0.5, 0.5}, 0);
+      equal(2L, t.getIndex(new long[] {1, 0}), "configuration index");
+      check(java.util.Arrays.equals(new double[] {0.3, 0.7, 0.6, 0.4}, t.getData()), "data round trip");
+      equal(17, expectError(d::propagate, "propagate uncompiled").getCode(), "not compiled");
+      equal(6, expectError(() -> a.setName("1a"), "bad name").getCode(), "invalid name");
+      equal(5, expectError(() -> b.setName("A"), "taken name").getCode(), "twice");
+      check(expectError(() -> b.addParent(b), "self parent") instanceof OrvelException.UsageException
+            || N.orvErrorCode() != 0, "self link refused");
+      d.compile();
+      a.selectState(0);
+      d.propagate();
+      equal(0.3, b.getBelief(0), "belief");
+      equal(0.5, d.getNormalizationConstant(), "P(e)");
+      check(d.toNetString().contains("node A"), "NET text");
+    }
+  }
+
+  /** A throwing parseError: no further calls, error jni, nothing left behind. */
+  public static void testThrowingParseErrorUndoesTheParse() {
+    int[] calls = {0};
+    ParseListener thrower = (line, message) -> {
+      calls[0]++;
+      throw new IllegalArgumentException("stop at " + line);
+    };
+    Domain peer = new Domain() {};
+    peer.close();
+    try {
+      N.orvNetParseDomain(peer, "net {} node A { states = (\"a\" ; } node B { states = ( ; }", thrower);
+      throw new AssertionError("the exception reaches the caller");
+    } catch (IllegalArgumentException expected) {
+      equal(47, N.orvErrorCode(), "jni error");
+    }
+    equal(1, calls[0], "parseError is not called again");
+    equal(0L, peer.modelPeer, "no domain");
+    // A valid text with a throwing receiver parses (the receiver is never called).
+    try (Domain d = Domain.parse(RAIN, thrower)) {
+      equal(2, d.getNodes().size(), "parsed");
+    }
+    // Errors reach a listener that records them, and the parse fails with its code.
+    StringBuilder seen = new StringBuilder();
+    OrvelException e = expectError(() -> Domain.parse("net {} node A {", (l, m) -> seen.append(m)), "bad NET");
+    check(e instanceof OrvelException.ParseException, "parse error: " + e.getCode());
+    check(seen.length() > 0, "messages delivered");
+  }
+
+  /** Every parsing native: a throwing receiver is called once, reaches the caller, and sets jni. */
+  public static void testEveryParserReportsAThrowingReceiver() throws Exception {
+    Path cases = Files.createTempFile("orvel", ".dat");
+    Files.writeString(cases, "Rain Wet\nyes maybe\n");
+    try (Domain d = rain()) {
+      long noNodes = N.orvNewList(1);
+      N.orvListSetItem(noNodes, 0, 0);
+      long model = N.orvNodeNewModel(d.getNodeByName("Wet").nodePeer, noNodes);
+      N.orvListDelete(noNodes);
+      check(model != 0, "model");
+      java.util.Map<String, java.util.function.Consumer<ParseListener>> parsers = new java.util.LinkedHashMap<>();
+      parsers.put("StringParseExpression", r -> N.orvStringParseExpression("1 +", model, r));
+      parsers.put("ModelSetExpressionFromString", r -> N.orvModelSetExpressionFromString(model, 0, "(", r));
+      parsers.put("DomainParseCases", r -> N.orvDomainParseCases(d.modelPeer, cases.toString(), r));
+      parsers.put("DomainParseCase", r -> N.orvDomainParseCase(d.modelPeer, cases.toString(), r));
+      for (var parser : parsers.entrySet()) {
+        int[] calls = {0};
+        try {
+          parser.getValue().accept((line, message) -> {
+            calls[0]++;
+            throw new IllegalStateException(message);
+          });
+          throw new AssertionError(parser.getKey() + ": the exception reaches the caller");
+        } catch (IllegalStateException expected) {
+          equal(47, N.orvErrorCode(), parser.getKey() + " error");
+          equal(1, calls[0], parser.getKey() + " calls");
+        }
+      }
+    } finally {
+      Files.delete(cases);
+    }
+  }
+
+  /** Conversions and the special natives. */
+  public static void testConversionsAndSpecialValues() {
+    String plain = "no escapes";
+    check(N.orvRemoveEscapeSequences(plain) == plain, "identical object without backslash");
+    equal("a\"b", N.orvRemoveEscapeSequences("a\\\"b"), "escapes removed");
+    N.orvRemoveEscapeSequences(null);
+    equal(1, N.orvErrorCode(), "null string is usage");
+    equal(Double.MAX_VALUE, N.orvINFINITY(), "INFINITY is the largest finite double");
+    check(N.orvGetClock() >= 0, "clock");
+    equal("The called function was given invalid arguments.".length() > 0, N.orvErrorDescription(1).length() > 0,
+          "description");
+    try (Domain d = rain()) {
+      Node rain = d.getNodeByName("Rain");
+      long table = N.orvNodeGetTable(rain.nodePeer);
+      double[] buffer = new double[2];
+      equal(0, N.orvTableGetData(table, buffer, 1, 0), "count 0 copies nothing");
+      equal(1, N.orvTableGetData(table, buffer, 2, 0), "start at the size");
+      equal(1, N.orvTableGetData(table, null, 0, 1), "null array");
+      equal(1, N.orvTableGetData(table, new double[1], 0, 2), "short array");
+      equal(1, N.orvTableGetData(table, buffer, 1, 2), "past the end");
+      equal(0, N.orvTableGetData(table, buffer, 0, 2), "whole table");
+      equal(0.2, buffer[0], "data");
+      equal(0, N.orvNodeSetPosition(rain.nodePeer, 12, -7), "position");
+      equal(12, N.orvNodeGetXCoordinate(rain.nodePeer), "x");
+      equal(-7, N.orvNodeGetYCoordinate(rain.nodePeer), "y");
+      equal(0, N.orvDomainSetNodeSize(d.modelPeer, 40, 30), "node size");
+      equal(40L, N.orvDomainGetNodeWidth(d.modelPeer), "width");
+      equal(30L, N.orvDomainGetNodeHeight(d.modelPeer), "height");
+      equal(-1L, N.orvDomainGetNodeWidth(0), "width of no domain");
+      equal(1, N.orvNodeSetName(rain.nodePeer, null), "null name is usage");
+      equal(0, N.orvNodeReorderStates(rain.nodePeer, new String[] {"no", "yes"}), "reorder");
+      equal("no", rain.getStateLabel(0), "reordered");
+      equal(1, N.orvNodeReorderStates(rain.nodePeer, null), "null order");
+    }
+  }
+
+  /** Every family refuses the null handle with usage and its failure value. */
+  public static void testNullHandlesAreUsageErrors() {
+    Object[][] calls = {
+        {"DomainCompile", N.orvDomainCompile(0)}, {"NodeGetBelief", N.orvNodeGetBelief(0, 0)},
+        {"NodeGetName", N.orvNodeGetName(0)}, {"TableGetSize", N.orvTableGetSize(0)},
+        {"JTGetRoot", N.orvJTGetRoot(0)}, {"CliqueGetMembers", N.orvCliqueGetMembers(0)},
+        {"DomainNewNode", N.orvDomainNewNode(new Node(), 0, 7, 0)},
+        {"NodeGetBackpointer", N.orvNodeGetBackpointer(0)},
+        {"DomainSetBackpointer", N.orvDomainSetBackpointer(0, new Object())},
+        {"TableSetData", N.orvTableSetData(0, new double[1], 0, 1)},
+        {"DomainSetLogFile", N.orvDomainSetLogFile(0, null)},
+        {"NetParseDomain", N.orvNetParseDomain(new Object(), null, null)},
+    };
+    Object[] failures = {1, -1.0, null, -1L, 0L, 0L, 0L, null, 1, 1, 1, 0L};
+    for (int i = 0; i < calls.length; i++) equal(failures[i], calls[i][1], (String) calls[i][0]);
+    equal(1, N.orvErrorCode(), "usage");
+  }
+
+  /** A peer object without the peer field is refused with the jni error. */
+  public static void testPeerWithoutItsFieldIsRefused() {
+    try (Domain d = rain()) {
+      long node = d.getNodeByName("Rain").nodePeer;
+      equal(47, N.orvNodeSetBackpointer(node, new Object()), "no nodePeer field");
+    }
+  }
+
+  /** The license role: what $ORVELHOME/orvel.license holds; no restrictions. */
+  public static void testLicenseFileIsRead() throws Exception {
+    long license = N.orvNewLicense();
+    check(license != 0, "license handle");
+    String home = System.getenv("ORVELHOME");
+    boolean file = home != null && Files.exists(Path.of(home, "orvel.license"));
+    equal(file ? "Example Org" : "", N.orvGetOrganization(license), "organization");
+    equal(file ? "Test User" : "", N.orvGetUserName(license), "user");
+    equal(file ? "orvel-test" : "", N.orvGetPackageName(license), "package");
+    equal(file ? "2099-12-31" : "", N.orvGetSupportExpirationDate(0), "expiry");
+    check(N.orvGetBuildID().startsWith("orvel-") && !N.orvGetAPIID().isEmpty(), "identifiers");
+    NativeOAPI2 restrictions = new NativeOAPI2();
+    check(restrictions.orvRestrictionAllowGui() && restrictions.orvRestrictionAllowPlain(), "no restrictions");
+  }
+
+  /** Log files opened by the binding receive the compilation log. */
+  public static void testLogFile() throws Exception {
+    Path log = Files.createTempFile("orvel", ".log");
+    try (Domain d = rain()) {
+      d.setLogFile(log.toString());
+      d.compile();
+      d.setLogFile(null);
+    }
+    check(Files.size(log) > 0, "log written");
+    Files.delete(log);
+  }
+}

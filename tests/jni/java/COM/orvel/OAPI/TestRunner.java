@@ -1,0 +1,59 @@
+package COM.orvel.OAPI;
+
+import java.lang.reflect.InvocationTargetException;
+import java.lang.reflect.Method;
+import java.lang.reflect.Modifier;
+import java.util.Arrays;
+import java.util.Comparator;
+
+/**
+ * Runs the public static no-argument methods named test* of the classes given
+ * on the command line; prints one line per test and the closing count.
+ */
+public final class TestRunner {
+  private TestRunner() {}
+
+  public static void main(String[] args) throws Exception {
+    int passed = 0, failed = 0;
+    for (String name : args) {
+      Method[] methods = Class.forName(name).getDeclaredMethods();
+      Arrays.sort(methods, Comparator.comparing(Method::getName));
+      for (Method m : methods) {
+        if (!m.getName().startsWith("test") || !Modifier.isStatic(m.getModifiers()) || m.getParameterCount() != 0) {
+          continue;
+        }
+        try {
+          m.invoke(null);
+          System.out.println("ok     " + name + "." + m.getName());
+          passed++;
+        } catch (InvocationTargetException e) {
+          System.out.println("FAILED " + name + "." + m.getName());
+          e.getCause().printStackTrace(System.out);
+          failed++;
+        }
+      }
+    }
+    System.out.println(passed + " passed, " + failed + " failed");
+    System.exit(failed == 0 && passed > 0 ? 0 : 1);
+  }
+
+  static void check(boolean condition, String what) {
+    if (!condition) throw new AssertionError(what);
+  }
+
+  static void equal(Object expected, Object actual, String what) {
+    if (expected == null ? actual != null : !expected.equals(actual)) {
+      throw new AssertionError(what + ": expected " + expected + ", got " + actual);
+    }
+  }
+
+  /** Runs body and returns the OrvelException it throws (fails if none). */
+  static OrvelException expectError(Runnable body, String what) {
+    try {
+      body.run();
+    } catch (OrvelException e) {
+      return e;
+    }
+    throw new AssertionError(what + ": no OrvelException");
+  }
+}
