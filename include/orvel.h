@@ -770,6 +770,170 @@ ORV_API orv_status_t orv_domain_save_cases(orv_domain_t domain, const char *file
                                            const char *missing_data);
 
 /* ======================================================================
+ * Data sets: rows and columns of text cells
+ * ====================================================================== */
+/* A data set is a table of cells, each a string or missing (absent); a
+ * missing cell and an empty string are distinct. Columns have names. Cell
+ * and name strings returned are owned by the data set and stay valid until
+ * the data set is next changed or deleted. Rows and columns are numbered
+ * from 0. Every function gives usage (and changes nothing) for a null or
+ * deleted data set or a row or column index out of range. */
+/* A new empty data set; the caller deletes it with orv_ds_delete.
+ * Errors: no_memory. */
+ORV_API orv_data_set_t orv_new_data_set(void);
+ORV_API orv_status_t orv_ds_delete(orv_data_set_t data_set);
+/* Appends a row of missing cells, or a column of missing cells with a copy
+ * of name; returns its index, (size_t)-1 on failure (usage, no_memory). */
+ORV_API size_t orv_ds_new_row(orv_data_set_t data_set);
+ORV_API size_t orv_ds_new_column(orv_data_set_t data_set, const char *name);
+/* Removes a row (column); later ones move up (left). Errors: usage. */
+ORV_API orv_status_t orv_ds_delete_row(orv_data_set_t data_set, size_t row);
+ORV_API orv_status_t orv_ds_delete_column(orv_data_set_t data_set, size_t column);
+/* Moves a row (column) to new_index, shifting those between. Errors: usage. */
+ORV_API orv_status_t orv_ds_move_row(orv_data_set_t data_set, size_t row, size_t new_index);
+ORV_API orv_status_t orv_ds_move_column(orv_data_set_t data_set, size_t column, size_t new_index);
+/* Appends a copy of a column under a new name (NULL: the same name);
+ * returns its index, (size_t)-1 on failure (usage, no_memory). */
+ORV_API size_t orv_ds_copy_column(orv_data_set_t data_set, size_t column, const char *name);
+/* Column names (new columns made by orv_ds_set_data_item are named "").
+ * Errors: usage (NULL name), no_memory. */
+ORV_API orv_status_t orv_ds_set_column_name(orv_data_set_t data_set, size_t column, const char *name);
+ORV_API const char *orv_ds_get_column_name(orv_data_set_t data_set, size_t column);
+/* Sizes; (size_t)-1 with usage for a bad data set. */
+ORV_API size_t orv_ds_get_number_of_rows(orv_data_set_t data_set);
+ORV_API size_t orv_ds_get_number_of_columns(orv_data_set_t data_set);
+/* Stores a copy of data (NULL: missing) in a cell; rows and columns up to
+ * the given ones are created when needed. Errors: usage, no_memory. */
+ORV_API orv_status_t orv_ds_set_data_item(orv_data_set_t data_set, size_t row, size_t column,
+                                          const char *data);
+/* The cell's text, or NULL with error 0 when the cell is missing. */
+ORV_API const char *orv_ds_get_data_item(orv_data_set_t data_set, size_t row, size_t column);
+/* A cell is a number when its whole text (surrounding white space aside)
+ * reads as a finite number in the C locale. */
+/* Each row's cell of the column as a number, missing_value for a missing or
+ * non-numeric cell: a new array of one entry per row that the caller frees
+ * with free() (NULL with error 0 for a data set without rows). Errors:
+ * usage, no_memory. */
+ORV_API double *orv_ds_get_numbers(orv_data_set_t data_set, size_t column, double missing_value);
+/* The distinct texts of the column (missing cells left out) in byte order,
+ * null-terminated, owned by the data set. Errors: usage, no_memory. */
+ORV_API const char **orv_ds_get_distinct_values(orv_data_set_t data_set, size_t column);
+/* Number of cells of the column equal to value (NULL counts missing cells);
+ * (size_t)-1 with usage. */
+ORV_API size_t orv_ds_count_data(orv_data_set_t data_set, size_t column, const char *value);
+/* The first row at or after start whose cell of the column equals value
+ * (NULL: missing), or (size_t)-1 with error 0 when none does (with usage
+ * on bad arguments; start may equal the number of rows). */
+ORV_API size_t orv_ds_find_row(orv_data_set_t data_set, size_t column, const char *value, size_t start);
+/* Replaces every cell of the column equal to old_value by new_value (NULL
+ * stands for missing on both sides); returns the number of cells replaced,
+ * (size_t)-1 on failure (usage, no_memory; nothing changed). */
+ORV_API size_t orv_ds_replace_values(orv_data_set_t data_set, size_t column, const char *old_value,
+                                     const char *new_value);
+/* Moves the column's cells down by shift rows (up when negative): cells
+ * moved past either end are dropped, vacated cells become missing; the
+ * number of rows stays. For lagged copies of a series. Errors: usage. */
+ORV_API orv_status_t orv_ds_shift_column_data(orv_data_set_t data_set, size_t column, long shift);
+/* 1 when every cell of the column is missing (also with no rows), else 0;
+ * -1 with usage. */
+ORV_API int orv_ds_column_is_empty(orv_data_set_t data_set, size_t column);
+/* 1 when the column has a present cell and every present cell is a number
+ * (intervals: an interval label as orv_ds_apply_discretization writes
+ * them), else 0; -1 with usage. */
+ORV_API int orv_ds_column_data_are_numbers(orv_data_set_t data_set, size_t column);
+ORV_API int orv_ds_column_data_are_intervals(orv_data_set_t data_set, size_t column);
+/* Stable sorts of the rows by a column, ascending (ascending 1) or
+ * descending (0): by the bytes of the text, or by numeric value. Missing
+ * cells (and non-numeric cells in the numeric sort) come last in their
+ * original order. Errors: usage, no_memory (nothing changed). */
+ORV_API orv_status_t orv_ds_sort_rows(orv_data_set_t data_set, size_t column, int ascending);
+ORV_API orv_status_t orv_ds_sort_rows_numerically(orv_data_set_t data_set, size_t column, int ascending);
+/* Statistics of the numbers of a column; missing cells are skipped, any
+ * other non-numeric cell gives usage. Computed in one pass with updates of
+ * the centred moments that stay exact under large offsets. Mean (n >= 1);
+ * sample variance, sum of squared deviations over n - 1 (n >= 2); skewness
+ * m3 / m2^(3/2) and excess kurtosis m4 / m2^2 - 3, both the population
+ * (moment) estimators with mk the k-th central moment over n (n >= 2 and
+ * values not all equal). -1.0 on failure (usage, no_memory). */
+ORV_API double orv_ds_compute_mean(orv_data_set_t data_set, size_t column);
+ORV_API double orv_ds_compute_variance(orv_data_set_t data_set, size_t column);
+ORV_API double orv_ds_compute_skewness(orv_data_set_t data_set, size_t column);
+ORV_API double orv_ds_compute_kurtosis(orv_data_set_t data_set, size_t column);
+/* Forecast errors of a forecast column against an actual column over the
+ * rows where both cells are present (each must then be a number): mean
+ * absolute error; mean absolute percentage error, 100/n sum |a - f| / |a|
+ * (division_by_zero when an actual value is 0); mean absolute scaled error,
+ * the MAE over the mean absolute difference a[t] - a[t - period] of the
+ * actual series (rows with both present; period >= 1, division_by_zero when
+ * that scale is 0). -1.0 on failure (usage when no row qualifies). */
+ORV_API double orv_ds_compute_mean_absolute_error(orv_data_set_t data_set, size_t actual, size_t forecast);
+ORV_API double orv_ds_compute_mean_absolute_percentage_error(orv_data_set_t data_set, size_t actual,
+                                                             size_t forecast);
+ORV_API double orv_ds_compute_mean_absolute_scaled_error(orv_data_set_t data_set, size_t actual,
+                                                         size_t forecast, size_t period);
+/* Discretization of a numeric column into intervals [b[i], b[i+1]) given by
+ * boundaries b[0] < b[1] < ... < b[k], where b[0] and b[k] are minus and plus
+ * orv_infinity(): the form of an interval node's state values. */
+typedef enum {
+  orv_discretization_equal_width = 0,
+  orv_discretization_equal_frequency = 1
+} orv_discretization_t;
+/* Boundaries for count intervals of equal width over [min, max] of the
+ * column, or with (about) equal numbers of values (cuts halfway between
+ * neighbouring values; tied values stay together, so fewer intervals may
+ * result). Missing cells are skipped, other non-numeric cells give usage.
+ * Returns a new array of *intervals + 1 boundaries that the caller frees
+ * with free(). Errors: usage (count 0, no numbers), no_memory. */
+ORV_API double *orv_ds_discretize_column(orv_data_set_t data_set, size_t column,
+                                         orv_discretization_t method, size_t count, size_t *intervals);
+/* Supervised boundaries: the recursive minimum-description-length split by
+ * class entropy against the class column (rows with a missing value or
+ * class are skipped); one interval when no cut pays for itself. Result as
+ * orv_ds_discretize_column. Errors: usage, no_memory. */
+ORV_API double *orv_ds_compute_iem_intervals(orv_data_set_t data_set, size_t column, size_t class_column,
+                                             size_t *intervals);
+/* Replaces each number of the column by the label of its interval,
+ * "[lower;upper)" with "-inf"/"inf" for the infinite ends (for example
+ * "(-inf;2.5)", "[2.5;7)", "[7;inf)"); boundaries as above, intervals >= 1.
+ * Missing cells stay; other non-numeric cells give usage (nothing changed).
+ * Errors: usage, no_memory. */
+ORV_API orv_status_t orv_ds_apply_discretization(orv_data_set_t data_set, size_t column,
+                                                 const double *boundaries, size_t intervals);
+/* Reads delimiter-separated text (the argument is the text when it contains
+ * a newline, else a file name) into a new data set: a header row of column
+ * names, then one row per line; quoted fields may hold the delimiter and
+ * doubled quotes; an empty unquoted field is missing, an empty quoted one
+ * the empty string. The delimiter is a code 1-255, not '"' and no white
+ * space other than tab and space. Messages go to handler (line numbers for
+ * files, character offsets for text). The caller deletes the result.
+ * Errors: usage, io, parse, no_memory, locale. */
+ORV_API orv_data_set_t orv_csv_parse_data_set(const char *file_name_or_text, int delimiter,
+                                              orv_error_handler_t handler, void *data);
+/* The same with the choice made by the caller: is_file 1 for a file name,
+ * 0 for text. */
+ORV_API orv_data_set_t _orv_parse_data_set(int is_file, const char *source, int delimiter,
+                                           orv_error_handler_t handler, void *data);
+/* Writes the data set as delimiter-separated text that the reader gets
+ * back unchanged: names, then rows; a missing cell is written as nothing,
+ * a cell that is empty, has white space at an end or holds a quote or the
+ * delimiter is quoted. Errors: usage, io, locale. The string form is
+ * allocated; the caller frees it with free() (NULL on failure: usage,
+ * no_memory). */
+ORV_API orv_status_t orv_ds_save(orv_data_set_t data_set, const char *file_name, int delimiter);
+ORV_API char *orv_ds_to_csv_string(orv_data_set_t data_set, int delimiter);
+/* Appends count rows of the data set from first_row on as new cases of the
+ * domain: a column whose name is a discrete or continuous chance node feeds
+ * that node (other columns are ignored); a cell names a state or value as in
+ * a case data file (a state label, false/true, "#" index, or a number for
+ * CG, numbered and interval nodes), and a label may also be written as its
+ * bare text; an interval label as written by orv_ds_apply_discretization
+ * names the state with exactly those bounds. Missing cells, "*" and "?"
+ * leave the item unset. Errors: usage (also for a cell that names no
+ * state; the case store is then unchanged), no_memory, demo. */
+ORV_API orv_status_t orv_domain_add_cases(orv_domain_t domain, orv_data_set_t data_set, size_t first_row,
+                                          size_t count);
+
+/* ======================================================================
  * Compilation: moralization and triangulation
  * ====================================================================== */
 /* Moralizes and triangulates the domain with method 15-20, leaving its

@@ -17,6 +17,7 @@ enum class Tag : std::uint32_t {
   expression = 0x4f45304du,
   model = 0x4f4d304du,
   attribute = 0x4f41304du,
+  data_set = 0x4f53304du,
 };
 
 struct Tagged;

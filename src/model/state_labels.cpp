@@ -18,9 +18,6 @@ long first_state_with_label(const orv_node_s *node, const char *label) {
   return -1;
 }
 
-namespace {
-
-// The unique state carrying `label`, or -1 when none or several do.
 long unique_state_with_label(const orv_node_s *node, const char *label) {
   const long first = first_state_with_label(node, label);
   if (first < 0) return -1;
@@ -28,6 +25,8 @@ long unique_state_with_label(const orv_node_s *node, const char *label) {
     if (std::strcmp(state_label(node, s), label) == 0) return -1;
   return first;
 }
+
+namespace {
 
 void set_state_label(orv_node_s *node, std::size_t state, const char *label) {
   if (state < node->state_labels.size() && node->state_labels[state] &&

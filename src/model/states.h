@@ -31,6 +31,8 @@ void reorder_states(orv_node_s *node, const char *const *order);
 const char *state_label(const orv_node_s *node, std::size_t state);
 // First state whose label (or default label) is `label`, or -1.
 long first_state_with_label(const orv_node_s *node, const char *label);
+// The only state whose label (or default label) is `label`, or -1.
+long unique_state_with_label(const orv_node_s *node, const char *label);
 
 // Status of the state values: 0 valid, 1 not increasing (or none set), 2
 // infinite values used incorrectly.

@@ -215,3 +215,29 @@ TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
 }
 
 }  // namespace solve
+
+TEST(OrvelData, DescribesAndDiscretizesADataFile) {
+  const std::string data = write_temp("people.csv",
+                                      "name,height,weight,city\nann,1.62,55,\"Oslo\"\nbob,1.80,,Bergen\n"
+                                      "cid,1.75,80,\ndan,,72,\"Oslo\"\n");
+  const struct {
+    std::string arguments;
+    int status;
+    std::vector<std::string> parts;
+  } cases[] = {
+      // Weights 55, 80, 72: mean 69, sample variance (196 + 121 + 9) / 2.
+      {"data " + data + " --describe", 0,
+       {"4 rows, 4 columns", "name: text, 0 missing, 4 distinct", "weight: number, 1 missing, mean 69, variance 163",
+        "city: text, 1 missing"}},
+      {"data " + data + " --discretize weight:2", 0,
+       {"ann,1.62,(-inf;67.5),Oslo\n", "bob,1.80,,Bergen\n", "cid,1.75,[67.5;inf),\n"}},
+      {"data " + data + " --discretize 2:2 --describe", 0, {"weight: interval, 1 missing, 2 distinct"}},
+      {"data " + data + " --discretize nope:2", 2, {"no column named 'nope'"}},
+      {"data " + write_temp("cut.csv", "a,b\n1,2"), 1, {"cut.csv:2: unexpected end-of-file"}},
+  };
+  for (const auto &c : cases) {
+    const Outcome outcome = orvel(c.arguments);
+    EXPECT_EQ(outcome.status, c.status) << c.arguments << "\n" << outcome.output;
+    for (const auto &part : c.parts) EXPECT_NE(outcome.output.find(part), std::string::npos) << outcome.output;
+  }
+}

@@ -95,5 +95,6 @@ int run_dot(Args &args);
 int run_learn(Args &args);
 int run_cases(Args &args);
 int run_solve(Args &args);
+int run_data(Args &args);
 
 }  // namespace cli

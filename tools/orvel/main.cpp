@@ -20,6 +20,7 @@ constexpr const char *kUsage =
     "  learn NET DATA [options]      learn the tables from a case data file by EM\n"
     "  cases NET DATA                count the cases of a case data file\n"
     "  solve NET [options]           solve an influence diagram: policies and expected utilities\n"
+    "  data FILE.csv [options]       describe or discretize a delimiter-separated data file\n"
     "\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
@@ -32,6 +33,7 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "learn") return cli::run_learn(args);
   if (command == "cases") return cli::run_cases(args);
   if (command == "solve") return cli::run_solve(args);
+  if (command == "data") return cli::run_data(args);
   cli::usage_error("unknown command '" + command + "' (try 'orvel --help')");
 }
 
