@@ -1144,6 +1144,18 @@ ORV_API double orv_node_get_belief(orv_node_t node, size_t state);
  * (0 for a state of probability 0). Errors: usage (no utility nodes),
  * not_compiled, no_equilibrium, no_memory. */
 ORV_API double orv_node_get_expected_utility(orv_node_t node, size_t state);
+/* Expected utilities of a decision per row of its policy (a configuration of
+ * its parents, in the order of orv_node_get_table): utilities (caller-owned,
+ * as many entries as the policy table) receives, for each row and option,
+ * the expected total utility when the decision takes that option in that
+ * configuration and every other decision follows its policy, 0 where the
+ * configuration has probability 0; row_probabilities (caller-owned, one
+ * entry per row, may be NULL) the probability of each configuration given
+ * the evidence. Requires sum/normal. Errors: usage (not a decision, utilities
+ * NULL, no utility nodes, not sum/normal), not_compiled, no_equilibrium,
+ * no_memory. */
+ORV_API orv_status_t orv_node_get_decision_utilities(orv_node_t node, double *utilities,
+                                                     double *row_probabilities);
 /* The overall expected utility under the current policies: the sum of the
  * utility nodes' expected utilities. Errors: usage (not sum/normal),
  * not_compiled, no_equilibrium. */

@@ -1,5 +1,5 @@
 // Public reads for influence diagrams: the decision order, expected
-// utilities of states and options, and the spread of a utility node's value.
+// utilities of states, options and policy rows, and the spread of a utility node's value.
 #include <algorithm>
 #include <cmath>
 
@@ -87,6 +87,17 @@ double orv_node_get_expected_utility(orv_node_t node, size_t state) {
       return orv::option_utility(node, state);
     }
     return orv::expected_utility_of(node, state);
+  });
+}
+
+orv_status_t orv_node_get_decision_utilities(orv_node_t node, double *utilities, double *row_probabilities) {
+  if (!orv::domain_node(node) || node->category != orv_category_decision || !utilities)
+    return usage(orv_error_usage);
+  return orv::guarded_status([&] {
+    if (node->owner->utility_count == 0) orv::fail(orv_error_usage);
+    orv::require_results(node);
+    orv::require_sum_normal(node);
+    orv::row_utilities(node, utilities, row_probabilities);
   });
 }
 

@@ -2,6 +2,7 @@
 // children; a depth-first post-order over that relation puts the last
 // decisions of the model first.
 #include "decisions/decision_order.h"
+#include "decisions/tree_solver.h"
 
 namespace orv {
 
@@ -72,14 +73,16 @@ DecisionData &_orv_domain_create_decision_order(JunctionForest &forest) {
     for (std::size_t i = 0; i < p.decisions.size(); ++i) p.place(i, data->order);
   }
   data->tree_first.push_back(data->order.size());
-  data->option_first.reserve(data->order.size());
-  std::size_t options = 0;
+  data->family_first.reserve(data->order.size() + 1);
+  std::size_t entries = 0;
   for (orv_node_t d : data->order) {
-    data->option_first.push_back(options);
-    options += d->state_count;
+    data->family_first.push_back(entries);
+    if (has_compiled_policy(d)) entries += d->table->size;
   }
-  data->option_utility.assign(options, 0.0);
-  data->option_serial.assign(forest.tree_count, DecisionData::kNoSerial);
+  data->family_first.push_back(entries);
+  data->family_probability.assign(entries, 0.0);
+  data->family_weighted.assign(entries, 0.0);
+  data->family_serial.assign(forest.tree_count, DecisionData::kNoSerial);
   data->order.push_back(nullptr);
   forest.decisions.reset(data.release());
   return static_cast<DecisionData &>(*forest.decisions);

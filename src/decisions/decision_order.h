@@ -19,11 +19,14 @@ struct DecisionData : Attachment {
   // marks the end.
   Vector<std::size_t> tree_first;
 
-  // Expected utility of each option of each decision (decisions in `order`,
-  // options consecutive), valid for a tree while its serial matches.
-  Vector<double> option_utility;
-  Vector<std::size_t> option_first;      // per entry of `order`
-  Vector<std::uint64_t> option_serial;   // per tree; kNoSerial when never computed
+  // Per decision (entries of `order`), its family values laid out like its
+  // policy: the probability of each configuration and that probability times
+  // the expected total utility, the decision's own factor left out. Valid for
+  // a tree while its serial matches.
+  Vector<double> family_probability;
+  Vector<double> family_weighted;
+  Vector<std::size_t> family_first;      // per entry of `order`, one extra at the end
+  Vector<std::uint64_t> family_serial;   // per tree; kNoSerial when never computed
   static constexpr std::uint64_t kNoSerial = ~std::uint64_t{0};
 };
 

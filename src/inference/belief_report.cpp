@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "compile/forest_log.h"
+#include "decisions/decision_results.h"
 #include "inference/queries.h"
 #include "model/node_ops.h"
 #include "runtime/error.h"
@@ -18,6 +19,13 @@ void report_continuous(orv_domain_s *d, orv_node_t n) {
   log_printf(d, "\tMean: %g   Variance: %g   SD: %g\n", mean, variance, std::sqrt(variance));
 }
 
+// What the report prints beside a state: for a decision option, the expected
+// utility of taking it in every parent configuration; otherwise the expected
+// utility given the state.
+double state_utility(orv_node_t n, std::size_t s) {
+  return n->category == orv_category_decision ? option_utility(n, s) : expected_utility_of(n, s);
+}
+
 void report_discrete(orv_domain_s *d, orv_node_t n, bool utilities) {
   require_results(n);
   if (n->is_continuous()) {
@@ -29,7 +37,7 @@ void report_discrete(orv_domain_s *d, orv_node_t n, bool utilities) {
     const auto s = static_cast<std::size_t>(inferred);
     log_printf(d, "\n    %s --> ", node_name(n));
     log_state(d, n, s);
-    if (utilities) log_printf(d, " (%g)\n", expected_utility_of(n, s));
+    if (utilities) log_printf(d, " (%g)\n", state_utility(n, s));
     else log_printf(d, "\n");
     return;
   }
@@ -39,7 +47,7 @@ void report_discrete(orv_domain_s *d, orv_node_t n, bool utilities) {
       log_printf(d, "\t%-10s %g", n->state_labels[s]->c_str(), belief_of(n, s));
     else
       log_printf(d, "\tstate%s   %g", _orv_print_size(d, s), belief_of(n, s));
-    if (utilities) log_printf(d, " (%g)\n", expected_utility_of(n, s));
+    if (utilities) log_printf(d, " (%g)\n", state_utility(n, s));
     else log_printf(d, "\n");
   }
 }

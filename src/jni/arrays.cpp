@@ -1,5 +1,6 @@
 // Natives that copy numbers between Java arrays and the engine: table data,
-// configurations, and the two-valued outputs (position, node size).
+// configurations, per-row utilities of decisions, and the two-valued outputs
+// (position, node size).
 #include <cstring>
 
 #include "jni/jni_support.h"
@@ -90,6 +91,30 @@ JNIEXPORT jint ORV_JNI(TableGetConfigurationFromIndex)(JNIEnv *env, jobject, jlo
   if (status == orv_error_none)
     env->SetLongArrayRegion(configuration, 0, static_cast<jsize>(n), reinterpret_cast<const jlong *>(states));
   orv::_orv_free(states);
+  return status;
+}
+
+// A decision's expected utilities per policy row into an array as long as its
+// policy table, and the row probabilities into a second one (or null).
+JNIEXPORT jint ORV_JNI(NodeGetDecisionUtilities)(JNIEnv *env, jobject, jlong node, jdoubleArray utilities,
+                                                 jdoubleArray rowProbabilities) {
+  auto n = from_handle<orv_node_t>(node);
+  if (orv_node_get_category(n) != orv_category_decision) return orv::usage<jint>(orv_error_usage);
+  orv_table_t policy = orv_node_get_table(n);
+  if (!policy) return orv::jni::error_status();
+  const std::size_t size = orv_table_get_size(policy), rows = size / orv_node_get_number_of_states(n);
+  if (!utilities || env->GetArrayLength(utilities) < static_cast<jsize>(size) ||
+      (rowProbabilities && env->GetArrayLength(rowProbabilities) < static_cast<jsize>(rows)))
+    return orv::usage<jint>(orv_error_usage);
+  auto *values = static_cast<double *>(orv::_orv_allocate((size + rows) * sizeof(double)));
+  if (!values) return orv::jni::error_status();
+  const orv_status_t status = orv_node_get_decision_utilities(n, values, values + size);
+  if (status == orv_error_none) {
+    env->SetDoubleArrayRegion(utilities, 0, static_cast<jsize>(size), values);
+    if (rowProbabilities) env->SetDoubleArrayRegion(rowProbabilities, 0, static_cast<jsize>(rows), values + size);
+  }
+  orv::_orv_free(values);
+  if (orv::jni::exception_pending(env)) return orv_error_jni;
   return status;
 }
 

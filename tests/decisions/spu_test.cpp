@@ -1,9 +1,11 @@
 // Policy updating rules, free-will validity, made decisions, requisite
-// parents, utility spread and the failure behaviour of policy updating.
+// parents, utility spread, per-row expected utilities of decisions, the
+// belief report of a decision and the failure behaviour of policy updating.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -226,6 +228,7 @@ TEST(Decisions, UsageAndPreconditions) {
   ASSERT_NE(d, nullptr);
   orv_domain_t dd = d.get();
   orv_node_t chance = node(d, "H"), decision = node(d, "D"), utility = node(d, "U");
+  double out[12];
   test::expect_usage_calls(
       {
           {"update null", [] { return orv_domain_update_policies(nullptr) == orv_error_usage; }},
@@ -236,6 +239,8 @@ TEST(Decisions, UsageAndPreconditions) {
           {"min null", [] { return orv_node_get_min_utility(nullptr) == -1.0; }},
           {"max of decision", [&] { return orv_node_get_max_utility(decision) == -1.0; }},
           {"option out of range", [&] { return orv_node_get_expected_utility(decision, 3) == -1.0; }},
+          {"row utilities of chance", [&] { return orv_node_get_decision_utilities(chance, out, nullptr) == orv_error_usage; }},
+          {"row utilities into null", [&] { return orv_node_get_decision_utilities(decision, nullptr, out) == orv_error_usage; }},
       },
       [&] { return orv_node_get_max_utility(utility) == 30.0; });
   // Unpropagated evidence or a touched table: usage, nothing changes.
@@ -250,6 +255,7 @@ TEST(Decisions, UsageAndPreconditions) {
   EXPECT_EQ(orv_domain_update_policies(dd), orv_error_not_compiled);
   EXPECT_EQ(orv_domain_get_decision_order(dd), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_EQ(orv_node_get_decision_utilities(decision, out, nullptr), orv_error_not_compiled);
 }
 
 // On one thread a failing update restores the policies and leaves the
@@ -284,6 +290,87 @@ TEST(Decisions, FailedUpdateRestoresPoliciesOnOneThreadOrSeveral) {
     EXPECT_NE(policies(d.get()), before);
     EXPECT_EQ(resets > 0, level == 2);
   }
+}
+
+struct RowValues {
+  std::vector<double> utilities, probabilities;
+  orv_status_t status;
+};
+
+RowValues row_values(orv_node_t decision) {
+  RowValues v{std::vector<double>(orv_table_get_size(orv_node_get_table(decision)), -7.0),
+              std::vector<double>(4, -7.0), orv_error_none};
+  v.status = orv_node_get_decision_utilities(decision, v.utilities.data(), v.probabilities.data());
+  return v;
+}
+
+// Per-row expected utilities of D (rows O,N; options a b c): observing a
+// parent makes the other rows impossible without changing the values of the
+// rows that remain, and making the decision changes nothing above it.
+TEST(Decisions, RowUtilitiesUnderEvidenceAndTheirContract) {
+  DomainPtr d = compiled(kDiagram);
+  ASSERT_NE(d, nullptr);
+  orv_domain_t dd = d.get();
+  orv_node_t decision = node(d, "D");
+  const RowValues free = row_values(decision);
+  ASSERT_EQ(free.status, orv_error_none);
+  // P(O = y) = 0.3 * 0.8 + 0.7 * 0.1 = 0.31; N is uniform and independent.
+  const std::vector<double> rows{0.155, 0.155, 0.345, 0.345};
+  for (std::size_t r = 0; r < 4; ++r) EXPECT_NEAR(free.probabilities[r], rows[r], 1e-12) << r;
+
+  ASSERT_EQ(orv_node_select_state(node(d, "O"), 1), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const RowValues observed = row_values(decision);
+  ASSERT_EQ(observed.status, orv_error_none);
+  for (std::size_t r = 0; r < 4; ++r) {
+    EXPECT_NEAR(observed.probabilities[r], r < 2 ? 0.0 : 0.5, 1e-12) << r;
+    for (std::size_t o = 0; o < 3; ++o)
+      EXPECT_NEAR(observed.utilities[r * 3 + o], r < 2 ? 0.0 : free.utilities[r * 3 + o], 1e-9) << r << o;
+  }
+  ASSERT_EQ(orv_node_select_state(decision, 2), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const RowValues made = row_values(decision);
+  for (std::size_t e = 0; e < 12; ++e) {
+    EXPECT_NEAR(made.utilities[e], observed.utilities[e], 1e-12) << e;
+    if (e < 4) {
+      EXPECT_NEAR(made.probabilities[e], observed.probabilities[e], 1e-12) << e;
+    }
+  }
+
+  ASSERT_EQ(orv_domain_retract_findings(dd), orv_error_none);
+  ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  const std::vector<double> policy = table_of(decision);
+  const double eu = orv_domain_get_expected_utility(dd);
+  RowValues last;
+  const auto done = test::expect_no_memory_sweep(
+      "row utilities", [&] { return (last = row_values(decision)).status; },
+      [&] {
+        EXPECT_EQ(last.utilities, std::vector<double>(12, -7.0));  // nothing half written
+        EXPECT_EQ(table_of(decision), policy);
+        EXPECT_EQ(orv_domain_get_expected_utility(dd), eu);
+      });
+  EXPECT_EQ(done.result, orv_error_none);
+  EXPECT_GT(done.n, 0u);
+  const RowValues again = row_values(decision);
+  EXPECT_EQ(again.utilities, free.utilities);
+  EXPECT_EQ(again.probabilities, free.probabilities);
+}
+
+// The belief report writes beside each option of a decision the expected
+// utility of taking it in every row, also for options the policy never takes.
+TEST(Decisions, BeliefReportGivesOptionsTheUtilityOfTakingThem) {
+  DomainPtr d = compiled(kDiagram);
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(orv_domain_update_policies(d.get()), orv_error_none);
+  orv_node_t decision = node(d, "D");
+  const std::string report = test::capture_log(d.get(), [&] { ASSERT_EQ(orv_node_report_beliefs(decision), orv_error_none); });
+  char expected[256];
+  std::snprintf(expected, sizeof expected, "\n    D:\n\ta          %g (%g)\n\tb          %g (%g)\n\tc          0 (%g)\n",
+                orv_node_get_belief(decision, 0), orv_node_get_expected_utility(decision, 0),
+                orv_node_get_belief(decision, 1), orv_node_get_expected_utility(decision, 1),
+                orv_node_get_expected_utility(decision, 2));
+  EXPECT_EQ(report, expected);
+  EXPECT_GT(orv_node_get_expected_utility(decision, 2), 0.0);  // c is never chosen, yet has its utility
 }
 
 }  // namespace

@@ -169,19 +169,31 @@ namespace solve {
 
 bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
-const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/limited1.net";
+const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/";
 
+// soluble2: D2 sees D1 and O1; once D1 = act is chosen the rows with
+// D1 = wait cannot occur.
 TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
-  const Outcome table = orvel("solve " + kLimid);
+  const Outcome table = orvel("solve " + kLimid + "soluble2.net");
   ASSERT_EQ(table.status, 0) << table.output;
-  EXPECT_TRUE(contains(table.output, "decision order: D2 D1")) << table.output;
-  EXPECT_TRUE(contains(table.output, "overall expected utility: 57.62941")) << table.output;
+  EXPECT_TRUE(contains(table.output, "decision order: D3 D2 D1")) << table.output;
+  EXPECT_TRUE(contains(table.output, "overall expected utility: 90.29444")) << table.output;
+  // P(row), policy, expected utility of each option given the row.
+  EXPECT_TRUE(contains(table.output, "  act yes      0.4784    0.0000    1.0000   87.8218   90.4646\n")) << table.output;
+  EXPECT_TRUE(contains(table.output, "  wait no      0.0000    1.0000    0.0000  impossible row (probability 0)\n"))
+      << table.output;
 
-  const Outcome json = orvel("solve " + kLimid + " --json");
+  const Outcome json = orvel("solve " + kLimid + "soluble2.net --json");
   ASSERT_EQ(json.status, 0) << json.output;
   const auto result = orv::test::parse_json(json.output);
-  const auto reference = orv::test::read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/limited1.json");
+  const auto reference = orv::test::read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/soluble2.json");
   EXPECT_NEAR(result["expected_utility"].number, reference["spu"]["expected_utility"].number, 1e-9);
+  // D2's rows in JSON: probability, expected utilities given the row, null when it cannot occur.
+  const auto &d2 = result["decisions"]["D2"]["rows"].items;
+  ASSERT_EQ(d2.size(), 4u);
+  EXPECT_NEAR(d2[1]["probability"].number, 0.52156, 1e-12);
+  EXPECT_NEAR(d2[1]["expected_utilities"].items.at(0).number, 47.0125412 / 0.52156, 1e-9);  // traced P(row) x EU
+  EXPECT_EQ(d2[3]["expected_utilities"].kind, orv::test::Json::Kind::null);
   for (const auto &[name, policy] : reference["spu"]["policies"].members) {
     const auto &rows = result["decisions"][name]["rows"].items;
     std::size_t i = 0;
@@ -194,7 +206,7 @@ TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
     for (std::size_t k = 0; k < options.size(); ++k) EXPECT_NEAR(options[k].number, expected[k].number, 1e-9);
   }
 
-  const Outcome invalid = orvel("solve " + kLimid + " -e Y1=low");
+  const Outcome invalid = orvel("solve " + kLimid + "limited1.net -e Y1=low");
   EXPECT_EQ(invalid.status, 1) << invalid.output;
   EXPECT_TRUE(contains(invalid.output, "a decision not yet made")) << invalid.output;
   const Outcome plain = orvel("solve " + kAsia);

@@ -13,8 +13,9 @@ constexpr const char *kHelp =
     "usage: orvel solve NET [-e NODE=STATE ...] [--json]\n"
     "Compiles the influence diagram (or LIMID), enters the evidence, improves the policies by\n"
     "single policy updating and prints, for every decision in the order the updates visit them,\n"
-    "its policy row by row (one row per configuration of its parents) and the expected utility\n"
-    "of each option, then the overall expected utility under the policies.\n"
+    "its policy row by row (one row per configuration of its parents) with the probability of the\n"
+    "row and the expected utility of each option in that row (none for an impossible row), the\n"
+    "expected utility of each option taken in every row, then the overall expected utility.\n"
     "  -e, --evidence NODE=STATE       the node is observed (or the decision made) in STATE\n"
     "  --json                          print JSON instead of tables\n";
 
@@ -51,11 +52,13 @@ struct Decision {
   std::vector<std::string> options;
   std::vector<std::vector<std::string>> rows;  // parent labels per row
   std::vector<std::vector<double>> policy;
-  std::vector<double> utilities;  // per option
+  std::vector<double> row_probability;
+  std::vector<std::vector<double>> row_utilities;  // per row, per option
+  std::vector<double> utilities;  // per option, taken in every row
 };
 
 Decision describe(orv_node_t d) {
-  Decision out{d, {}, {}, {}, {}, {}};
+  Decision out{d, {}, {}, {}, {}, {}, {}, {}};
   orv_table_t table = orv_node_get_table(d);
   for (orv_node_t *n = orv_table_get_nodes(table); *n; ++n)
     if (*n != d) out.parents.push_back(*n);
@@ -67,6 +70,10 @@ Decision describe(orv_node_t d) {
   }
   const double *data = orv_table_get_data(table);
   const size_t rows = orv_table_get_size(table) / options;
+  std::vector<double> values(orv_table_get_size(table));
+  out.row_probability.resize(rows);
+  if (orv_node_get_decision_utilities(d, values.data(), out.row_probability.data()) != orv_error_none)
+    check_engine("expected utilities failed");
   for (size_t r = 0; r < rows; ++r) {
     std::vector<std::string> labels(out.parents.size());
     for (size_t k = out.parents.size(), rest = r; k-- > 0;) {
@@ -76,6 +83,7 @@ Decision describe(orv_node_t d) {
     }
     out.rows.push_back(labels);
     out.policy.emplace_back(data + r * options, data + (r + 1) * options);
+    out.row_utilities.emplace_back(values.begin() + r * options, values.begin() + (r + 1) * options);
   }
   return out;
 }
@@ -91,26 +99,33 @@ void print_table(const Request &r, const std::vector<Decision> &decisions, doubl
       for (orv_node_t p : d.parents) std::printf(" %s", orv_node_get_name(p));
     }
     std::printf("\n");
-    std::size_t width = 8;
+    std::size_t width = 9;  // "every row"
     for (const auto &row : d.rows) {
       std::size_t w = 0;
       for (const auto &label : row) w += label.size() + 1;
       width = std::max(width, w);
     }
     std::size_t column = 10;
-    for (const auto &o : d.options) column = std::max(column, o.size() + 2);
-    std::printf("  %-*s", static_cast<int>(width), "");
-    for (const auto &o : d.options) std::printf("%*s", static_cast<int>(column), o.c_str());
+    for (const auto &o : d.options) column = std::max(column, o.size() + 6);
+    const int c = static_cast<int>(column);
+    std::printf("  %-*s%10s", static_cast<int>(width), "", "P(row)");
+    for (const auto &o : d.options) std::printf("%*s", c, o.c_str());
+    for (const auto &o : d.options) std::printf("%*s", c, ("EU(" + o + ")").c_str());
     std::printf("\n");
     for (std::size_t i = 0; i < d.rows.size(); ++i) {
       std::string key;
       for (const auto &label : d.rows[i]) key += (key.empty() ? "" : " ") + label;
-      std::printf("  %-*s", static_cast<int>(width), key.empty() ? "-" : key.c_str());
-      for (double p : d.policy[i]) std::printf("%*.4f", static_cast<int>(column), p);
+      std::printf("  %-*s%10.4f", static_cast<int>(width), key.empty() ? "-" : key.c_str(), d.row_probability[i]);
+      for (double p : d.policy[i]) std::printf("%*.4f", c, p);
+      if (d.row_probability[i] > 0.0) {
+        for (double u : d.row_utilities[i]) std::printf("%*.6g", c, u);
+      } else {
+        std::printf("  impossible row (probability 0)");
+      }
       std::printf("\n");
     }
-    std::printf("  %-*s", static_cast<int>(width), "EU");
-    for (double u : d.utilities) std::printf("%*.6g", static_cast<int>(column), u);
+    std::printf("  %-*s%10s%*s", static_cast<int>(width), "every row", "", c * static_cast<int>(d.options.size()), "");
+    for (double u : d.utilities) std::printf("%*.6g", c, u);
     std::printf("\n");
   }
   std::printf("\noverall expected utility: %.10g\n", overall);
@@ -136,7 +151,14 @@ void print_json(const Request &r, const std::vector<Decision> &decisions, double
                     json_string(d.rows[row][k]).c_str());
       std::printf("}, \"policy\": [");
       for (std::size_t k = 0; k < d.policy[row].size(); ++k) std::printf("%s%.17g", k ? ", " : "", d.policy[row][k]);
-      std::printf("]}");
+      std::printf("], \"probability\": %.17g, \"expected_utilities\": ", d.row_probability[row]);
+      if (d.row_probability[row] > 0.0) {
+        for (std::size_t k = 0; k < d.row_utilities[row].size(); ++k)
+          std::printf("%s%.17g", k ? ", " : "[", d.row_utilities[row][k]);
+        std::printf("]}");
+      } else {
+        std::printf("null}");  // the row cannot occur
+      }
     }
     std::printf("], \"expected_utilities\": [");
     for (std::size_t k = 0; k < d.utilities.size(); ++k) std::printf("%s%.17g", k ? ", " : "", d.utilities[k]);

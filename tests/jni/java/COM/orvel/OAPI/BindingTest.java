@@ -195,6 +195,25 @@ public final class BindingTest {
     }
   }
 
+  /** A decision's per-row utilities come back in Java arrays, checked for length. */
+  public static void testDecisionUtilitiesPerRow() {
+    String text = "net {} node S { states = (\"a\" \"b\"); } decision D { states = (\"x\" \"y\"); } utility U { } "
+        + "potential (S) { data = (0.25 0.75); } potential (D | S) { } potential (U | S D) { data = ((3 7) (5 1)); }";
+    try (Domain d = Domain.parse(text)) {
+      equal(0, N.orvDomainCompile(d.modelPeer), "compile");
+      long decision = d.getNodeByName("D").nodePeer;
+      double[] utilities = new double[4];
+      double[] rows = new double[2];
+      equal(0, N.orvNodeGetDecisionUtilities(decision, utilities, rows), "per row");
+      equal(3.0, utilities[0], "S = a, x");
+      equal(1.0, utilities[3], "S = b, y");
+      equal(0.75, rows[1], "P(S = b)");
+      equal(0, N.orvNodeGetDecisionUtilities(decision, utilities, null), "without row probabilities");
+      equal(1, N.orvNodeGetDecisionUtilities(decision, new double[3], rows), "short array");
+      equal(1, N.orvNodeGetDecisionUtilities(d.getNodeByName("S").nodePeer, utilities, rows), "chance node");
+    }
+  }
+
   /** Every family refuses the null handle with usage and its failure value. */
   public static void testNullHandlesAreUsageErrors() {
     Object[][] calls = {
