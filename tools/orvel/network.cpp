@@ -38,6 +38,17 @@ Format format_of(const std::string &path) {
 }
 
 Network::Network(const std::string &path, const std::optional<std::string> &class_name) : path_(path) {
+  // A failure throws out of the constructor, so the destructor will not run:
+  // free what was read so far here.
+  struct Release {
+    Network *network;
+    bool armed = true;
+    ~Release() {
+      if (!armed) return;
+      if (network->domain_) orv_domain_delete(network->domain_);
+      if (network->classes_) orv_cc_delete(network->classes_);
+    }
+  } release{this};
   struct stat info;
   if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) failure("cannot read '" + path + "': is a directory");
   std::FILE *probe = std::fopen(path.c_str(), "r");
@@ -70,6 +81,7 @@ Network::Network(const std::string &path, const std::optional<std::string> &clas
     domain_ = nullptr;
     failure(path + ": the network has no nodes");
   }
+  release.armed = false;
 }
 
 Network::~Network() {
