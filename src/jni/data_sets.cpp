@@ -1,6 +1,6 @@
-// Data-set natives whose results are arrays: numbers and interval boundaries
-// come back as double[], distinct values as String[], and boundaries go in
-// as double[].
+// Data-set natives with rules of their own: numbers and interval boundaries
+// come back as double[], distinct values as String[], boundaries go in as
+// double[], and a null cell text means a missing cell.
 #include <cstdlib>
 
 #include "jni/jni_support.h"
@@ -64,6 +64,15 @@ JNIEXPORT jdoubleArray ORV_JNI(DSComputeIEMIntervals)(JNIEnv *env, jobject, jlon
   double *cuts = orv_ds_compute_iem_intervals(data_set(ds), static_cast<std::size_t>(column),
                                               static_cast<std::size_t>(class_column), &intervals);
   return owned_doubles(env, cuts, cuts ? intervals + 1 : 0);
+}
+
+// A null string stores a missing cell, as NULL does in C.
+JNIEXPORT jint ORV_JNI(DSSetDataItem)(JNIEnv *env, jobject, jlong ds, jlong row, jlong column, jstring data) {
+  const auto r = static_cast<std::size_t>(row), c = static_cast<std::size_t>(column);
+  if (!data) return orv_ds_set_data_item(data_set(ds), r, c, nullptr);
+  orv::jni::Utf8 text(env, data);
+  if (!text) return orv::jni::error_status();
+  return orv_ds_set_data_item(data_set(ds), r, c, text.get());
 }
 
 // The boundaries array holds intervals + 1 entries.

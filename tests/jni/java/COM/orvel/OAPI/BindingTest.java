@@ -236,9 +236,8 @@ public final class BindingTest {
   public static void testDataSetArraysAndClassParsing() {
     long ds = N.orvNewDataSet();
     String[] cells = {"3", "1", "x", null, "2"};
-    for (int row = 0; row < cells.length; row++) {
-      if (cells[row] != null) equal(0, N.orvDSSetDataItem(ds, row, 0, cells[row]), "cell");  // row 3 stays missing
-    }
+    for (int row = 0; row < cells.length; row++) equal(0, N.orvDSSetDataItem(ds, row, 0, cells[row]), "cell");
+    equal(null, N.orvDSGetDataItem(ds, 3, 0), "a null text is a missing cell");
     double[] numbers = N.orvDSGetNumbers(ds, 0, -9.0);
     check(java.util.Arrays.equals(new double[] {3, 1, -9, -9, 2}, numbers), "numbers with the missing value");
     equal(List.of("1", "2", "3", "x"), List.of(N.orvDSGetDistinctValues(ds, 0)), "distinct values in byte order");
