@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "jni/jni_support.h"
+#include "jni/parse_callbacks.h"
 
 namespace {
 
@@ -64,6 +65,22 @@ JNIEXPORT jdoubleArray ORV_JNI(DSComputeIEMIntervals)(JNIEnv *env, jobject, jlon
   double *cuts = orv_ds_compute_iem_intervals(data_set(ds), static_cast<std::size_t>(column),
                                               static_cast<std::size_t>(class_column), &intervals);
   return owned_doubles(env, cuts, cuts ? intervals + 1 : 0);
+}
+
+// Reads a file (is_file) or text; the delimiter crosses as a Java char. A
+// Java exception from the receiver deletes the new data set and gives jni.
+JNIEXPORT jlong ORV_JNI(ParseDataSet)(JNIEnv *env, jobject, jboolean is_file, jstring source, jchar delimiter,
+                                      jobject receiver) {
+  orv::jni::Utf8 text(env, source);
+  if (!text) return 0;
+  orv::jni::ParseContext context(env, receiver);
+  orv_data_set_t ds = _orv_parse_data_set(is_file ? 1 : 0, text.get(), static_cast<int>(delimiter),
+                                          context.handler(), &context);
+  if (context.failed()) {
+    if (ds) orv_ds_delete(ds);
+    return orv::set_error(orv_error_jni), 0;
+  }
+  return orv::jni::to_handle(ds);
 }
 
 // A null string stores a missing cell, as NULL does in C.

@@ -248,6 +248,10 @@ public final class BindingTest {
     equal(0, N.orvDSApplyDiscretization(ds, 0, cuts), "apply");
     equal("[2;inf)", N.orvDSGetDataItem(ds, 0, 0), "interval label");
     equal(0, N.orvDSDelete(ds), "delete");
+    long parsed = N.orvParseDataSet(false, "a;b\n1;x\n", ';', null);
+    check(parsed != 0, "data set from text");
+    equal("x", N.orvDSGetDataItem(parsed, 0, 1), "cell read with the delimiter");
+    equal(0, N.orvDSDelete(parsed), "delete parsed");
 
     long live = N.orvNewClassCollection(new Object(), 0);
     check(live != 0, "collection");
