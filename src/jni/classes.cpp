@@ -13,10 +13,8 @@ using orv::jni::to_handle;
 
 // The parse-error receiver plus what the class loader needs.
 struct ClassParseContext : ParseContext {
-  ClassParseContext(JNIEnv *e, jobject receiver, jobject cc) : ParseContext(e, receiver), env(e), collection(cc), receiver(receiver) {}
-  JNIEnv *env;
+  ClassParseContext(JNIEnv *env, jobject receiver, jobject cc) : ParseContext(env, receiver), collection(cc) {}
   jobject collection;
-  jobject receiver;
   jmethodID insert_class = nullptr;
 };
 
@@ -25,10 +23,11 @@ struct ClassParseContext : ParseContext {
 // to find the class and the native reports jni.
 void load_class(const char *name, orv_class_collection_t, void *data) {
   auto *context = static_cast<ClassParseContext *>(static_cast<ParseContext *>(data));
-  JNIEnv *env = context->env;
-  if (!context->receiver || env->ExceptionCheck() || env->EnsureLocalCapacity(2) != 0) return;
+  JNIEnv *env = context->env();
+  jobject receiver = context->receiver();
+  if (!receiver || env->ExceptionCheck() || env->EnsureLocalCapacity(2) != 0) return;
   if (!context->insert_class) {
-    jclass cls = env->GetObjectClass(context->receiver);
+    jclass cls = env->GetObjectClass(receiver);
     context->insert_class =
         env->GetMethodID(cls, "insertClass", "(Ljava/lang/String;LCOM/orvel/OAPI/ClassCollection;)V");
     env->DeleteLocalRef(cls);
@@ -36,7 +35,7 @@ void load_class(const char *name, orv_class_collection_t, void *data) {
   }
   jstring text = env->NewStringUTF(name);
   if (!text) return;
-  env->CallVoidMethod(context->receiver, context->insert_class, text, context->collection);
+  env->CallVoidMethod(receiver, context->insert_class, text, context->collection);
   env->DeleteLocalRef(text);
 }
 
@@ -69,16 +68,17 @@ extern "C" {
 
 // The collection keeps a global reference to its Java object. When that
 // reference cannot be made the collection is deleted and the handle returned
-// is 3 (the error code) rather than 0: callers check the error code.
+// is 3 (the no_memory code) rather than 0: callers check the error code.
 JNIEXPORT jlong ORV_JNI(NewClassCollection)(JNIEnv *env, jobject, jobject peer, jlong license) {
   (void)license;
   if (!peer) return orv::usage<jlong>(0);
   orv_class_collection_t cc = orv_new_class_collection();
   if (!cc) return 0;
   if (!orv::jni::hold_reference(env, cc, peer)) {
+    const orv_error_t cause = orv::error_code();  // no_memory, or jni without a JVM
     orv_cc_delete(cc);
-    orv::set_error(orv_error_no_memory);
-    return orv_error_no_memory;
+    orv::set_error(cause);
+    return cause == orv_error_no_memory ? orv_error_no_memory : 0;
   }
   return to_handle(cc);
 }

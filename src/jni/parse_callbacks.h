@@ -13,6 +13,8 @@ class ParseContext {
   // A Java exception is pending (thrown by parseError or by the lookup of
   // the method): the caller undoes its result and reports jni.
   bool failed() const { return env_->ExceptionCheck(); }
+  JNIEnv *env() const { return env_; }
+  jobject receiver() const { return receiver_; }
 
  private:
   static void report(std::size_t line, const char *message, void *data);
