@@ -3,6 +3,8 @@
 // and aggregation, with their cumulative distribution and interval masses.
 #pragma once
 
+#include <cfloat>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 
@@ -17,6 +19,11 @@ struct EvaluationError {
   const char *reason;
 };
 [[noreturn]] void invalid(const char *reason);
+
+// State values store the infinite interval ends as the largest finite
+// doubles; both forms count as unbounded, and bound() maps them to infinity.
+inline bool unbounded(double x) { return !(std::fabs(x) < DBL_MAX); }
+inline double bound(double x) { return unbounded(x) ? std::copysign(std::numeric_limits<double>::infinity(), x) : x; }
 
 struct Distribution {
   orv_operator_t family = orv_op_error;  // orv_op_error: weights on 0, 1, ... (a point mass)

@@ -69,7 +69,7 @@ struct ConfigurationContext : EvaluationContext {
 // The point of sample k of `count` in state s of an interval node: the
 // midpoint of the k-th equal part, or the finite end of an infinite interval.
 double sample_point(const orv_node_s *n, std::size_t s, std::size_t k, std::size_t count) {
-  const double a = n->state_values[s], b = n->state_values[s + 1];
+  const double a = bound(n->state_values[s]), b = bound(n->state_values[s + 1]);
   if (std::isinf(a) && std::isinf(b)) invalid("an interval spans the whole line");
   if (std::isinf(a)) return b;
   if (std::isinf(b)) return a;
@@ -86,7 +86,7 @@ std::size_t matching_state(const orv_node_s *head, const Value &v) {
     } else if (v.type == kTypeNumeric && head->state_values.size() > s) {
       if (head->subtype == orv_subtype_number) match = head->state_values[s] == v.number;
       if (head->subtype == orv_subtype_interval)
-        match = head->state_values[s] <= v.number && v.number < head->state_values[s + 1];
+        match = bound(head->state_values[s]) <= v.number && v.number < bound(head->state_values[s + 1]);
     }
     if (match) return s;
   }
@@ -107,9 +107,9 @@ void add_column(const orv_node_s *head, Value &v, double weight, double *column)
     for (std::size_t s = 0; s < k; ++s) masses[s] = d.weights[s];
   } else if (head->subtype == orv_subtype_interval && head->state_values.size() == k + 1) {
     double limit = 0.0;
-    for (double x : head->state_values) limit = std::isfinite(x) ? std::fmax(limit, x) : limit;
+    for (double x : head->state_values) limit = unbounded(x) ? limit : std::fmax(limit, x);
     prepare(d, limit);
-    for (std::size_t s = 0; s < k; ++s) masses[s] = interval_mass(d, head->state_values[s], head->state_values[s + 1]);
+    for (std::size_t s = 0; s < k; ++s) masses[s] = interval_mass(d, bound(head->state_values[s]), bound(head->state_values[s + 1]));
   } else if (head->subtype == orv_subtype_number && head->state_values.size() >= k && is_integer_valued(d)) {
     double limit = 0.0;
     for (std::size_t s = 0; s < k; ++s) limit = std::fmax(limit, head->state_values[s]);
