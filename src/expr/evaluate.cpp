@@ -216,6 +216,18 @@ class Evaluator {
 
 }  // namespace
 
+Value symbolic_state_value(const orv_node_s *n, std::size_t s) {
+  Value v;
+  if (n->subtype == orv_subtype_boolean) {
+    v.type = kTypeBoolean;
+    v.boolean = s == 1;
+  } else {
+    v.type = kTypeLabel;
+    v.label = s < n->state_labels.size() && n->state_labels[s] ? n->state_labels[s]->c_str() : "";
+  }
+  return v;
+}
+
 Value evaluate(const orv_expression_s *e, EvaluationContext &context) { return Evaluator(context)(e); }
 
 }  // namespace orv

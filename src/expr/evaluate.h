@@ -30,6 +30,10 @@ class EvaluationContext {
   virtual double quantile(orv_node_s *node, double p);
 };
 
+// The value of state s of a label node (its label, "" without one) or of a
+// boolean node (state 1 is true).
+Value symbolic_state_value(const orv_node_s *node, std::size_t s);
+
 // Throws EvaluationError (invalid_expression with a reason) or bad_alloc.
 Value evaluate(const orv_expression_s *e, EvaluationContext &context);
 

@@ -72,13 +72,7 @@ struct ResultsContext : EvaluationContext {
     const std::size_t s = state_index(n);
     switch (n->subtype) {
       case orv_subtype_label:
-        v.type = kTypeLabel;
-        v.label = s < n->state_labels.size() && n->state_labels[s] ? n->state_labels[s]->c_str() : "";
-        return v;
-      case orv_subtype_boolean:
-        v.type = kTypeBoolean;
-        v.boolean = s == 1;
-        return v;
+      case orv_subtype_boolean: return symbolic_state_value(n, s);
       default:
         v.type = kTypeNumeric;
         v.number = numeric_state_value(n, s);

@@ -42,13 +42,7 @@ struct ConfigurationContext : EvaluationContext {
     Value v;
     switch (n->subtype) {
       case orv_subtype_label:
-        v.type = kTypeLabel;
-        v.label = s < n->state_labels.size() && n->state_labels[s] ? n->state_labels[s]->c_str() : "";
-        return v;
-      case orv_subtype_boolean:
-        v.type = kTypeBoolean;
-        v.boolean = s == 1;
-        return v;
+      case orv_subtype_boolean: return symbolic_state_value(n, s);
       case orv_subtype_number:
         if (n->state_values.size() <= s) invalid("a numbered parent has no state values");
         v.type = kTypeNumeric;
