@@ -621,6 +621,39 @@ ORV_API orv_expression_t orv_model_get_expression(orv_model_t model, size_t inde
 ORV_API orv_status_t orv_model_set_number_of_samples_per_interval(orv_model_t model, size_t count);
 ORV_API size_t orv_model_get_number_of_samples_per_interval(orv_model_t model);
 
+/* Table generation. A model's expressions are distributions (discrete chance
+ * nodes), values (utility nodes) or numbers, labels and booleans (a
+ * deterministic choice of state). Parameter forms: Normal(mu, variance),
+ * LogNormal(mu, variance [, shift]), Beta(alpha, beta [, a, b]) on [a, b],
+ * Gamma(shape, scale [, shift]), Exponential(rate [, shift]),
+ * Weibull(shape, scale [, shift]), Uniform(a, b), Triangular(a, mode, b),
+ * PERT(a, mode, b [, gamma]), Binomial(n, p), Poisson(mean),
+ * NegativeBinomial(r, p), Geometric(p). An interval node receives the mass
+ * of each interval; mass outside every interval is dropped and the column
+ * renormalised. Interval parents that an expression mentions are sampled at
+ * the model's samples per interval and the columns averaged.
+ * Errors: usage (no model, a node kind without tables), invalid_expression
+ * (a missing expression, bad parameters, no mass on any state; with a log
+ * set, a line names the node and the parent configuration), no_memory. A
+ * failure leaves every table as it was. */
+ORV_API orv_status_t orv_node_generate_table(orv_node_t node);
+/* Generates the table of every node whose model is not up to date (a table
+ * read together with its model counts as up to date until the model or a
+ * node it depends on changes). All or nothing. Compilation does this too. */
+ORV_API orv_status_t orv_domain_generate_tables(orv_domain_t domain);
+/* 1 when the owner's table was generated from the model (or read with it)
+ * and nothing it depends on changed since; 0 otherwise and on error. */
+ORV_API int orv_model_table_is_generated(orv_model_t model);
+/* The value of a real-valued function node's expression under the current
+ * beliefs and evidence (probability, variance and quantile of other nodes
+ * included). Errors: usage, not_compiled, invalid_expression; -1.0 then. */
+ORV_API double orv_node_get_value(orv_node_t node);
+/* The probability-quantile (0 < probability < 1) of a numbered or interval
+ * node's beliefs (interval nodes interpolate linearly inside the interval)
+ * or of a continuous node's mixture. Errors: usage, not_compiled,
+ * invalid_expression (state values missing); -1.0 then. */
+ORV_API double orv_node_get_quantile(orv_node_t node, double probability);
+
 /* ======================================================================
  * NET language: reading and writing
  * ====================================================================== */

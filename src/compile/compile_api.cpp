@@ -2,6 +2,7 @@
 // with the domain returned to its previous state on failure.
 #include "compile/compile.h"
 #include "compile/junction_forest.h"
+#include "expr/table_generation.h"
 #include "runtime/error.h"
 #include "tables/node_table.h"
 
@@ -26,6 +27,7 @@ extern "C" {
 orv_status_t orv_domain_compile(orv_domain_t domain) {
   if (!orv::compilable(domain)) return orv::usage(orv_error_usage);
   return orv::guarded_status([&] {
+    orv::generate_domain_tables(domain);
     const bool triangulate_here = !orv::junction_forest(domain);
     if (triangulate_here) {
       orv::give_decisions_policies(domain);

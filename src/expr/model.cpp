@@ -35,6 +35,8 @@ orv_model_s *new_model(orv_node_s *node, orv_node_t const *nodes) {
 void set_model_expression(orv_model_s *m, std::size_t index, orv_expression_s *e) noexcept {
   delete_expression(m->expressions[index]);
   m->expressions[index] = e;
+  m->table_generated = false;
+  m->table_supplied = false;
 }
 
 }  // namespace orv
@@ -127,6 +129,7 @@ orv_expression_t orv_model_get_expression(orv_model_t model, size_t index) {
 
 orv_status_t orv_model_set_number_of_samples_per_interval(orv_model_t model, size_t count) {
   if (!is_model(model) || count < 1) return usage(orv_error_usage);
+  if (model->samples_per_interval != count) model->table_generated = model->table_supplied = false;
   model->samples_per_interval = count;
   orv::set_error(orv_error_none);
   return orv_error_none;

@@ -20,6 +20,9 @@ struct orv_model_s : orv::Tagged {
   // Set when the node's table was supplied together with the model, so the
   // table is kept rather than generated.
   bool table_supplied = false;
+  // Set when the table was generated from the model; cleared when the model
+  // or a node it depends on changes.
+  bool table_generated = false;
   void *user_data = nullptr;
 
   bool has_expressions() const {

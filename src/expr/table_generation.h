@@ -13,4 +13,8 @@ namespace orv {
 // (a table created for the purpose is freed again).
 void generate_table(orv_node_s *node);
 
+// Generates the table of every node whose model is not up to date and marks
+// the models generated; on failure every table is as it was.
+void generate_domain_tables(orv_domain_s *d);
+
 }  // namespace orv

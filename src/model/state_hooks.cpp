@@ -1,11 +1,11 @@
 // Hooks through which changes of a node's states reach the subsystems that
-// keep per-state data of their own. They are empty until those subsystems
-// exist; each must leave its data consistent with the node's new states
+// keep per-state data of their own. Each must leave its data consistent with the node's new states
 // without failing.
 #include "model/states.h"
 
 #include <utility>
 
+#include "expr/model.h"
 #include "model/node.h"
 
 namespace orv {
@@ -61,6 +61,12 @@ void states_permuted_hook(orv_node_s *node, const std::size_t *to_new) noexcept 
 }
 
 // Models that mention the node are regenerated before their next use.
-void mark_models_for_regeneration(orv_node_s *) noexcept {}
+void mark_models_for_regeneration(orv_node_s *node) noexcept {
+  auto mark = [](orv_node_s *n) {
+    if (n->model) n->model->table_generated = n->model->table_supplied = false;
+  };
+  mark(node);
+  for (orv_node_s *child : node->children) mark(child);
+}
 
 }  // namespace orv

@@ -298,4 +298,25 @@ public final class BindingTest {
     check(Files.size(log) > 0, "log written");
     Files.delete(log);
   }
+
+  /** Tables generated from a model through the natives, and the quantile of a numbered node. */
+  public static void testModelsGenerateTables() {
+    String net = "net {} node N { states = (\"1\" \"2\"); subtype = number; state_values = (1 2); } "
+        + "node K { states = (\"0\" \"1\" \"2\"); subtype = number; state_values = (0 1 2); } "
+        + "potential (N) { data = (0.5 0.5); } "
+        + "potential (K | N) { model_nodes = (N); model_data = ( Binomial(N, 0.5), Distribution(1, 1, 2) ); }";
+    try (Domain d = Domain.parse(net)) {
+      Node k = d.getNodeByName("K");
+      long model = N.orvNodeGetModel(k.nodePeer);
+      check(!N.orvModelTableIsGenerated(model), "not generated after parsing");
+      equal(0, N.orvDomainGenerateTables(d.modelPeer), "generate");
+      check(N.orvModelTableIsGenerated(model), "generated");
+      double[] data = k.getTable().getData();
+      equal(0.25, data[3], "Distribution(1, 1, 2) normalised");
+      equal(0, N.orvModelSetExpressionFromString(model, 1, "Binomial(2, 2)", null), "bad parameter set");
+      equal(34, N.orvNodeGenerateTable(k.nodePeer), "a bad parameter is invalid_expression");
+      equal(0.25, k.getTable().getData()[3], "the table is kept");
+      equal(-1.0, N.orvNodeGetQuantile(k.nodePeer, 0.5), "no quantile before compiling");
+    }
+  }
 }
