@@ -3,6 +3,7 @@
 // failure during unfolding.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "orvel.h"
@@ -130,6 +131,17 @@ TEST(Classes, DeclarationsBindingsAndClonesFollowTheirRules) {
   EXPECT_EQ(orv_node_get_subtype(clone2), orv_subtype_label);
   EXPECT_EQ(orv_domain_get_number_of_decision_nodes(reinterpret_cast<orv_domain_t>(top)), 0u);
   ASSERT_EQ(orv_node_delete(second), 0);
+  // Reordering the master's states permutes the tables of the clones' children.
+  orv_table_t child_table = orv_node_get_table(child);
+  const double before[] = {0.1, 0.9, 0.2, 0.8, 0.3, 0.7};
+  std::copy(before, before + 6, orv_table_get_data(child_table));
+  ASSERT_EQ(orv_node_set_state_label(s.out, 0, "ok"), 0);
+  ASSERT_EQ(orv_node_set_state_label(s.out, 1, "weak"), 0);
+  const char *order[] = {"broken", "ok", "weak", nullptr};
+  ASSERT_EQ(orv_node_reorder_states(s.out, order), 0);
+  EXPECT_STREQ(orv_node_get_state_label(clone, 0), "broken");
+  const double after[] = {0.3, 0.7, 0.1, 0.9, 0.2, 0.8};
+  for (size_t k = 0; k < 6; ++k) EXPECT_EQ(orv_table_get_data(child_table)[k], after[k]) << k;
   ASSERT_EQ(orv_node_set_number_of_states(s.out, 2), 0);
   EXPECT_EQ(orv_table_get_size(orv_node_get_table(child)), 4u);
   orv_domain_t d = orv_class_create_domain(top);
