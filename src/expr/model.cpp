@@ -35,8 +35,6 @@ orv_model_s *new_model(orv_node_s *node, orv_node_t const *nodes) {
 void set_model_expression(orv_model_s *m, std::size_t index, orv_expression_s *e) noexcept {
   delete_expression(m->expressions[index]);
   m->expressions[index] = e;
-  m->table_generated = false;
-  m->table_supplied = false;
 }
 
 }  // namespace orv
@@ -95,6 +93,7 @@ orv_status_t orv_model_set_expression(orv_model_t model, size_t index, orv_expre
   return guarded_status([&] {
     orv_expression_s *copy = expression ? orv::clone_expression(expression) : nullptr;
     orv::set_model_expression(model, index, copy);
+    model->table_generated = model->table_supplied = false;
   });
 }
 
@@ -104,6 +103,7 @@ orv_status_t orv_model_set_expression_from_string(orv_model_t model, size_t inde
   orv_expression_s *parsed = orv::parse_expression_text(model->node->owner, text, handler, data);
   if (!parsed) return orv::error_code();
   orv::set_model_expression(model, index, parsed);
+  model->table_generated = model->table_supplied = false;
   orv::set_error(orv_error_none);
   return orv_error_none;
 }

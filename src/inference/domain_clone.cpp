@@ -100,6 +100,7 @@ class DomainCopy {
       orv_model_s *m = new_model(c, nodes.c_list());
       m->samples_per_interval = n->model->samples_per_interval;
       m->table_supplied = n->model->table_supplied;
+      m->table_generated = n->model->table_generated;
       for (std::size_t i = 0; i < n->model->expressions.size(); ++i)
         if (n->model->expressions[i]) set_model_expression(m, i, copy_expression(n->model->expressions[i]));
     }

@@ -104,6 +104,7 @@ class Unfolder {
     orv_model_s *copy = new_model(r, nodes.c_list());
     copy->samples_per_interval = m->samples_per_interval;
     copy->table_supplied = m->table_supplied;
+    copy->table_generated = m->table_generated;
     for (std::size_t i = 0; i < m->expressions.size(); ++i)
       if (m->expressions[i])
         set_model_expression(copy, i, clone_expression(m->expressions[i], map_expression_node, &map));
