@@ -164,3 +164,54 @@ TEST(CgEm, AllocationFailureRestoresCgTables) {
 
 }  // namespace
 }  // namespace orv
+
+namespace orv {
+namespace {
+
+// Sub (A -> B) instantiated twice in Top: both copies of A and of B share
+// the class's tables, so their counts add up.
+const char *kClasses =
+    "class Sub {\n"
+    "  node A { states = (\"a0\" \"a1\"); }\n"
+    "  node B { states = (\"b0\" \"b1\"); }\n"
+    "  potential (A) { data = (0.5 0.5); experience = (1); }\n"
+    "  potential (B | A) { data = ((0.5 0.5) (0.5 0.5)); experience = (0 0); }\n"
+    "}\n"
+    "class Top {\n"
+    "  instance I1 : Sub () {}\n"
+    "  instance I2 : Sub () {}\n"
+    "}\n";
+
+TEST(ClassEm, CopiesOfAClassNodeShareOneTable) {
+  orv_class_collection_t cc = orv_new_class_collection();
+  ASSERT_EQ(orv_net_parse_classes(kClasses, cc, nullptr, nullptr, nullptr), 0);
+  orv_domain_t d = orv_class_create_domain(orv_cc_get_class_by_name(cc, "Top"));
+  ASSERT_NE(d, nullptr);
+  const char *names[] = {"I1.A", "I1.B", "I2.A", "I2.B"};
+  orv_node_t n[4];
+  for (int k = 0; k < 4; ++k) n[k] = orv_domain_get_node_by_name(d, names[k]);
+  // Cases (A, B) for I1 then I2, by hand: A counts a0: 3, a1: 5; B|a0: 2,1;
+  // B|a1: 1,4.
+  const int rows[4][4] = {{0, 0, 1, 1}, {0, 1, 1, 1}, {1, 1, 0, 0}, {1, 0, 1, 1}};
+  for (const auto &row : rows) {
+    const size_t i = orv_domain_new_case(d);
+    for (int k = 0; k < 4; ++k) orv_node_set_case_state(n[k], i, row[k]);
+  }
+  ASSERT_EQ(orv_domain_compile(d), 0);
+  ASSERT_EQ(orv_domain_learn_class_tables(d), 0);
+  orv_class_t sub = orv_cc_get_class_by_name(cc, "Sub");
+  const double *a = orv_table_get_data(orv_node_get_table(orv_class_get_node_by_name(sub, "A")));
+  const double *b = orv_table_get_data(orv_node_get_table(orv_class_get_node_by_name(sub, "B")));
+  // Prior for A: experience 1 x (0.5 0.5).
+  EXPECT_NEAR(a[0], 3.5 / 9.0, 1e-12);
+  EXPECT_NEAR(b[0], 2.0 / 3.0, 1e-12);
+  EXPECT_NEAR(b[2], 1.0 / 5.0, 1e-12);
+  EXPECT_NEAR(orv_table_get_data(orv_node_get_experience_table(orv_class_get_node_by_name(sub, "A")))[0], 9.0,
+              1e-12);
+  EXPECT_NEAR(orv_table_get_data(orv_node_get_table(n[3]))[2], 1.0 / 5.0, 1e-12);
+  orv_domain_delete(d);
+  orv_cc_delete(cc);
+}
+
+}  // namespace
+}  // namespace orv
