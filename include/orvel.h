@@ -753,6 +753,29 @@ ORV_API double orv_domain_get_AIC(orv_domain_t domain);
 ORV_API double orv_domain_get_BIC(orv_domain_t domain);
 
 /* ======================================================================
+ * Structure learning
+ * ====================================================================== */
+/* Constrains the edge between A and B for structure learning (codes 100 to
+ * 106, seen from A); B stores the mirrored code, 100 deletes both records.
+ * Errors: usage (null node, A = B, different domains, bad code), no_memory. */
+ORV_API orv_status_t orv_node_set_edge_constraint(orv_node_t a, orv_node_t b, orv_edge_constraint_t constraint);
+/* The constraint from A towards B (100 when none); orv_constraint_error
+ * with usage under the setter's argument rules. */
+ORV_API orv_edge_constraint_t orv_node_get_edge_constraint(orv_node_t a, orv_node_t b);
+/* Significance level of the independence tests, 0 < level < 1 (default
+ * 0.05). Errors: usage. */
+ORV_API orv_status_t orv_domain_set_significance_level(orv_domain_t domain, double level);
+/* The significance level, or -1.0 with usage. */
+ORV_API double orv_domain_get_significance_level(orv_domain_t domain);
+/* Learns links from the case data by independence tests and orientation
+ * rules under the edge constraints and replaces the domain's links (which
+ * must be none) by them; EM can then learn their tables. Every node must be
+ * a discrete chance node without parents, and cases must be present. Tests
+ * run on the concurrency level's threads. Errors: usage, io (log, or thread
+ * setup), no_memory; on failure the domain has no links. */
+ORV_API orv_status_t orv_domain_learn_structure(orv_domain_t domain);
+
+/* ======================================================================
  * Case files and case data files
  * ====================================================================== */
 /* Retracts all findings, then enters the findings of a case file (lines

@@ -105,6 +105,9 @@ struct orv_domain_s : orv::Tagged {
   double cached_log_likelihood = 0.0;
   bool log_likelihood_valid = false;
 
+  // Structure learning: the significance level of the independence tests.
+  double significance_level = 0.05;
+
   bool is_class() const { return tag == orv::Tag::class_record; }
 };
 

@@ -83,6 +83,14 @@ void free_node(orv_node_s *node) noexcept {
   _orv_free(node->case_values);
   _orv_free(node->case_value_set);
   _orv_free_attribute_list(node->attributes);
+  for (const EdgeConstraintRecord &r : node->edge_constraints) {
+    auto &mirror = r.other->edge_constraints;
+    for (std::size_t i = 0; i < mirror.size(); ++i)
+      if (mirror[i].other == node) {
+        mirror.erase(mirror.begin() + static_cast<std::ptrdiff_t>(i));
+        break;
+      }
+  }
   destroy(node);
 }
 

@@ -16,6 +16,12 @@ struct orv_class_s;
 
 namespace orv {
 struct NodeResults;
+// An edge constraint towards another node of the domain (codes 101 to 106);
+// the other node holds the mirrored record.
+struct EdgeConstraintRecord {
+  orv_node_s *other;
+  orv_edge_constraint_t code;
+};
 }
 
 struct orv_node_s : orv::Tagged {
@@ -46,6 +52,7 @@ struct orv_node_s : orv::Tagged {
   orv_model_s *model = nullptr;
   orv_table_s *experience = nullptr;
   orv_table_s *fading = nullptr;
+  orv::Vector<orv::EdgeConstraintRecord> edge_constraints;  // for structure learning
   bool table_valid = false;  // the table was checked as a conditional distribution
 
   // Inference fields start with these fixed values.

@@ -152,14 +152,23 @@ void _orv_node_set_discrete_type(orv_node_s *node, orv_category_t category, orv_
                        subtype == orv_subtype_number || subtype == orv_subtype_interval;
     if (!known || (subtype == orv_subtype_boolean && node->state_count != 2)) fail(orv_error_usage);
   }
-  if (category != node->category) {
-    if (node->category == orv_category_chance) --d->chance_count; else --d->decision_count;
-    if (category == orv_category_chance) ++d->chance_count; else ++d->decision_count;
-    discard_node_set_cache(d);
-    uncompile(d);
-    node->category = category;
+  // The output clones of the node in every instance of its class follow it.
+  // A Java peer of another subtype (or of a clone of another category) is let
+  // go; the binding makes a new one on demand.
+  Vector<orv_node_s *> group{node};
+  append_output_clones(node, group);
+  for (orv_node_s *m : group) {
+    if (((m != node && m->category != category) || m->subtype != subtype) && m->java_peer) peer_release(m);
+    if (category != m->category) {
+      orv_domain_s *home = m->owner;
+      if (m->category == orv_category_chance) --home->chance_count; else --home->decision_count;
+      if (category == orv_category_chance) ++home->chance_count; else ++home->decision_count;
+      discard_node_set_cache(home);
+      uncompile(home);
+      m->category = category;
+    }
+    m->subtype = subtype;
   }
-  node->subtype = subtype;
 }
 
 orv_node_t *relatives(orv_node_s *node, bool ancestors) {

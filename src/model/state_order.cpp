@@ -14,17 +14,22 @@ void permute_states(orv_node_s *node, const std::size_t *to_new) {
     labels.resize(node->state_count);
     for (std::size_t s = 0; s < node->state_count; ++s) labels[to_new[s]] = node->state_labels[s];
   }
-  const Vector<orv_table_s *> tables = tables_with_node(node);
+  // The node's output clones in class instances (and their children's
+  // tables) are permuted with it.
+  Vector<orv_node_s *> group{node};
+  append_output_clones(node, group);
   Vector<PendingTable> pending;
-  pending.reserve(tables.size());
-  for (orv_table_s *t : tables) pending.push_back(prepare_state_permutation(t, node, to_new));
+  for (orv_node_s *m : group)
+    for (orv_table_s *t : tables_with_node(m)) pending.push_back(prepare_state_permutation(t, m, to_new));
 
   // Commit: nothing below can fail.
   for (PendingTable &p : pending) p.commit();
   node->state_labels.swap(labels);
-  states_permuted_hook(node, to_new);
-  mark_models_for_regeneration(node);
-  uncompile(node->owner);
+  for (orv_node_s *m : group) {
+    states_permuted_hook(m, to_new);
+    mark_models_for_regeneration(m);
+    uncompile(m->owner);
+  }
 }
 
 namespace {

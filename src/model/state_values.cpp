@@ -81,13 +81,21 @@ long number_state(const Vector<double> &v, std::size_t count, double value) {
 
 }  // namespace
 
+// An output clone reads its master's values, which may have changed since.
+const orv_node_s *values_holder(const orv_node_s *node) {
+  while (node->class_node && node->instance_node) node = node->class_node;
+  return node;
+}
+
 int _orv_node_check_status_of_state_values(const orv_node_s *node) {
+  node = values_holder(node);
   if (node->state_values.empty()) return 1;
   return is_interval(node) ? interval_status(node->state_values, node->state_count)
                            : number_status(node->state_values, node->state_count);
 }
 
 long _orv_node_state_value_to_state_index(const orv_node_s *node, double value) {
+  node = values_holder(node);
   if (node->state_values.empty()) return -1;
   return is_interval(node) ? interval_state(node->state_values, node->state_count, value)
                            : number_state(node->state_values, node->state_count, value);
@@ -109,12 +117,13 @@ orv_status_t orv_node_set_state_value(orv_node_t node, size_t state, double valu
 double orv_node_get_state_value(orv_node_t node, size_t state) {
   if (!is_node(node) || !orv::value_index_in_range(node, state)) return usage(-1.0);
   orv::set_error(orv_error_none);
-  return node->state_values.empty() ? orv::unset_value(node, state) : node->state_values[state];
+  const orv_node_s *holder = orv::values_holder(node);
+  return holder->state_values.empty() ? orv::unset_value(node, state) : holder->state_values[state];
 }
 
 long orv_node_get_state_index_from_value(orv_node_t node, double value) {
   if (!is_node(node) || !node->is_discrete()) return usage(-1L);
-  const bool number = node->subtype == orv_subtype_number && !node->state_values.empty();
+  const bool number = node->subtype == orv_subtype_number && !orv::values_holder(node)->state_values.empty();
   const bool interval = node->subtype == orv_subtype_interval &&
                         orv::_orv_node_check_status_of_state_values(node) == 0;
   if (!number && !interval) return usage(-1L);

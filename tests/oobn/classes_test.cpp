@@ -3,6 +3,7 @@
 // failure during unfolding.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "orvel.h"
@@ -111,6 +112,36 @@ TEST(Classes, DeclarationsBindingsAndClonesFollowTheirRules) {
   ASSERT_EQ(orv_node_set_state_label(s.out, 2, "broken"), 0);
   EXPECT_STREQ(orv_node_get_state_label(clone, 2), "broken");
   EXPECT_RESULT(orv_node_set_number_of_states(clone, 2), orv_error_usage, orv_error_usage);
+  // Subtype, values and category as well, in every instance.
+  orv_node_t second = orv_class_new_instance(top, s.c);
+  orv_node_t clone2 = orv_node_get_output(second, s.out);
+  ASSERT_EQ(orv_node_set_subtype(s.out, orv_subtype_number), 0);
+  ASSERT_EQ(orv_node_set_state_value(s.out, 1, 2.5), 0);
+  for (orv_node_t k : {clone, clone2}) {
+    EXPECT_EQ(orv_node_get_subtype(k), orv_subtype_number);
+    EXPECT_EQ(orv_node_get_state_value(k, 1), 2.5);
+    EXPECT_EQ(orv_node_get_state_index_from_value(k, 2.5), 1);
+  }
+  EXPECT_RESULT(orv_node_set_state_value(clone, 1, 4.0), orv_error_usage, orv_error_usage);
+  ASSERT_EQ(orv_node_set_category(s.out, orv_category_decision), 0);
+  EXPECT_EQ(orv_node_get_category(clone2), orv_category_decision);
+  EXPECT_EQ(orv_domain_get_number_of_decision_nodes(reinterpret_cast<orv_domain_t>(top)), 2u);
+  ASSERT_EQ(orv_node_set_discrete_type(s.out, orv_category_chance, orv_subtype_label), 0);
+  EXPECT_EQ(orv_node_get_category(clone), orv_category_chance);
+  EXPECT_EQ(orv_node_get_subtype(clone2), orv_subtype_label);
+  EXPECT_EQ(orv_domain_get_number_of_decision_nodes(reinterpret_cast<orv_domain_t>(top)), 0u);
+  ASSERT_EQ(orv_node_delete(second), 0);
+  // Reordering the master's states permutes the tables of the clones' children.
+  orv_table_t child_table = orv_node_get_table(child);
+  const double before[] = {0.1, 0.9, 0.2, 0.8, 0.3, 0.7};
+  std::copy(before, before + 6, orv_table_get_data(child_table));
+  ASSERT_EQ(orv_node_set_state_label(s.out, 0, "ok"), 0);
+  ASSERT_EQ(orv_node_set_state_label(s.out, 1, "weak"), 0);
+  const char *order[] = {"broken", "ok", "weak", nullptr};
+  ASSERT_EQ(orv_node_reorder_states(s.out, order), 0);
+  EXPECT_STREQ(orv_node_get_state_label(clone, 0), "broken");
+  const double after[] = {0.3, 0.7, 0.1, 0.9, 0.2, 0.8};
+  for (size_t k = 0; k < 6; ++k) EXPECT_EQ(orv_table_get_data(child_table)[k], after[k]) << k;
   ASSERT_EQ(orv_node_set_number_of_states(s.out, 2), 0);
   EXPECT_EQ(orv_table_get_size(orv_node_get_table(child)), 4u);
   orv_domain_t d = orv_class_create_domain(top);

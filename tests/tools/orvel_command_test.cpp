@@ -131,6 +131,19 @@ const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
 bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
+TEST(OrvelLearn, LearnsStructureThenTables) {
+  const std::string out = ::testing::TempDir() + "structure.net";
+  const Outcome r = orvel("learn-structure " + kEm + "alarm.net " + kEm + "alarm.dat -o " + out + " --threads 2");
+  ASSERT_EQ(r.status, 0) << r.output;
+  EXPECT_TRUE(contains(r.output, "links learned in")) << r.output;
+  EXPECT_TRUE(contains(r.output, "TPR -> BP\n")) << r.output;
+  std::ifstream learned(out);
+  const std::string text((std::istreambuf_iterator<char>(learned)), std::istreambuf_iterator<char>());
+  EXPECT_TRUE(contains(text, "potential (BP | ")) << text;
+  EXPECT_EQ(orvel("learn-structure " + kEm + "alarm.net " + kEm + "alarm.dat --alpha 1").status, 2);
+  EXPECT_EQ(orvel("learn-structure " + kEm + "alarm.net").status, 2);
+}
+
 TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
   const std::string out = ::testing::TempDir() + "learned.net";
   const Outcome r = orvel("learn " + kEm + "asia.net " + kEm + "asia.dat -o " + out + " --threads 2");

@@ -106,6 +106,7 @@ int run_compile(Args &args);
 int run_convert(Args &args);
 int run_dot(Args &args);
 int run_learn(Args &args);
+int run_learn_structure(Args &args);
 int run_cases(Args &args);
 int run_solve(Args &args);
 int run_data(Args &args);

@@ -1,6 +1,8 @@
 // orvel learn: EM learning of the tables of a network from a case data file,
-// with a progress line per iteration on stderr; orvel cases: what a case
-// data file holds for a network.
+// with a progress line per iteration on stderr; orvel learn-structure: links
+// by independence tests, then tables by EM; orvel cases: what a case data
+// file holds for a network.
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -103,6 +105,58 @@ int run_learn(Args &args) {
   check_engine("cannot compute the log-likelihood");
   std::fprintf(stderr, "final: log-likelihood %.10g, AIC %.10g, BIC %.10g\n", log_likelihood,
                orv_domain_get_AIC(d), orv_domain_get_BIC(d));
+  if (output.empty()) {
+    if (orv_domain_write_net(d, stdout) != orv_error_none) check_engine("cannot write the network");
+  } else if (orv_domain_save_as_net(d, output.c_str()) != orv_error_none) {
+    check_engine("cannot write '" + output + "'");
+  }
+  return kExitOk;
+}
+
+int run_learn_structure(Args &args) {
+  std::vector<std::string> paths;
+  std::string output;
+  double alpha = 0.05;
+  std::size_t threads = 1;
+  while (!args.done()) {
+    if (args.option("--help", "-h")) {
+      std::fputs("usage: orvel learn-structure NET DATA [-o OUT.net] [--alpha A] [--threads K]\n"
+                 "Learns the links among the nodes of NET (its own links are dropped) from the\n"
+                 "case data file DATA by independence tests at significance level A (default\n"
+                 "0.05) on K threads, then the tables by EM, and writes the learned network to\n"
+                 "OUT.net or stdout. The links found and the time taken go to stderr.\n",
+                 stdout);
+      return kExitOk;
+    }
+    if (args.option("--output", "-o")) output = args.value("-o");
+    else if (args.option("--alpha")) {
+      alpha = number(args.value("--alpha"), "--alpha");
+      if (!(alpha > 0.0 && alpha < 1.0)) usage_error("option --alpha needs a number between 0 and 1 (both excluded)");
+    } else if (args.option("--threads")) threads = count(args.value("--threads"), "--threads", 1);
+    else paths.push_back(*args.positional());
+  }
+  if (paths.size() != 2) usage_error("expected a network and a case data file (try --help)");
+  Network net(paths[0]);
+  orv_domain_t d = net.get();
+  for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
+    while (orv_node_t *parents = orv_node_get_parents(n))
+      if (!*parents || orv_node_remove_parent(n, *parents) != orv_error_none) break;
+  check_engine("cannot drop the links of '" + paths[0] + "'");
+  read_cases(d, paths[1]);
+  orv_domain_set_significance_level(d, alpha);
+  orv_domain_set_concurrency_level(d, threads);
+  orv_domain_set_em_concurrency_level(d, threads);
+  const auto start = std::chrono::steady_clock::now();
+  if (orv_domain_learn_structure(d) != orv_error_none) check_engine("structure learning failed");
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  std::size_t links = 0;
+  for (orv_node_t n : net.nodes())
+    for (orv_node_t *p = orv_node_get_parents(n); *p; ++p, ++links)
+      std::fprintf(stderr, "%s -> %s\n", orv_node_get_name(*p), orv_node_get_name(n));
+  std::fprintf(stderr, "%zu links learned in %.3f s\n", links, seconds);
+  if (orv_domain_compile(d) != orv_error_none) check_engine("cannot compile the learned network");
+  default_experience(d);
+  if (orv_domain_learn_tables(d) != orv_error_none) check_engine("learning the tables failed");
   if (output.empty()) {
     if (orv_domain_write_net(d, stdout) != orv_error_none) check_engine("cannot write the network");
   } else if (orv_domain_save_as_net(d, output.c_str()) != orv_error_none) {

@@ -18,6 +18,7 @@ constexpr const char *kUsage =
     "  convert IN OUT [--exact]      read a network (NET, BIF, XMLBIF, UAI), write NET or BIF\n"
     "  dot NET [options]             Graphviz picture of the network or its junction forest\n"
     "  learn NET DATA [options]      learn the tables from a case data file by EM\n"
+    "  learn-structure NET DATA [options]  learn links, then tables, from a case data file\n"
     "  cases NET DATA                count the cases of a case data file\n"
     "  solve NET [options]           solve an influence diagram: policies and expected utilities\n"
     "  data FILE.csv [options]       describe or discretize a delimiter-separated data file\n"
@@ -31,6 +32,7 @@ int dispatch(const std::string &command, cli::Args &args) {
   if (command == "convert") return cli::run_convert(args);
   if (command == "dot") return cli::run_dot(args);
   if (command == "learn") return cli::run_learn(args);
+  if (command == "learn-structure") return cli::run_learn_structure(args);
   if (command == "cases") return cli::run_cases(args);
   if (command == "solve") return cli::run_solve(args);
   if (command == "data") return cli::run_data(args);

@@ -214,6 +214,27 @@ public final class BindingTest {
     }
   }
 
+  /** Structure learning through the natives: constraints, level, the learned link. */
+  public static void testStructureLearning() {
+    try (Domain d = new Domain()) {
+      Node a = d.newNode(Node.CHANCE, Node.DISCRETE), b = d.newNode(Node.CHANCE, Node.DISCRETE);
+      a.setNumberOfStates(2);
+      b.setNumberOfStates(2);
+      equal(0, N.orvDomainSetNumberOfCases(d.modelPeer, 100), "cases");
+      for (long i = 0; i < 100; ++i) {
+        N.orvNodeSetCaseState(a.nodePeer, i, i % 2);
+        N.orvNodeSetCaseState(b.nodePeer, i, i % 2);
+      }
+      equal(0, N.orvNodeSetEdgeConstraint(a.nodePeer, b.nodePeer, 102), "A -> B required");
+      equal(103, N.orvNodeGetEdgeConstraint(b.nodePeer, a.nodePeer), "mirrored");
+      equal(1, N.orvDomainSetSignificanceLevel(d.modelPeer, 1.0), "level 1 refused");
+      equal(0, N.orvDomainSetSignificanceLevel(d.modelPeer, 0.01), "level");
+      equal(0.01, N.orvDomainGetSignificanceLevel(d.modelPeer), "level read back");
+      equal(0, N.orvDomainLearnStructure(d.modelPeer), "learn");
+      equal(List.of(a), b.getParents(), "the required link");
+    }
+  }
+
   /** Every family refuses the null handle with usage and its failure value. */
   public static void testNullHandlesAreUsageErrors() {
     Object[][] calls = {

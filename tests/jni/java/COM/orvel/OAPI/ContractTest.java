@@ -24,7 +24,7 @@ public final class ContractTest {
   /** Failure values of the enumeration getters and the coordinates; other int natives return status 1. */
   static final java.util.Map<String, Integer> INT_FAILURES = java.util.Map.of(
       "orvNodeGetCategory", 0, "orvNodeGetKind", 2, "orvNodeGetSubtype", 0, "orvExpressionGetOperator", 118,
-      "orvNodeGetXCoordinate", 0, "orvNodeGetYCoordinate", 0);
+      "orvNodeGetXCoordinate", 0, "orvNodeGetYCoordinate", 0, "orvNodeGetEdgeConstraint", 107);
 
   static Object zero(Class<?> type) {
     if (type == long.class) return 0L;

@@ -1,0 +1,169 @@
+// Distribution values: closed-form CDFs at chosen points, the incomplete
+// gamma and beta cases against independent quadrature, integer families,
+// aggregates, truncation, partitions summing to one and invalid parameters.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <vector>
+
+#include "expr/distribution.h"
+
+namespace orv {
+namespace {
+
+const double kInf = std::numeric_limits<double>::infinity();
+
+Distribution make(orv_operator_t op, std::vector<double> args) { return make_distribution(op, args.data(), args.size()); }
+
+double cdf(const Distribution &d, double x) { return interval_mass(d, -kInf, x); }
+
+// Composite Simpson rule on [a, b].
+double simpson(const std::function<double(double)> &f, double a, double b, int n = 200000) {
+  const double h = (b - a) / n;
+  double s = f(a) + f(b);
+  for (int i = 1; i < n; ++i) s += f(a + i * h) * (i % 2 ? 4.0 : 2.0);
+  return s * h / 3.0;
+}
+
+TEST(Distributions, ClosedFormCdfsAtChosenPoints) {
+  struct Case {
+    orv_operator_t op;
+    std::vector<double> args;
+    double x, expected;
+  } cases[] = {
+      {orv_op_Normal, {1.0, 4.0}, 2.0, 0.691462461274013},  // Phi(0.5)
+      {orv_op_LogNormal, {0.0, 1.0, 2.0}, 2.0 + std::exp(1.0), 0.841344746068543},
+      {orv_op_Exponential, {2.0}, 1.0, 1.0 - std::exp(-2.0)},
+      {orv_op_Exponential, {2.0, 3.0}, 4.0, 1.0 - std::exp(-2.0)},
+      {orv_op_Weibull, {2.0, 3.0}, 3.0, 1.0 - std::exp(-1.0)},
+      {orv_op_Uniform, {-1.0, 3.0}, 0.0, 0.25},
+      {orv_op_Triangular, {0.0, 1.0, 4.0}, 0.5, 0.0625},
+      {orv_op_Triangular, {0.0, 1.0, 4.0}, 3.0, 1.0 - 1.0 / 12.0},
+      {orv_op_Beta, {1.0, 1.0, 2.0, 6.0}, 3.0, 0.25},
+      {orv_op_Gamma, {1.0, 2.0}, 2.0, 1.0 - std::exp(-1.0)},  // exponential with mean 2
+      {orv_op_PERT, {0.0, 0.5, 1.0}, 0.3, 0.16308},  // Beta(3, 3): binomial tail of 5 trials
+  };
+  for (const Case &c : cases) EXPECT_NEAR(cdf(make(c.op, c.args), c.x), c.expected, 1e-14) << c.op;
+}
+
+TEST(Distributions, IncompleteFunctionCasesMatchQuadrature) {
+  struct Case {
+    orv_operator_t op;
+    std::vector<double> args;
+    double from, x;
+    std::function<double(double)> density;
+  } cases[] = {
+      {orv_op_Gamma, {3.5, 2.0}, 0.0, 4.0,
+       [](double t) { return std::pow(t, 2.5) * std::exp(-t / 2.0) / (std::tgamma(3.5) * std::pow(2.0, 3.5)); }},
+      {orv_op_Gamma, {3.5, 2.0, 1.0}, 1.0, 19.0,
+       [](double t) { return std::pow(t - 1, 2.5) * std::exp(-(t - 1) / 2.0) / (std::tgamma(3.5) * std::pow(2.0, 3.5)); }},
+      {orv_op_Beta, {2.5, 3.5}, 0.0, 0.3,
+       [](double t) { return std::pow(t, 1.5) * std::pow(1 - t, 2.5) / std::beta(2.5, 3.5); }},
+      {orv_op_Beta, {2.5, 3.5}, 0.0, 0.8,
+       [](double t) { return std::pow(t, 1.5) * std::pow(1 - t, 2.5) / std::beta(2.5, 3.5); }},
+      {orv_op_PERT, {0.0, 3.0, 10.0}, 0.0, 6.0,  // Beta(2.2, 3.8) on [0, 10]
+       [](double t) { return std::pow(t / 10, 1.2) * std::pow(1 - t / 10, 2.8) / (10 * std::beta(2.2, 3.8)); }},
+  };
+  for (const Case &c : cases) {
+    const double expected = simpson(c.density, c.from, c.x);
+    EXPECT_NEAR(cdf(make(c.op, c.args), c.x) / expected, 1.0, 1e-12) << c.op << " at " << c.x;
+  }
+}
+
+TEST(Distributions, IntegerFamiliesAndAggregate) {
+  struct Case {
+    orv_operator_t op;
+    std::vector<double> args;
+    double k, pmf;
+  } cases[] = {
+      {orv_op_Binomial, {5, 0.3}, 2, 10 * 0.09 * 0.343},
+      {orv_op_Poisson, {2.0}, 3, std::exp(-2.0) * 8 / 6},
+      {orv_op_NegativeBinomial, {3, 0.4}, 2, 6 * 0.064 * 0.36},
+      {orv_op_Geometric, {0.25}, 3, 0.25 * 0.75 * 0.75 * 0.75},
+  };
+  for (const Case &c : cases) {
+    const Distribution d = make(c.op, c.args);
+    EXPECT_NEAR(probability_of(d, c.k), c.pmf, 1e-15) << c.op;
+    EXPECT_EQ(probability_of(d, c.k + 0.5), 0.0);
+    // The closed-form CDF (incomplete functions) equals the summed masses.
+    double sum = 0.0;
+    for (int k = 0; k <= 4; ++k) sum += probability_of(d, k);
+    EXPECT_NEAR(interval_mass(d, 0.0, 4.5), sum, 1e-14) << c.op;
+  }
+  // Binomial(2, 1/2) copies of a Bernoulli(0.3).
+  Distribution s = aggregated(make(orv_op_Binomial, {2, 0.5}), make(orv_op_Binomial, {1, 0.3}));
+  prepare(s, 5);
+  EXPECT_NEAR(probability_of(s, 0), 0.25 + 0.5 * 0.7 + 0.25 * 0.49, 1e-15);
+  EXPECT_NEAR(probability_of(s, 1), 0.5 * 0.3 + 0.25 * 2 * 0.21, 1e-15);
+  EXPECT_NEAR(probability_of(s, 2), 0.25 * 0.09, 1e-15);
+  EXPECT_EQ(probability_of(s, 3), 0.0);
+  // A fixed count of 3 Poisson(1) copies is Poisson(3).
+  Distribution p = aggregated(point_mass(3), make(orv_op_Poisson, {1.0}));
+  prepare(p, 10);
+  for (int k = 0; k <= 10; ++k) EXPECT_NEAR(probability_of(p, k), probability_of(make(orv_op_Poisson, {3.0}), k), 1e-15);
+}
+
+TEST(Distributions, PartitionsOfTheLineSumToOneAndTruncationRenormalises) {
+  const double cuts[] = {-kInf, -1.0, 0.0, 0.5, 2.0, 3.0, 7.0, kInf};
+  std::vector<Distribution> all = {
+      make(orv_op_Normal, {0.5, 2.0}),       make(orv_op_LogNormal, {0.1, 0.5}),
+      make(orv_op_Beta, {2.0, 3.0, -1.0, 4.0}), make(orv_op_Gamma, {2.0, 1.5}),
+      make(orv_op_Weibull, {1.5, 2.0, -0.5}), make(orv_op_Triangular, {-2.0, 0.0, 5.0}),
+      make(orv_op_PERT, {-2.0, 0.0, 5.0, 3.0}), make(orv_op_Binomial, {6, 0.4}),
+      make(orv_op_Poisson, {2.5}),            make(orv_op_NegativeBinomial, {2.5, 0.3}),
+      make(orv_op_Geometric, {0.4}),          truncated(make(orv_op_Normal, {0.0, 1.0}), -0.5, 2.5),
+      truncated(make(orv_op_Poisson, {4.0}), 1.0, 5.0),
+  };
+  for (const Distribution &d : all) {
+    double total = 0.0;
+    for (std::size_t i = 0; i + 1 < std::size(cuts); ++i) total += interval_mass(d, cuts[i], cuts[i + 1]);
+    EXPECT_NEAR(total, 1.0, 1e-14) << d.family;
+  }
+  const Distribution t = truncated(make(orv_op_Normal, {0.0, 1.0}), 0.0, kInf);
+  EXPECT_NEAR(interval_mass(t, -1.0, 1.0), (0.841344746068543 - 0.5) / 0.5, 1e-14);
+  const Distribution q = truncated(make(orv_op_Poisson, {4.0}), 1.0, 5.0);
+  const Distribution full = make(orv_op_Poisson, {4.0});
+  EXPECT_NEAR(probability_of(q, 5), probability_of(full, 5) / interval_mass(full, 1.0, 6.0), 1e-15);
+  EXPECT_EQ(probability_of(q, 0), 0.0);
+}
+
+TEST(Distributions, InvalidParametersFail) {
+  struct Case {
+    orv_operator_t op;
+    std::vector<double> args;
+  } cases[] = {
+      {orv_op_Normal, {0.0, -1.0}},   {orv_op_LogNormal, {0.0, -0.1}}, {orv_op_Beta, {0.0, 1.0}},
+      {orv_op_Beta, {1, 1, 2, 2}},    {orv_op_Gamma, {1.0, 0.0}},       {orv_op_Exponential, {-1.0}},
+      {orv_op_Uniform, {1.0, 1.0}},   {orv_op_Triangular, {0, 2, 1}},   {orv_op_PERT, {0, 0.5, 1, -1}},
+      {orv_op_Binomial, {2.5, 0.5}},  {orv_op_Binomial, {3, 1.5}},      {orv_op_Poisson, {0.0}},
+      {orv_op_NegativeBinomial, {1, 0}}, {orv_op_Geometric, {-0.1}},    {orv_op_Distribution, {0.0, 0.0}},
+      {orv_op_Normal, {NAN, 1.0}},
+  };
+  for (const Case &c : cases) {
+    try {
+      make(c.op, c.args);
+      ADD_FAILURE() << c.op << " accepted invalid parameters";
+    } catch (const EvaluationError &e) {
+      EXPECT_EQ(e.code, orv_error_invalid_expression);
+      EXPECT_NE(e.reason, nullptr);
+    }
+  }
+  EXPECT_THROW(truncated(make(orv_op_Normal, {0, 1}), 2.0, 1.0), EvaluationError);
+  EXPECT_THROW(aggregated(make(orv_op_Normal, {0, 1}), point_mass(1)), EvaluationError);
+  const bool present[] = {true, false};
+  const double bad[] = {0.5, 2.0};
+  EXPECT_THROW(make_noisy_or(present, bad, 2), EvaluationError);
+}
+
+TEST(Distributions, NoisyOrMultipliesTheInhibitorsOfPresentCauses) {
+  const bool present[] = {true, false, true, true};  // the last pair is the leak
+  const double inhibitors[] = {0.2, 0.5, 0.6, 0.9};
+  const Distribution d = make_noisy_or(present, inhibitors, 4);
+  ASSERT_EQ(d.weights.size(), 2u);
+  EXPECT_NEAR(d.weights[0], 0.2 * 0.6 * 0.9, 1e-15);
+  EXPECT_NEAR(d.weights[1], 1.0 - 0.2 * 0.6 * 0.9, 1e-15);
+}
+
+}  // namespace
+}  // namespace orv
