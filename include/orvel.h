@@ -752,11 +752,21 @@ typedef int (*orv_em_progress_handler_t)(double log_likelihood, size_t iteration
 /* Learns the tables of the nodes with experience tables by EM from the case
  * data, experience counts acting as prior; experience is updated. The domain
  * must be compiled, in sum/normal equilibrium with nothing propagated and no
- * table changes pending. Continuous nodes are not supported yet (usage).
+ * table changes pending. Continuous nodes learn intercept, regression
+ * coefficients and variance per configuration of their discrete parents
+ * (a default CG table first gets the mean and variance of its case values);
+ * their experience counts act as that many earlier cases.
  * Errors: usage, not_compiled, functional_dependency, io (log), no_memory,
- * inconsistency_or_underflow, overflow; the tables then hold the last
- * completed M-step. */
+ * inconsistency_or_underflow, overflow; discrete tables then hold the last
+ * completed M-step, CG tables are restored. */
 ORV_API orv_status_t orv_domain_learn_tables(orv_domain_t domain);
+/* The same EM on a domain made by orv_class_create_domain, learning the
+ * tables of the class nodes: the counts of every runtime copy of a class
+ * node are summed into one table per class node, with the class node's
+ * experience as prior; the learned tables and experience are written into
+ * the class nodes and their runtime copies. Errors as
+ * orv_domain_learn_tables; usage also when no node has a source list. */
+ORV_API orv_status_t orv_domain_learn_class_tables(orv_domain_t domain);
 /* EM convergence: stop when |L - L_prev| <= |L| * tolerance (t >= 0). */
 ORV_API orv_status_t orv_domain_set_log_likelihood_tolerance(orv_domain_t domain, double tolerance);
 ORV_API double orv_domain_get_log_likelihood_tolerance(orv_domain_t domain);

@@ -21,19 +21,59 @@ constexpr std::size_t kMaxCaseBlocks = 64;
 // learning runs without workers.
 constexpr std::size_t kBlockBudget = std::size_t{1} << 23;
 
-// A node whose table EM learns. Counts and prior are laid out like the
-// node's table (discrete parents, the node, last fastest).
+// A node whose table EM learns. For a discrete node counts and prior are
+// laid out like the node's table (discrete parents, the node, last fastest);
+// for a continuous node they hold, per configuration of the discrete
+// parents, the weighted moment matrix E[y y'] (q x q, row-major) of
+// y = (1, the table's continuous nodes: the node, then its continuous
+// parents), q = moment_dimension(node).
 struct LearnedNode {
   orv_node_s *node = nullptr;
+  orv_table_s *experience = nullptr;  // prior weights, updated at the end
+  // Nodes learned together (copies of one class node) add their counts into
+  // the first of them, the leader, whose table they then take.
+  std::size_t leader = 0;
   Vector<double> counts;
-  Vector<double> prior;  // empty when the node's experience is all zero
+  Vector<double> prior;     // empty when the node's experience is all zero
+  Vector<double> saved_cg;  // continuous nodes: the CG data before learning
+  Vector<double> scratch;   // continuous nodes: room for the M-step's solve
 };
+
+// Size of the moment vector y of a continuous node (2 + continuous parents).
+std::size_t moment_dimension(const orv_node_s *n);
+// Adds w y y' into the q x q matrix m.
+void add_moments(double *m, std::size_t q, const double *y, double w) noexcept;
+// Log density of the values (one per continuous node of the continuous node
+// table t, the node first) in configuration j; fails with overflow at a
+// point mass hit exactly and inconsistency_or_underflow at density 0.
+double cg_log_density(const orv_table_s *t, std::size_t j, const double *values);
+// The prior moments of a continuous node: e_j pseudo-cases per
+// configuration from the node's current regression.
+void cg_prior(LearnedNode &l, const double *experience);
+// Re-estimates intercept, coefficients and variance of each configuration
+// whose experience is >= 0 by weighted least squares on counts + prior.
+void cg_m_step(LearnedNode &l) noexcept;
+// Saves the CG data of the learned continuous nodes and (with `initialise`)
+// gives a node whose table is the default one an initial distribution from
+// its case values. Throws.
+void prepare_cg_tables(orv_domain_s *d, Vector<LearnedNode> &learned, bool initialise);
+// Puts the saved CG data back (after a failed learning).
+void restore_cg_tables(Vector<LearnedNode> &learned) noexcept;
 
 // Per-case flags: 1 complete, 0 incomplete, -1 inactive (weight <= 0).
 Vector<signed char> case_flags(orv_domain_s *d);
 // The learned nodes: chance nodes with an experience table whose largest
 // entry is >= 0, with counts and (when some experience is > 0) prior.
 Vector<LearnedNode> learned_nodes(orv_domain_s *d);
+// Sets up l for node n learning with the given experience table; false when
+// every experience entry is negative. Throws.
+bool make_learned_node(orv_node_s *n, orv_table_s *experience, LearnedNode &l);
+// The learned nodes of a domain unfolded from a class: one group per class
+// node (leader first), with the class node's experience.
+Vector<LearnedNode> class_learned_nodes(orv_domain_s *d);
+// Adds each group's counts into its leader (in list order), re-estimates the
+// leader and gives its table to the rest of the group.
+void m_step_all(Vector<LearnedNode> &learned) noexcept;
 // Adds the prior into the counts and re-estimates each configuration whose
 // experience is >= 0 and whose counts have a positive sum.
 void m_step(LearnedNode &l) noexcept;
@@ -41,12 +81,18 @@ void m_step(LearnedNode &l) noexcept;
 // experience is >= 0.
 void update_experience(LearnedNode &l) noexcept;
 
-// One learned family inside an E-step site.
+// One learned family inside an E-step site. A family whose assigned clique
+// holds continuous nodes reads the clique's posterior directly: weights
+// summed onto the family's configurations, and for a continuous node the
+// moments of its continuous members.
 struct SiteFamily {
   orv_node_s *node = nullptr;          // the node in the site's domain
   orv_table_s *marginal = nullptr;     // unchained, over the family
   orv_control_s *control = nullptr;    // assigned clique -> marginal
-  Vector<std::size_t> columns;         // case column of each family member
+  Vector<std::size_t> columns;         // case column of each discrete family member
+  Vector<std::size_t> value_columns;   // case column of each continuous member
+  Vector<std::size_t> clique_map;      // CG clique configuration -> family's
+  Vector<std::size_t> positions;       // continuous members in the clique's blocks
   Vector<double> block;                // this block's counts
 };
 
@@ -74,6 +120,8 @@ class Site {
  private:
   void run_case(std::size_t i, double w, bool with_counts);
   void complete_case(std::size_t i, double w, bool with_counts);
+  void add_family(SiteFamily &f, std::size_t i, double w);
+  bool family_values(const SiteFamily &f, std::size_t i, double *y) const;
   void propagate_case(std::size_t i);
   double tree_log_constant() const;
   void release() noexcept;
@@ -87,6 +135,8 @@ class Site {
   // for cases computed without propagation.
   Vector<orv_table_s *> tables_;
   Vector<Vector<std::size_t>> table_columns_;
+  Vector<Vector<std::size_t>> table_value_columns_;
+  Vector<double> values_;  // scratch for one table's continuous values
   bool direct_ = false;  // complete cases use the node tables directly
 };
 
@@ -126,6 +176,14 @@ class EvidenceSnapshot {
 // The log-likelihood of the domain's cases under its current tables, by one
 // E-step pass in the domain itself; evidence is kept. Throws.
 double compute_log_likelihood(orv_domain_s *d);
+
+// The preconditions of learning, in their order. Throws.
+void check_learning_preconditions(orv_domain_s *d);
+// The EM iteration over the learned nodes with its log, then the experience
+// update. On failure the CG tables are restored and the evidence is put
+// back; discrete tables keep the last M-step. `initialise` lets default CG
+// tables start from the case values. Throws.
+void run_em(orv_domain_s *d, Vector<LearnedNode> &learned, const Vector<signed char> &flags, bool initialise);
 
 // Free parameters of the chance nodes' tables.
 double free_parameters(const orv_domain_s *d);

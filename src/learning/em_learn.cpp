@@ -31,15 +31,17 @@ void check_limid(orv_domain_s *d) {
   if (d->decision_count > 1 && !function_nodes_satisfy_limid_constraints(d)) fail(orv_error_functional_dependency);
 }
 
+}  // namespace
+
 void check_learning_preconditions(orv_domain_s *d) {
   if (!(total_case_weight(d) > 0.0)) fail(orv_error_usage);
   check_tree_states(d, true);
   for (orv_junction_tree_s *t = junction_forest(d)->first_tree; t; t = t->next)
     if (t->discrete_evidence || t->likelihood_evidence || t->cg_evidence) fail(orv_error_usage);
-  // Conditional-Gaussian EM is not available yet.
-  if (d->continuous_count > 0) fail(orv_error_usage);
   check_limid(d);
 }
+
+namespace {
 
 void check_write(orv_domain_s *d, int written) {
   if (written < 0 || std::fflush(d->log) != 0) fail(orv_error_io);
@@ -70,15 +72,14 @@ bool has_incomplete_cases(const Vector<signed char> &flags) {
   return false;
 }
 
-void learn_tables(orv_domain_s *d) {
-  check_learning_preconditions(d);
-  const Vector<signed char> flags = case_flags(d);
-  Vector<LearnedNode> learned = learned_nodes(d);
-  if (learned.empty()) fail(orv_error_usage);
+}  // namespace
+
+void run_em(orv_domain_s *d, Vector<LearnedNode> &learned, const Vector<signed char> &flags, bool initialise) {
   EvidenceSnapshot evidence(d);
-  EStepRunner runner(d, learned, flags, em_worker_count(d, flags));
   const bool incomplete = has_incomplete_cases(flags);
   try {
+    prepare_cg_tables(d, learned, initialise);
+    EStepRunner runner(d, learned, flags, em_worker_count(d, flags));
     log_header(d);
     junction_forest(d)->saved.reset();  // a saved equilibrium would outlive the tables
     double previous = -DBL_MAX;
@@ -93,7 +94,7 @@ void learn_tables(orv_domain_s *d) {
                   std::fabs(log_likelihood - previous) <= std::fabs(log_likelihood) * d->log_likelihood_tolerance;
       if (d->em_progress_handler && d->em_progress_handler(log_likelihood, iteration, d->em_progress_data) == 0)
         stop = true;
-      for (LearnedNode &l : learned) m_step(l);
+      m_step_all(learned);
       runner.tables_changed();
       previous = log_likelihood;
       if (stop) break;
@@ -104,12 +105,29 @@ void learn_tables(orv_domain_s *d) {
       d->log_likelihood_valid = true;
     }
   } catch (...) {
+    restore_cg_tables(learned);
     evidence.restore_quietly();
     throw;
   }
-  evidence.restore_and_settle();
+  try {
+    evidence.restore_and_settle();
+  } catch (...) {
+    restore_cg_tables(learned);
+    throw;
+  }
   if (d->log) log_footer(d, d->cached_log_likelihood);
-  for (LearnedNode &l : learned) update_experience(l);
+  for (std::size_t k = 0; k < learned.size(); ++k)
+    if (learned[k].leader == k) update_experience(learned[k]);
+}
+
+namespace {
+
+void learn_tables(orv_domain_s *d) {
+  check_learning_preconditions(d);
+  const Vector<signed char> flags = case_flags(d);
+  Vector<LearnedNode> learned = learned_nodes(d);
+  if (learned.empty()) fail(orv_error_usage);
+  run_em(d, learned, flags, true);
 }
 
 }  // namespace

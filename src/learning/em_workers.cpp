@@ -19,11 +19,10 @@ namespace orv {
 namespace {
 
 // Whether a work domain can be made: chance nodes only, no chain blocks.
-// Continuous nodes are included once CG learning exists.
 bool can_clone(const orv_domain_s *d) {
   if (d->first_chain_block) return false;
   for (const orv_node_s *n = d->first_node; n; n = n->next)
-    if (n->category != orv_category_chance || !n->is_discrete()) return false;
+    if (n->category != orv_category_chance || !n->counts_as_variable()) return false;
   return true;
 }
 
@@ -50,7 +49,7 @@ Owned<orv_domain_s> clone_work_domain(orv_domain_s *source) {
     if (!_orv_node_lists_are_equal(order.c_list(), to->nodes.c_list())) reorder_table_nodes(to, order.c_list());
     _orv_allocate_data_arrays(from);
     _orv_allocate_data_arrays(to);
-    for (std::size_t e = 0; e < from->size; ++e) to->data[e] = from->data[e];
+    _orv_copy_table_data(to, from);
   }
   const CompiledDomain &master = *compiled_domain(source);
   auto state = make_owned<CompiledDomain>();
