@@ -12,7 +12,7 @@ namespace {
 
 bool is_probability(double p) { return p >= 0.0 && p <= 1.0; }
 
-double log_choose(double n, double k) { return std::lgamma(n + 1.0) - std::lgamma(k + 1.0) - std::lgamma(n - k + 1.0); }
+double log_choose(double n, double k) { return log_gamma(n + 1.0) - log_gamma(k + 1.0) - log_gamma(n - k + 1.0); }
 
 // k^a with 0^0 = 1, as the probability functions need it.
 double power(double x, double k) { return k == 0.0 ? 1.0 : std::pow(x, k); }
@@ -49,10 +49,10 @@ double integer_pmf(const Distribution &d, double k) {
       if (k > p[0]) return 0.0;
       if (p[1] == 0.0 || p[1] == 1.0) return (p[1] == 0.0 ? k == 0.0 : k == p[0]) ? 1.0 : 0.0;
       return std::exp(log_choose(p[0], k) + k * std::log(p[1]) + (p[0] - k) * std::log1p(-p[1]));
-    case orv_op_Poisson: return std::exp(k * std::log(p[0]) - p[0] - std::lgamma(k + 1.0));
+    case orv_op_Poisson: return std::exp(k * std::log(p[0]) - p[0] - log_gamma(k + 1.0));
     case orv_op_NegativeBinomial:
       if (p[1] == 1.0) return k == 0.0 ? 1.0 : 0.0;
-      return std::exp(std::lgamma(k + p[0]) - std::lgamma(k + 1.0) - std::lgamma(p[0]) + p[0] * std::log(p[1]) +
+      return std::exp(log_gamma(k + p[0]) - log_gamma(k + 1.0) - log_gamma(p[0]) + p[0] * std::log(p[1]) +
                       k * std::log1p(-p[1]));
     case orv_op_Geometric: return p[0] * power(1.0 - p[0], k);
     case orv_op_aggregate:

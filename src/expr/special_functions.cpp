@@ -21,7 +21,7 @@ double gamma_series(double a, double x) {
     sum += term;
     if (std::fabs(term) < std::fabs(sum) * kEpsilon) break;
   }
-  return sum * std::exp(-x + a * std::log(x) - std::lgamma(a));
+  return sum * std::exp(-x + a * std::log(x) - log_gamma(a));
 }
 
 // Continued fraction of Q(a, x) = 1 - P(a, x), for x >= a + 1.
@@ -39,7 +39,7 @@ double gamma_fraction(double a, double x) {
     h *= delta;
     if (std::fabs(delta - 1.0) < kEpsilon) break;
   }
-  return std::exp(-x + a * std::log(x) - std::lgamma(a)) * h;
+  return std::exp(-x + a * std::log(x) - log_gamma(a)) * h;
 }
 
 // Continued fraction of the incomplete beta function (without its prefactor).
@@ -73,6 +73,11 @@ double beta_fraction(double x, double a, double b) {
 
 }  // namespace
 
+double log_gamma(double x) {
+  int sign = 0;  // lgamma_r leaves the global signgam alone, so workers may call it
+  return lgamma_r(x, &sign);
+}
+
 double standard_normal_cdf(double z) { return 0.5 * std::erfc(-z / std::sqrt(2.0)); }
 
 double regularized_gamma_p(double a, double x) {
@@ -82,10 +87,17 @@ double regularized_gamma_p(double a, double x) {
   return 1.0 - gamma_fraction(a, x);
 }
 
+double regularized_gamma_q(double a, double x) {
+  if (x <= 0.0) return 1.0;
+  if (std::isinf(x)) return 0.0;
+  if (x < a + 1.0) return 1.0 - gamma_series(a, x);
+  return gamma_fraction(a, x);
+}
+
 double regularized_beta(double x, double a, double b) {
   if (x <= 0.0) return 0.0;
   if (x >= 1.0) return 1.0;
-  const double front = std::exp(std::lgamma(a + b) - std::lgamma(a) - std::lgamma(b) + a * std::log(x) +
+  const double front = std::exp(log_gamma(a + b) - log_gamma(a) - log_gamma(b) + a * std::log(x) +
                                 b * std::log1p(-x));
   // The fraction converges fast below the mean; above it use the symmetry.
   if (x < (a + 1.0) / (a + b + 2.0)) return front * beta_fraction(x, a, b) / a;

@@ -168,6 +168,25 @@ TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
   EXPECT_TRUE(contains(bad.output, "bad.dat:2: \"maybe\" is not a (unique) state label of `asia'")) << bad.output;
 }
 
+TEST(OrvelLearn, LearnsConditionalGaussianNodes) {
+  const std::string net = write_temp("cg.net", R"(net {}
+node A { states = ("a" "b"); }
+continuous node X {}
+potential (A) { data = (0.5 0.5); experience = (0); }
+potential (X | A) { data = ( normal (0, 1) normal (0, 1) ); experience = (0 0); }
+)");
+  const std::string data = write_temp("cg.dat", "A X\na 1\na 3\nb 10\nb 14\n");
+  const std::string out = ::testing::TempDir() + "cg_learned.net";
+  const Outcome r = orvel("learn " + net + " " + data + " -o " + out);
+  ASSERT_EQ(r.status, 0) << r.output;
+  std::ifstream learned(out);
+  const std::string text((std::istreambuf_iterator<char>(learned)), std::istreambuf_iterator<char>());
+  // Complete cases: the configuration means, and two cases of experience each.
+  EXPECT_TRUE(contains(text, "normal ( 2,")) << text;
+  EXPECT_TRUE(contains(text, "normal ( 12,")) << text;
+  EXPECT_TRUE(contains(text, "experience = ( 4 )")) << text;
+}
+
 TEST(OrvelLearn, CasesCountsCasesAndIncompleteOnes) {
   const Outcome r = orvel("cases " + kEm + "child.net " + kEm + "child.dat");
   ASSERT_EQ(r.status, 0) << r.output;

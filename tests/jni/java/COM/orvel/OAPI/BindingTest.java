@@ -340,4 +340,22 @@ public final class BindingTest {
       equal(-1.0, N.orvNodeGetQuantile(k.nodePeer, 0.5), "no quantile before compiling");
     }
   }
+
+  /** Class tables learned through the natives from a domain made from the class. */
+  public static void testClassTablesAreLearned() {
+    long cc = N.orvNewClassCollection(new Object(), 0);
+    String text = "class C { node X { states = (\"a\" \"b\"); } "
+        + "potential (X) { data = (0.5 0.5); experience = (0); } }";
+    equal(0, N.orvNetParseClasses(text, cc, null, null), "class parse");
+    long d = N.orvClassCreateDomain(N.orvCCGetClassByName(cc, "C"));
+    check(d != 0, "unfolded");
+    long x = N.orvDomainGetNodeByName(d, "X");
+    equal(0, N.orvDomainSetNumberOfCases(d, 3), "cases");
+    for (int c = 0; c < 3; c++) equal(0, N.orvNodeSetCaseState(x, c, c == 2 ? 1 : 0), "case state");
+    equal(0, N.orvDomainCompile(d), "compile");
+    equal(0, N.orvDomainLearnClassTables(d), "learn class tables");
+    equal(2.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(x), 0), "P(X = a)");
+    equal(0, N.orvDomainDelete(d), "delete domain");
+    equal(0, N.orvCCDelete(cc), "delete collection");
+  }
 }
