@@ -16,8 +16,6 @@ namespace {
 
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
-void ignore_messages(size_t, const char *, void *) {}
-
 int record_iteration(double log_likelihood, size_t, void *data) {
   static_cast<std::vector<double> *>(data)->push_back(log_likelihood);
   return 1;
@@ -36,11 +34,11 @@ std::vector<double> table_data(orv_table_t t) {
 
 Learned learn(const std::string &name, std::size_t workers, const test::Json &reference) {
   Learned result;
-  orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), ignore_messages, nullptr);
+  orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
   EXPECT_NE(d, nullptr) << orv_error_name(orv_error_code());
   if (!d) return result;
   EXPECT_EQ(orv_domain_compile(d), orv_error_none);
-  EXPECT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), ignore_messages, nullptr), orv_error_none);
+  EXPECT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), nullptr, nullptr), orv_error_none);
   EXPECT_EQ(orv_domain_get_number_of_cases(d), reference["cases"]["number_of_cases"].number);
   const auto &settings = reference["settings"];
   orv_domain_set_log_likelihood_tolerance(d, settings["log_likelihood_tolerance"].number);
