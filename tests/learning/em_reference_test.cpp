@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/json.h"
 
 namespace orv {
@@ -27,11 +28,6 @@ struct Learned {
   double log_likelihood = 0, aic = 0, bic = 0;
 };
 
-std::vector<double> table_data(orv_table_t t) {
-  const double *data = orv_table_get_data(t);
-  return std::vector<double>(data, data + orv_table_get_size(t));
-}
-
 Learned learn(const std::string &name, std::size_t workers, const test::Json &reference) {
   Learned result;
   orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
@@ -47,10 +43,10 @@ Learned learn(const std::string &name, std::size_t workers, const test::Json &re
   _orv_domain_set_progress_handler(d, record_iteration, &result.iterations);
   EXPECT_EQ(orv_domain_learn_tables(d), orv_error_none) << orv_error_name(orv_error_code());
   for (const auto &[node, values] : reference["tables"].members)
-    result.tables.push_back(table_data(orv_node_get_table(orv_domain_get_node_by_name(d, node.c_str()))));
+    result.tables.push_back(test::table_values(orv_node_get_table(orv_domain_get_node_by_name(d, node.c_str()))));
   for (const auto &[node, values] : reference["experience"].members)
     result.experience.push_back(
-        table_data(orv_node_get_experience_table(orv_domain_get_node_by_name(d, node.c_str()))));
+        test::table_values(orv_node_get_experience_table(orv_domain_get_node_by_name(d, node.c_str()))));
   result.log_likelihood = orv_domain_get_log_likelihood(d);
   result.aic = orv_domain_get_AIC(d);
   result.bic = orv_domain_get_BIC(d);

@@ -46,14 +46,8 @@ struct Fixture {
     if (sc >= 0) orv_node_set_case_state(c, i, static_cast<size_t>(sc));
     orv_domain_set_case_count(d, i, weight);
   }
-  std::vector<double> table(orv_node_t n) const {
-    const double *data = orv_table_get_data(orv_node_get_table(n));
-    return std::vector<double>(data, data + orv_table_get_size(orv_node_get_table(n)));
-  }
-  std::vector<double> experience(orv_node_t n) const {
-    orv_table_t t = orv_node_get_experience_table(n);
-    return std::vector<double>(orv_table_get_data(t), orv_table_get_data(t) + orv_table_get_size(t));
-  }
+  std::vector<double> table(orv_node_t n) const { return test::table_values(orv_node_get_table(n)); }
+  std::vector<double> experience(orv_node_t n) const { return test::table_values(orv_node_get_experience_table(n)); }
 };
 
 int count_iterations(double, size_t, void *data) {
