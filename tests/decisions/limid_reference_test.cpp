@@ -18,8 +18,6 @@ namespace {
 
 const std::string kData = ORVEL_DATA_DIR;
 
-void ignore_messages(size_t, const char *, void *) {}
-
 void expect_close(double actual, double expected, const std::string &what) {
   EXPECT_NEAR(actual, expected, 1e-9 * std::max(1.0, std::fabs(expected))) << what;
 }
@@ -150,7 +148,7 @@ TEST_P(LimidReference, SinglePolicyUpdatingMatchesExactSolution) {
   const std::string name = GetParam();
   const test::Json ref = test::read_json_file(kData + "/reference/limid/" + name + ".json");
   const std::string net = kData + "/networks/limid/" + name + ".net";
-  orv_domain_t d = orv_net_parse_domain(net.c_str(), ignore_messages, nullptr);
+  orv_domain_t d = orv_net_parse_domain(net.c_str(), nullptr, nullptr);
   ASSERT_NE(d, nullptr) << orv_error_name(orv_error_code());
   ASSERT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code());
 

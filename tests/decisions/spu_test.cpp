@@ -48,11 +48,7 @@ DomainPtr compiled(const char *text) {
 
 orv_node_t node(const DomainPtr &d, const char *name) { return orv_domain_get_node_by_name(d.get(), name); }
 
-std::vector<double> table_of(orv_node_t n) {
-  orv_table_t t = orv_node_get_table(n);
-  const double *data = orv_table_get_data(t);
-  return std::vector<double>(data, data + orv_table_get_size(t));
-}
+std::vector<double> table_of(orv_node_t n) { return test::table_values(orv_node_get_table(n)); }
 
 std::vector<double> policies(orv_domain_t d) {
   std::vector<double> all;

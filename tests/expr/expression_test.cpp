@@ -103,24 +103,16 @@ TEST_F(ExpressionTest, ProbabilityNeedsExactlyOneDiscreteNode) {
 }
 
 TEST_F(ExpressionTest, PrintingParenthesisRules) {
-  EXPECT_EQ(reprint("(a - b) - c"), "a - b - c");
-  EXPECT_EQ(reprint("a - (b - c)"), "a - (b - c)");
-  EXPECT_EQ(reprint("2 ^ (3 ^ 4)"), "2 ^ 3 ^ 4");
-  EXPECT_EQ(reprint("(2 ^ 3) ^ 4"), "(2 ^ 3) ^ 4");
-  EXPECT_EQ(reprint("(a + b) * (b * c)"), "(a + b) * (b * c)");
-  EXPECT_EQ(reprint("(a * b) / c"), "a * b / c");
-  EXPECT_EQ(reprint("a * (-2)"), "a * (-2)");
-  EXPECT_EQ(parse("a * -2"), nullptr);  // a factor never starts with a sign
-  EXPECT_EQ(reprint("(a * b) ^ (-c)"), "(a * b) ^ (-c)");
-  EXPECT_EQ(reprint("-a * b"), "-a * b");
-  EXPECT_EQ(reprint("-(a + b)"), "-(a + b)");
-  EXPECT_EQ(reprint("(a < b) == (b > c)"), "(a < b) == (b > c)");
-  EXPECT_EQ(reprint("0.1234567"), "0.123457");
-  EXPECT_EQ(reprint("1e10 + 2.5E-7"), "1E+10 + 2.5E-07");
-  EXPECT_EQ(reprint("if (L = \"x\\ty\", Normal (a, 1), Normal(0,1))"),
-            "if (L == \"x\\ty\", Normal (a, 1), Normal (0, 1))");
-  EXPECT_EQ(reprint("#L + max(1, 2, 3)"), "#L + max (1, 2, 3)");
-  EXPECT_EQ(reprint("or (not (true), false)"), "or (not (true), false)");
+  const std::pair<const char *, const char *> cases[] = {
+      {"(a - b) - c", "a - b - c"}, {"a - (b - c)", "a - (b - c)"}, {"2 ^ (3 ^ 4)", "2 ^ 3 ^ 4"},
+      {"(2 ^ 3) ^ 4", "(2 ^ 3) ^ 4"}, {"(a + b) * (b * c)", "(a + b) * (b * c)"}, {"(a * b) / c", "a * b / c"},
+      {"a * (-2)", "a * (-2)"}, {"(a * b) ^ (-c)", "(a * b) ^ (-c)"}, {"-a * b", "-a * b"}, {"-(a + b)", "-(a + b)"},
+      {"(a < b) == (b > c)", "(a < b) == (b > c)"}, {"0.1234567", "0.123457"}, {"1e10 + 2.5E-7", "1E+10 + 2.5E-07"},
+      {"if (L = \"x\\ty\", Normal (a, 1), Normal(0,1))", "if (L == \"x\\ty\", Normal (a, 1), Normal (0, 1))"},
+      {"#L + max(1, 2, 3)", "#L + max (1, 2, 3)"}, {"or (not (true), false)", "or (not (true), false)"},
+  };
+  for (const auto &[text, printed] : cases) EXPECT_EQ(reprint(text), printed) << text;
+  EXPECT_EQ(parse("a * -2"), nullptr);               // a factor never starts with a sign
   EXPECT_EQ(parse("not (true) or false"), nullptr);  // "or" is a call, not infix
 }
 

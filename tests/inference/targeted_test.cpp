@@ -16,6 +16,7 @@ namespace orv {
 namespace {
 
 using test::DomainPtr;
+using test::expect_all_near;
 
 std::vector<double> query(orv_domain_t d, std::vector<orv_node_t> nodes, double *log_pe) {
   nodes.push_back(nullptr);
@@ -35,12 +36,6 @@ std::vector<double> batch(orv_domain_t d, std::vector<orv_node_t> nodes, double 
   std::vector<double> beliefs(total, -1.0);
   EXPECT_EQ(orv_domain_query_beliefs(d, nodes.data(), beliefs.data(), log_pe), orv_error_none);
   return beliefs;
-}
-
-void expect_close(const std::vector<double> &a, const std::vector<double> &b, double tolerance,
-                  const std::string &what) {
-  ASSERT_EQ(a.size(), b.size()) << what;
-  for (std::size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(a[i], b[i], tolerance) << what << " entry " << i;
 }
 
 // Random networks with random hard and soft evidence: every target set's
@@ -70,14 +65,14 @@ TEST(TargetedQuery, MatchesBruteForceOnRandomNetworks) {
     for (orv_node_t n : nodes)
       if (rng() % 3 == 0) targets.push_back(n);
     double log_pe = 0.0;
-    expect_close(query(d.get(), targets, &log_pe), test::brute_force_joint(d.get(), targets), 1e-12, what);
+    expect_all_near(query(d.get(), targets, &log_pe), test::brute_force_joint(d.get(), targets), 1e-12, what);
     EXPECT_NEAR(log_pe, std::log(exact.probability), 1e-9) << what;
     // Without P(e) the pruning is stronger; the answer is the same.
-    expect_close(query(d.get(), targets, nullptr), test::brute_force_joint(d.get(), targets), 1e-12, what);
+    expect_all_near(query(d.get(), targets, nullptr), test::brute_force_joint(d.get(), targets), 1e-12, what);
     std::vector<double> expected;
     for (orv_node_t n : nodes) expected.insert(expected.end(), exact.marginal.at(n).begin(), exact.marginal.at(n).end());
     double batch_log_pe = 0.0;
-    expect_close(batch(d.get(), nodes, &batch_log_pe), expected, 1e-12, what + " batch");
+    expect_all_near(batch(d.get(), nodes, &batch_log_pe), expected, 1e-12, what + " batch");
     EXPECT_NEAR(batch_log_pe, std::log(exact.probability), 1e-9) << what;
   }
 }
@@ -142,7 +137,7 @@ TEST(TargetedQuery, SeesEnteredEvidenceAndLeavesTheDomainAlone) {
   const std::vector<double> before = e.snapshot();
   double log_pe = 0.0;
   const std::vector<orv_node_t> targets{e.nodes[6], e.nodes[5], e.nodes[0]};
-  expect_close(query(e.d.get(), targets, &log_pe), test::brute_force_joint(e.d.get(), targets), 1e-12, "joint");
+  expect_all_near(query(e.d.get(), targets, &log_pe), test::brute_force_joint(e.d.get(), targets), 1e-12, "joint");
   EXPECT_NEAR(log_pe, std::log(test::brute_force(e.d.get()).probability), 1e-12);
   EXPECT_EQ(e.snapshot(), before);
 }

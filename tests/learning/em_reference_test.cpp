@@ -9,14 +9,13 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/json.h"
 
 namespace orv {
 namespace {
 
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
-
-void ignore_messages(size_t, const char *, void *) {}
 
 int record_iteration(double log_likelihood, size_t, void *data) {
   static_cast<std::vector<double> *>(data)->push_back(log_likelihood);
@@ -29,18 +28,13 @@ struct Learned {
   double log_likelihood = 0, aic = 0, bic = 0;
 };
 
-std::vector<double> table_data(orv_table_t t) {
-  const double *data = orv_table_get_data(t);
-  return std::vector<double>(data, data + orv_table_get_size(t));
-}
-
 Learned learn(const std::string &name, std::size_t workers, const test::Json &reference) {
   Learned result;
-  orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), ignore_messages, nullptr);
+  orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
   EXPECT_NE(d, nullptr) << orv_error_name(orv_error_code());
   if (!d) return result;
   EXPECT_EQ(orv_domain_compile(d), orv_error_none);
-  EXPECT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), ignore_messages, nullptr), orv_error_none);
+  EXPECT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), nullptr, nullptr), orv_error_none);
   EXPECT_EQ(orv_domain_get_number_of_cases(d), reference["cases"]["number_of_cases"].number);
   const auto &settings = reference["settings"];
   orv_domain_set_log_likelihood_tolerance(d, settings["log_likelihood_tolerance"].number);
@@ -49,10 +43,10 @@ Learned learn(const std::string &name, std::size_t workers, const test::Json &re
   _orv_domain_set_progress_handler(d, record_iteration, &result.iterations);
   EXPECT_EQ(orv_domain_learn_tables(d), orv_error_none) << orv_error_name(orv_error_code());
   for (const auto &[node, values] : reference["tables"].members)
-    result.tables.push_back(table_data(orv_node_get_table(orv_domain_get_node_by_name(d, node.c_str()))));
+    result.tables.push_back(test::table_values(orv_node_get_table(orv_domain_get_node_by_name(d, node.c_str()))));
   for (const auto &[node, values] : reference["experience"].members)
     result.experience.push_back(
-        table_data(orv_node_get_experience_table(orv_domain_get_node_by_name(d, node.c_str()))));
+        test::table_values(orv_node_get_experience_table(orv_domain_get_node_by_name(d, node.c_str()))));
   result.log_likelihood = orv_domain_get_log_likelihood(d);
   result.aic = orv_domain_get_AIC(d);
   result.bic = orv_domain_get_BIC(d);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
@@ -45,24 +46,13 @@ struct Fixture {
     if (sc >= 0) orv_node_set_case_state(c, i, static_cast<size_t>(sc));
     orv_domain_set_case_count(d, i, weight);
   }
-  std::vector<double> table(orv_node_t n) const {
-    const double *data = orv_table_get_data(orv_node_get_table(n));
-    return std::vector<double>(data, data + orv_table_get_size(orv_node_get_table(n)));
-  }
-  std::vector<double> experience(orv_node_t n) const {
-    orv_table_t t = orv_node_get_experience_table(n);
-    return std::vector<double>(orv_table_get_data(t), orv_table_get_data(t) + orv_table_get_size(t));
-  }
+  std::vector<double> table(orv_node_t n) const { return test::table_values(orv_node_get_table(n)); }
+  std::vector<double> experience(orv_node_t n) const { return test::table_values(orv_node_get_experience_table(n)); }
 };
 
 int count_iterations(double, size_t, void *data) {
   ++*static_cast<int *>(data);
   return 1;
-}
-
-void expect_near(const std::vector<double> &actual, const std::vector<double> &expected) {
-  ASSERT_EQ(actual.size(), expected.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(actual[i], expected[i], 1e-12) << "entry " << i;
 }
 
 TEST(EmLearning, CompleteDataTakesOneIterationOfNormalisedCountsPlusPrior) {
@@ -78,14 +68,14 @@ TEST(EmLearning, CompleteDataTakesOneIterationOfNormalisedCountsPlusPrior) {
   ASSERT_EQ(orv_domain_learn_tables(f.d), orv_error_none);
   EXPECT_EQ(iterations, 1);
   // A: counts (3, 1.5) + prior 2 x (0.3, 0.7).
-  expect_near(f.table(f.a), {3.6 / 6.5, 2.9 / 6.5});
+  test::expect_all_near(f.table(f.a), {3.6 / 6.5, 2.9 / 6.5}, 1e-12);
   // B | a0: experience 0, counts only; B | a1: counts (0, 1.5, 0) + prior (0.6, 0.2, 0.2).
-  expect_near(f.table(f.b), {1.0 / 3, 0.0, 2.0 / 3, 0.6 / 2.5, 1.7 / 2.5, 0.2 / 2.5});
-  expect_near(f.experience(f.a), {6.5});
-  expect_near(f.experience(f.b), {3.0, 2.5});
+  test::expect_all_near(f.table(f.b), {1.0 / 3, 0.0, 2.0 / 3, 0.6 / 2.5, 1.7 / 2.5, 0.2 / 2.5}, 1e-12);
+  test::expect_all_near(f.experience(f.a), {6.5}, 1e-12);
+  test::expect_all_near(f.experience(f.b), {3.0, 2.5}, 1e-12);
   // C is not learned and keeps its experience.
-  expect_near(f.table(f.c), {0.5, 0.5, 0.4, 0.6, 0.3, 0.7, 0.2, 0.8, 0.1, 0.9, 0.9, 0.1});
-  expect_near(f.experience(f.c), std::vector<double>(6, -1.0));
+  test::expect_all_near(f.table(f.c), {0.5, 0.5, 0.4, 0.6, 0.3, 0.7, 0.2, 0.8, 0.1, 0.9, 0.9, 0.1}, 1e-12);
+  test::expect_all_near(f.experience(f.c), std::vector<double>(6, -1.0), 1e-12);
   // Learning leaves the domain propagated with the new tables.
   EXPECT_NEAR(orv_node_get_belief(f.a, 0), 3.6 / 6.5, 1e-12);
 }
@@ -97,7 +87,7 @@ TEST(EmLearning, ConfigurationWithoutCountsOrExperienceKeepsItsDistribution) {
   f.add(1, -1, 1);
   ASSERT_EQ(orv_domain_learn_tables(f.d), orv_error_none);
   const std::vector<double> b = f.table(f.b);
-  expect_near({b[0], b[1], b[2]}, {0.2, 0.3, 0.5});
+  test::expect_all_near({b[0], b[1], b[2]}, {0.2, 0.3, 0.5}, 1e-12);
   EXPECT_EQ(f.experience(f.b)[0], 0.0);
 }
 

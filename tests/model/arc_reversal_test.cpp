@@ -6,6 +6,7 @@
 
 #include "model/graph_checks.h"
 #include "tables/table_conditionals.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/link_fixture.h"
 #include "support/network_fixture.h"
@@ -22,11 +23,6 @@ std::vector<double> joint_distribution(orv_domain_t d) {
   std::vector<orv_node_t> all;
   for (orv_node_t n = d->first_node; n; n = n->next) all.push_back(n);
   return test::brute_force_joint(d, all);
-}
-
-void expect_near(const std::vector<double> &actual, const std::vector<double> &expected, double tolerance) {
-  ASSERT_EQ(actual.size(), expected.size());
-  for (std::size_t i = 0; i < actual.size(); ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << "entry " << i;
 }
 
 TEST(ArcReversal, WorkedExampleRewritesBothTablesInPlace) {
@@ -50,9 +46,9 @@ TEST(ArcReversal, WorkedExampleRewritesBothTablesInPlace) {
   EXPECT_EQ(names_of(orv_node_get_children(y)), (Names{"X"}));
   EXPECT_EQ(names_of(orv_node_get_children(x)), Names{});
   EXPECT_EQ(names_of(ty->nodes.c_list()), (Names{"Y"}));
-  expect_near(entries(ty), {0.41, 0.59}, 1e-15);
+  expect_all_near(entries(ty), {0.41, 0.59}, 1e-15);
   EXPECT_EQ(names_of(tx->nodes.c_list()), (Names{"Y", "X"}));
-  expect_near(entries(tx), {0.27 / 0.41, 0.14 / 0.41, 0.03 / 0.59, 0.56 / 0.59}, 1e-15);
+  expect_all_near(entries(tx), {0.27 / 0.41, 0.14 / 0.41, 0.03 / 0.59, 0.56 / 0.59}, 1e-15);
   EXPECT_TRUE(x->table_valid && y->table_valid);
   EXPECT_EQ(y->experience, nullptr);
   EXPECT_EQ(x->fading, nullptr);
@@ -134,7 +130,7 @@ TEST(ArcReversal, BothNodesEndWithTheUnionOfTheirParents) {
   EXPECT_EQ(names_of(a->table->nodes.c_list()), (Names{"B", "Q", "S", "P", "A"}));
   EXPECT_EQ(names_of(b->table->nodes.c_list()), (Names{"P", "S", "Q", "B"}));
   EXPECT_EQ(names_of(orv_node_get_children(q)), (Names{"A", "B"}));
-  expect_near(joint_distribution(d.get()), joint, 1e-14);
+  expect_all_near(joint_distribution(d.get()), joint, 1e-14);
 }
 
 TEST(ArcReversal, MissingTablesFollowTheDefaults) {
@@ -148,8 +144,8 @@ TEST(ArcReversal, MissingTablesFollowTheDefaults) {
   ASSERT_NE(x->table, nullptr);  // X had none: a uniform one took part
   EXPECT_EQ(d->table_count, tables + 1);
   EXPECT_EQ(x->table->node, x);
-  expect_near(entries(ty), {0.4, 0.25, 0.35}, 1e-15);
-  expect_near(entries(x->table), {0.25, 0.75, 0.6, 0.4, 0.5 / 0.7, 0.2 / 0.7}, 1e-15);
+  expect_all_near(entries(ty), {0.4, 0.25, 0.35}, 1e-15);
+  expect_all_near(entries(x->table), {0.25, 0.75, 0.6, 0.4, 0.5 / 0.7, 0.2 / 0.7}, 1e-15);
 
   // Neither node with a table: only the links change.
   auto bare = new_domain();
@@ -205,7 +201,7 @@ TEST(ArcReversal, RandomReversalsPreserveTheJointDistribution) {
       ++reversals;
       EXPECT_TRUE(x->parents.contains(y));
       EXPECT_FALSE(y->parents.contains(x));
-      expect_near(joint_distribution(d.get()), joint, 1e-12);
+      expect_all_near(joint_distribution(d.get()), joint, 1e-12);
     }
   }
   EXPECT_GT(reversals, 100u);

@@ -23,6 +23,13 @@
 
 namespace orv::test {
 
+// Entrywise EXPECT_NEAR of two vectors, which must have the same size.
+inline void expect_all_near(const std::vector<double> &actual, const std::vector<double> &expected, double tolerance,
+                            const std::string &what = "") {
+  ASSERT_EQ(actual.size(), expected.size()) << what;
+  for (std::size_t i = 0; i < actual.size(); ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << what << " entry " << i;
+}
+
 // A named call that returns whether the entry point gave its failure value.
 using UsageCall = std::pair<std::string, std::function<bool()>>;
 

@@ -40,6 +40,11 @@ std::vector<std::string> chain_names(orv_domain_t d) {
   return names;
 }
 
+std::vector<double> table_values(orv_table_t t) {
+  const double *data = orv_table_get_data(t);
+  return std::vector<double>(data, data + orv_table_get_size(t));
+}
+
 std::string read_stream(std::FILE *stream) {
   std::fflush(stream);
   std::rewind(stream);

@@ -35,6 +35,9 @@ std::vector<std::string> names_of(orv_node_t const *list);
 // Names along the domain's node chain, first node first.
 std::vector<std::string> chain_names(orv_domain_t d);
 
+// Entries of a table through the public API.
+std::vector<double> table_values(orv_table_t t);
+
 // Everything the stream holds, read from its start.
 std::string read_stream(std::FILE *stream);
 

@@ -1,56 +1,24 @@
 // Drives the orvel command as a user would: good queries, bad arguments,
 // impossible evidence and malformed files, with their exit codes.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
-#include <vector>
 
 #include "support/json.h"
+#include "tools/orvel_runner.h"
 
 namespace {
 
-struct Outcome {
-  int status;
-  std::string output;  // standard output and standard error together
-};
-
-Outcome orvel(const std::string &arguments) {
-  const std::string command = std::string(ORVEL_BIN) + " " + arguments + " 2>&1";
-  std::FILE *pipe = popen(command.c_str(), "r");
-  if (!pipe) return {-1, "popen failed"};
-  std::string output;
-  char buffer[4096];
-  while (std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
-  const int status = pclose(pipe);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
+using namespace orv::test;
 
 const std::string kAsia = std::string(ORVEL_DATA_DIR) + "/networks/asia.net";
-
-std::string write_temp(const std::string &name, const std::string &text) {
-  const std::string path = ::testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream in(path);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 // Exit codes: 0 success, 1 a failure of the work, 2 a usage error.
 TEST(OrvelCommand, ExitCodesAndOutputs) {
   const std::string dir = ::testing::TempDir();
   const std::string broken = write_temp("broken.net", "net\n{\n}\nnode A\n{\n  states = (\"a\" \"b\";\n}\n");
   const std::string cg = "query " + std::string(ORVEL_DATA_DIR) + "/networks/cg/cg_fillin.net -e X1=-0.764 ";
-  const struct {
-    std::string arguments;
-    int status;
-    std::vector<std::string> parts;
-  } cases[] = {
+  expect_runs({
       // 0.1 is P(lung = yes | smoke = yes).
       {"query " + kAsia + " -e smoke=yes -n lung", 0, {"P(evidence) = 0.5", "lung", "0.100000"}},
       {"query " + kAsia + " -e smoke=yes -n lung --json", 0,
@@ -83,26 +51,16 @@ TEST(OrvelCommand, ExitCodesAndOutputs) {
        {"\"X3\": {\"mean\": 0.4987681814880", "\"X1\": {\"mean\": -0.764000000000000",
         "\"variance\": 0, \"sd\": 0", "\"conflict\": null"}},
       {cg + "-e X2=abc", 2, {"'abc' is not a number"}},
-  };
-  for (const auto &c : cases) {
-    const Outcome r = orvel(c.arguments);
-    EXPECT_EQ(r.status, c.status) << c.arguments << "\n" << r.output;
-    for (const std::string &part : c.parts)
-      EXPECT_NE(r.output.find(part), std::string::npos) << c.arguments << "\n" << part << "\n" << r.output;
-  }
+  });
 }
 
 TEST(OrvelCommand, CompileWritesTheLogAndConvertIsAFixedPoint) {
   // Sizes of a triangulation without compiling it; a bad method is a usage error.
-  const Outcome sizes = orvel("info " + kAsia + " --method total-weight");
-  ASSERT_EQ(sizes.status, 0) << sizes.output;
-  EXPECT_NE(sizes.output.find("clique states: 40, total table size: 56"), std::string::npos) << sizes.output;
-  EXPECT_EQ(orvel("info " + kAsia + " --method cheapest").status, 2);
-
   const std::string log = ::testing::TempDir() + "asia.log";
-  const Outcome compile = orvel("compile " + kAsia + " --method total-weight --log " + log);
-  ASSERT_EQ(compile.status, 0) << compile.output;
-  EXPECT_NE(read_file(log).find("exact search: total weight"), std::string::npos);
+  expect_runs({{"info " + kAsia + " --method total-weight", 0, {"clique states: 40, total table size: 56"}},
+               {"info " + kAsia + " --method cheapest", 2, {}},
+               {"compile " + kAsia + " --method total-weight --log " + log, 0, {}}});
+  EXPECT_TRUE(contains(read_file(log), "exact search: total weight"));
   const std::string once = ::testing::TempDir() + "asia1.net", twice = ::testing::TempDir() + "asia2.net";
   ASSERT_EQ(orvel("convert " + kAsia + " " + once).status, 0);
   ASSERT_EQ(orvel("convert " + once + " " + twice).status, 0);
@@ -110,62 +68,41 @@ TEST(OrvelCommand, CompileWritesTheLogAndConvertIsAFixedPoint) {
 }
 
 TEST(OrvelCommand, NamedNodesTakeTheTargetedPathUnlessCompiledIsAsked) {
-  const auto has = [](const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; };
   const std::string query = "query " + kAsia + " -e xray=yes -e smoke=no -n lung -n bronc --json";
-  const Outcome targeted = orvel(query);
-  const Outcome compiled = orvel(query + " --compiled");
-  ASSERT_EQ(targeted.status, 0) << targeted.output;
-  ASSERT_EQ(compiled.status, 0) << compiled.output;
-  EXPECT_TRUE(has(targeted.output, "\"path\": \"targeted\"")) << targeted.output;
-  EXPECT_TRUE(has(compiled.output, "\"path\": \"compiled\"")) << compiled.output;
+  const Outcome targeted = expect_run({query, 0, {"\"path\": \"targeted\""}});
+  const Outcome compiled = expect_run({query + " --compiled", 0, {"\"path\": \"compiled\""}});
   // The same figures to the printed precision.
-  const auto beliefs = [](const std::string &json) { return json.substr(json.find("\"lung\": {\"yes\": 0.") , 30); };
+  const auto beliefs = [](const std::string &json) { return json.substr(json.find("\"lung\": {\"yes\": 0."), 30); };
   EXPECT_EQ(beliefs(targeted.output), beliefs(compiled.output));
-  EXPECT_TRUE(has(orvel("query " + kAsia + " -e smoke=no --json").output, "\"path\": \"compiled\""));
-  const Outcome impossible = orvel("query " + kAsia + " -e tub=no -e lung=no -e either=yes -n dysp");
-  EXPECT_EQ(impossible.status, 1) << impossible.output;
-  EXPECT_TRUE(has(impossible.output, "zero probability")) << impossible.output;
+  expect_runs({{"query " + kAsia + " -e smoke=no --json", 0, {"\"path\": \"compiled\""}},
+               {"query " + kAsia + " -e tub=no -e lung=no -e either=yes -n dysp", 1, {"zero probability"}}});
 }
 
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
-bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
-
 TEST(OrvelLearn, LearnsStructureThenTables) {
   const std::string out = ::testing::TempDir() + "structure.net";
-  const Outcome r = orvel("learn-structure " + kEm + "alarm.net " + kEm + "alarm.dat -o " + out + " --threads 2");
-  ASSERT_EQ(r.status, 0) << r.output;
-  EXPECT_TRUE(contains(r.output, "links learned in")) << r.output;
-  EXPECT_TRUE(contains(r.output, "TPR -> BP\n")) << r.output;
-  std::ifstream learned(out);
-  const std::string text((std::istreambuf_iterator<char>(learned)), std::istreambuf_iterator<char>());
-  EXPECT_TRUE(contains(text, "potential (BP | ")) << text;
-  EXPECT_EQ(orvel("learn-structure " + kEm + "alarm.net " + kEm + "alarm.dat --alpha 1").status, 2);
-  EXPECT_EQ(orvel("learn-structure " + kEm + "alarm.net").status, 2);
+  expect_runs({{"learn-structure " + kEm + "alarm.net " + kEm + "alarm.dat -o " + out + " --threads 2", 0,
+                {"links learned in", "TPR -> BP\n"}},
+               {"learn-structure " + kEm + "alarm.net " + kEm + "alarm.dat --alpha 1", 2, {}},
+               {"learn-structure " + kEm + "alarm.net", 2, {}}});
+  EXPECT_TRUE(contains(read_file(out), "potential (BP | ")) << read_file(out);
 }
 
 TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
-  const std::string out = ::testing::TempDir() + "learned.net";
-  const Outcome r = orvel("learn " + kEm + "asia.net " + kEm + "asia.dat -o " + out + " --threads 2");
-  ASSERT_EQ(r.status, 0) << r.output;
-  EXPECT_TRUE(contains(r.output, "iteration 1: log-likelihood -1162.703666")) << r.output;
-  EXPECT_TRUE(contains(r.output, "iteration 7: log-likelihood -1086.553999")) << r.output;
+  const std::string out = ::testing::TempDir() + "learned.net", learn = "learn " + kEm + "asia.net ";
+  const Outcome r = expect_run({learn + kEm + "asia.dat -o " + out + " --threads 2", 0,
+                                {"iteration 1: log-likelihood -1162.703666", "iteration 7: log-likelihood -1086.553999",
+                                 "final: log-likelihood -1086.501823"}});
   EXPECT_FALSE(contains(r.output, "iteration 8")) << r.output;
-  EXPECT_TRUE(contains(r.output, "final: log-likelihood -1086.501823")) << r.output;
-  std::ifstream learned(out);
-  const std::string text((std::istreambuf_iterator<char>(learned)), std::istreambuf_iterator<char>());
-  EXPECT_TRUE(contains(text, "experience = ( 501 )")) << text;  // smoke: experience 1 + 500 cases
-
-  const Outcome limited = orvel("learn " + kEm + "asia.net " + kEm + "asia.dat --max-iterations 2 -o " + out);
-  ASSERT_EQ(limited.status, 0) << limited.output;
+  EXPECT_TRUE(contains(read_file(out), "experience = ( 501 )")) << read_file(out);  // smoke: experience 1 + 500 cases
+  const Outcome limited = expect_run({learn + kEm + "asia.dat --max-iterations 2 -o " + out, 0, {}});
   EXPECT_FALSE(contains(limited.output, "iteration 3")) << limited.output;
-
-  EXPECT_EQ(orvel("learn " + kEm + "asia.net").status, 2);
-  EXPECT_EQ(orvel("learn " + kEm + "asia.net " + kEm + "asia.dat --threads 0").status, 2);
-  EXPECT_EQ(orvel("learn " + kEm + "asia.net " + kEm + "asia.dat --tolerance x").status, 2);
-  const Outcome bad = orvel("learn " + kEm + "asia.net " + write_temp("bad.dat", "asia tub\n\"maybe\" \"no\"\n"));
-  EXPECT_EQ(bad.status, 1) << bad.output;
-  EXPECT_TRUE(contains(bad.output, "bad.dat:2: \"maybe\" is not a (unique) state label of `asia'")) << bad.output;
+  expect_runs({{learn, 2, {}},
+               {learn + kEm + "asia.dat --threads 0", 2, {}},
+               {learn + kEm + "asia.dat --tolerance x", 2, {}},
+               {learn + write_temp("bad.dat", "asia tub\n\"maybe\" \"no\"\n"), 1,
+                {"bad.dat:2: \"maybe\" is not a (unique) state label of `asia'"}}});
 }
 
 TEST(OrvelLearn, LearnsConditionalGaussianNodes) {
@@ -188,44 +125,32 @@ potential (X | A) { data = ( normal (0, 1) normal (0, 1) ); experience = (0 0); 
 }
 
 TEST(OrvelLearn, CasesCountsCasesAndIncompleteOnes) {
-  const Outcome r = orvel("cases " + kEm + "child.net " + kEm + "child.dat");
-  ASSERT_EQ(r.status, 0) << r.output;
-  EXPECT_TRUE(contains(r.output, "cases: 1000\n")) << r.output;
-  EXPECT_TRUE(contains(r.output, "incomplete: 1000\n")) << r.output;  // LungParench is never observed
-  EXPECT_TRUE(contains(r.output, "inactive (weight 0): 105\n")) << r.output;
+  // LungParench is never observed, so every case is incomplete.
+  expect_run({"cases " + kEm + "child.net " + kEm + "child.dat", 0,
+              {"cases: 1000\n", "incomplete: 1000\n", "inactive (weight 0): 105\n"}});
 }
-
-}  // namespace
-
-namespace solve {
-
-bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
 const std::string kLimid = std::string(ORVEL_DATA_DIR) + "/networks/limid/";
 
 // soluble2: D2 sees D1 and O1; once D1 = act is chosen the rows with
 // D1 = wait cannot occur.
 TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
-  const Outcome table = orvel("solve " + kLimid + "soluble2.net");
-  ASSERT_EQ(table.status, 0) << table.output;
-  EXPECT_TRUE(contains(table.output, "decision order: D3 D2 D1")) << table.output;
-  EXPECT_TRUE(contains(table.output, "overall expected utility: 90.29444")) << table.output;
   // P(row), policy, expected utility of each option given the row.
-  EXPECT_TRUE(contains(table.output, "  act yes      0.4784    0.0000    1.0000   87.8218   90.4646\n")) << table.output;
-  EXPECT_TRUE(contains(table.output, "  wait no      0.0000    1.0000    0.0000  impossible row (probability 0)\n"))
-      << table.output;
+  expect_run({"solve " + kLimid + "soluble2.net", 0,
+              {"decision order: D3 D2 D1", "overall expected utility: 90.29444",
+               "  act yes      0.4784    0.0000    1.0000   87.8218   90.4646\n",
+               "  wait no      0.0000    1.0000    0.0000  impossible row (probability 0)\n"}});
 
-  const Outcome json = orvel("solve " + kLimid + "soluble2.net --json");
-  ASSERT_EQ(json.status, 0) << json.output;
-  const auto result = orv::test::parse_json(json.output);
-  const auto reference = orv::test::read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/soluble2.json");
+  const Outcome json = expect_run({"solve " + kLimid + "soluble2.net --json", 0, {}});
+  const auto result = parse_json(json.output);
+  const auto reference = read_json_file(std::string(ORVEL_DATA_DIR) + "/reference/limid/soluble2.json");
   EXPECT_NEAR(result["expected_utility"].number, reference["spu"]["expected_utility"].number, 1e-9);
   // D2's rows in JSON: probability, expected utilities given the row, null when it cannot occur.
   const auto &d2 = result["decisions"]["D2"]["rows"].items;
   ASSERT_EQ(d2.size(), 4u);
   EXPECT_NEAR(d2[1]["probability"].number, 0.52156, 1e-12);
   EXPECT_NEAR(d2[1]["expected_utilities"].items.at(0).number, 47.0125412 / 0.52156, 1e-9);  // traced P(row) x EU
-  EXPECT_EQ(d2[3]["expected_utilities"].kind, orv::test::Json::Kind::null);
+  EXPECT_EQ(d2[3]["expected_utilities"].kind, Json::Kind::null);
   for (const auto &[name, policy] : reference["spu"]["policies"].members) {
     const auto &rows = result["decisions"][name]["rows"].items;
     std::size_t i = 0;
@@ -237,26 +162,15 @@ TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
     ASSERT_EQ(options.size(), expected.size());
     for (std::size_t k = 0; k < options.size(); ++k) EXPECT_NEAR(options[k].number, expected[k].number, 1e-9);
   }
-
-  const Outcome invalid = orvel("solve " + kLimid + "limited1.net -e Y1=low");
-  EXPECT_EQ(invalid.status, 1) << invalid.output;
-  EXPECT_TRUE(contains(invalid.output, "a decision not yet made")) << invalid.output;
-  const Outcome plain = orvel("solve " + kAsia);
-  EXPECT_EQ(plain.status, 1) << plain.output;
-  EXPECT_TRUE(contains(plain.output, "no utility nodes")) << plain.output;
+  expect_runs({{"solve " + kLimid + "limited1.net -e Y1=low", 1, {"a decision not yet made"}},
+               {"solve " + kAsia, 1, {"no utility nodes"}}});
 }
-
-}  // namespace solve
 
 TEST(OrvelData, DescribesAndDiscretizesADataFile) {
   const std::string data = write_temp("people.csv",
                                       "name,height,weight,city\nann,1.62,55,\"Oslo\"\nbob,1.80,,Bergen\n"
                                       "cid,1.75,80,\ndan,,72,\"Oslo\"\n");
-  const struct {
-    std::string arguments;
-    int status;
-    std::vector<std::string> parts;
-  } cases[] = {
+  expect_runs({
       // Weights 55, 80, 72: mean 69, sample variance (196 + 121 + 9) / 2.
       {"data " + data + " --describe", 0,
        {"4 rows, 4 columns", "name: text, 0 missing, 4 distinct", "weight: number, 1 missing, mean 69, variance 163",
@@ -266,12 +180,7 @@ TEST(OrvelData, DescribesAndDiscretizesADataFile) {
       {"data " + data + " --discretize 2:2 --describe", 0, {"weight: interval, 1 missing, 2 distinct"}},
       {"data " + data + " --discretize nope:2", 2, {"no column named 'nope'"}},
       {"data " + write_temp("cut.csv", "a,b\n1,2"), 1, {"cut.csv:2: unexpected end-of-file"}},
-  };
-  for (const auto &c : cases) {
-    const Outcome outcome = orvel(c.arguments);
-    EXPECT_EQ(outcome.status, c.status) << c.arguments << "\n" << outcome.output;
-    for (const auto &part : c.parts) EXPECT_NE(outcome.output.find(part), std::string::npos) << outcome.output;
-  }
+  });
 }
 
 // Class files: the classes listed by info, the class to unfold chosen with
@@ -286,11 +195,7 @@ TEST(OrvelCommand, ClassFiles) {
       "plant.net", "% a plant with one sensor\nclass Plant {\n node T { states = (\"lo\" \"hi\"); }\n"
                    " instance S : Sensor (In = T) {}\n potential (T) { data = (0.5 0.5); }\n}\n");
   const std::string broken = write_temp("broken_class.net", "class A {\n node X {}\n instance I : Gone () {}\n}\n");
-  const struct {
-    std::string arguments;
-    int status;
-    std::vector<std::string> parts;
-  } cases[] = {
+  expect_runs({
       {"info " + hierarchy + " --no-compile", 0,
        {"class Leaf\n  inputs: U\n  outputs: Y\n  instances: B1 : Base\n", "instances: L1 : Leaf, L2 : Leaf",
         "unfolded class Top", "nodes: 19 (chance 19", "M1.L1.B1.Q  chance"}},
@@ -300,10 +205,7 @@ TEST(OrvelCommand, ClassFiles) {
       // 0.5 * 0.1 + 0.5 * 0.8 = 0.45 for S.Out = bad.
       {"query " + plant + " -n S.Out", 0, {"bad    0.450000"}},
       {"info " + broken, 1, {"broken_class.net:3: loading class `Gone' failed"}},
-  };
-  for (const auto &c : cases) {
-    const Outcome out = orvel(c.arguments);
-    EXPECT_EQ(out.status, c.status) << c.arguments << "\n" << out.output;
-    for (const auto &part : c.parts) EXPECT_NE(out.output.find(part), std::string::npos) << c.arguments << "\n" << out.output;
-  }
+  });
 }
+
+}  // namespace
