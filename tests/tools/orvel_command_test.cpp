@@ -114,10 +114,8 @@ potential (X | A) { data = ( normal (0, 1) normal (0, 1) ); experience = (0 0); 
 )");
   const std::string data = write_temp("cg.dat", "A X\na 1\na 3\nb 10\nb 14\n");
   const std::string out = ::testing::TempDir() + "cg_learned.net";
-  const Outcome r = orvel("learn " + net + " " + data + " -o " + out);
-  ASSERT_EQ(r.status, 0) << r.output;
-  std::ifstream learned(out);
-  const std::string text((std::istreambuf_iterator<char>(learned)), std::istreambuf_iterator<char>());
+  expect_run({"learn " + net + " " + data + " -o " + out, 0, {}});
+  const std::string text = read_file(out);
   // Complete cases: the configuration means, and two cases of experience each.
   EXPECT_TRUE(contains(text, "normal ( 2,")) << text;
   EXPECT_TRUE(contains(text, "normal ( 12,")) << text;
