@@ -172,6 +172,11 @@ void LearningGraph::to_domain() {
   } catch (...) {
     for (std::size_t i = added.size(); i-- > 0;)
       eliminate_parent(columns_.node(edges_[added[i]].b), columns_.node(edges_[added[i]].a), 0);
+    // The domain had no links: release what the rolled-back lists grew.
+    for (std::size_t v = 0; v < n_; ++v) {
+      NodeList().swap(columns_.node(v)->parents);
+      NodeList().swap(columns_.node(v)->children);
+    }
     throw;
   }
 }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include "cli.h"
 
@@ -61,6 +62,16 @@ void default_experience(orv_domain_t d) {
   for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
     if (orv_node_get_category(n) == orv_category_chance && orv_node_get_kind(n) == orv_kind_discrete)
       orv_node_get_experience_table(n);
+}
+
+// The tables a network had mean nothing under learned links (and their zeros
+// could make cases impossible): EM starts from uniform tables instead.
+void uniform_tables(orv_domain_t d) {
+  for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
+    orv_table_t t = orv_node_get_table(n);
+    const std::vector<double> data(orv_table_get_size(t), 1.0 / double(orv_node_get_number_of_states(n)));
+    if (orv_table_set_data(t, data.data(), 0, data.size()) != orv_error_none) check_engine("cannot reset the tables");
+  }
 }
 
 }  // namespace
@@ -154,6 +165,7 @@ int run_learn_structure(Args &args) {
     for (orv_node_t *p = orv_node_get_parents(n); *p; ++p, ++links)
       std::fprintf(stderr, "%s -> %s\n", orv_node_get_name(*p), orv_node_get_name(n));
   std::fprintf(stderr, "%zu links learned in %.3f s\n", links, seconds);
+  uniform_tables(d);
   if (orv_domain_compile(d) != orv_error_none) check_engine("cannot compile the learned network");
   default_experience(d);
   if (orv_domain_learn_tables(d) != orv_error_none) check_engine("learning the tables failed");
