@@ -47,7 +47,7 @@ void store(orv_node_s *a, orv_node_s *b, orv_edge_constraint_t code) {
 }
 
 void check_structure_preconditions(orv_domain_s *d) {
-  if (d->node_count != d->chance_count || d->continuous_count > 0 || d->number_of_cases == 0) fail(orv_error_usage);
+  if (d->node_count != d->chance_count || d->number_of_cases == 0) fail(orv_error_usage);
   for (orv_node_s *n = d->first_node; n; n = n->next)
     if (!n->parents.empty()) fail(orv_error_usage);
   if (domain_is_compiled(d))

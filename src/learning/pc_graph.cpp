@@ -81,7 +81,13 @@ void LearningGraph::identify_skeleton() {
       std::size_t tail = i, head = j;
       if (c == orv_constraint_backward_edge_required || c == orv_constraint_forward_edge_forbidden) std::swap(tail, head);
       else if (c != orv_constraint_forward_edge_required && c != orv_constraint_backward_edge_forbidden) {
-        add_edge(i, j, false);
+        if (columns_.continuous(i) == columns_.continuous(j)) {
+          add_edge(i, j, false);
+        } else {  // a continuous node cannot be the parent of a discrete one
+          if (columns_.continuous(i)) std::swap(tail, head);
+          add_edge(tail, head, true);
+          log("%s -> %s (CG constraint)\n", name(tail), name(head));
+        }
         continue;
       }
       if (path_exists(head, tail)) {

@@ -14,7 +14,7 @@ namespace orv {
 
 namespace {
 
-constexpr std::size_t kMaxSet = 5;                           // a pair and three others
+constexpr std::size_t kMaxSet = kMaxTestSet;
 constexpr std::size_t kMaxPairs = kMaxSet * (kMaxSet - 1) / 2;
 using SetKey = std::array<std::uint32_t, kMaxSet>;           // sorted, padded with kNoVertex
 
@@ -63,11 +63,11 @@ struct Search {
     CacheEntry entry;
     entry.outcome.fill(-1);
     entry.done = true;
-    const JointCounts counts(columns, set.data(), size);
+    const SetTests tests(columns, set.data(), size);
     for (std::size_t a = 0; a < size; ++a)
       for (std::size_t b = a + 1; b < size; ++b)
-        if (scheduled(set, size, a, b))
-          entry.outcome[member_pair(a, b, size)] = counts.test(a, b).p_value < level ? 0 : 1;
+        if (tests.testable(a, b) && scheduled(set, size, a, b))
+          entry.outcome[member_pair(a, b, size)] = tests.test(a, b).p_value < level ? 0 : 1;
     return entry;
   }
 
@@ -101,11 +101,13 @@ struct Search {
     return found->second.outcome[member_pair(std::min(a, b), std::max(a, b), size)] == 1;
   }
 
-  // Candidates for (x, y): others adjacent to x or y, by decreasing strength.
+  // Candidates for (x, y): others adjacent to x or y, by decreasing strength;
+  // only discrete ones for a discrete pair.
   Vector<std::uint32_t> candidates(std::uint32_t x, std::uint32_t y) const {
     Vector<std::uint32_t> c;
+    const bool discrete_pair = !columns.continuous(x) && !columns.continuous(y);
     for (std::uint32_t z = 0; z < n; ++z)
-      if (z != x && z != y && (adj(z, x) || adj(z, y))) c.push_back(z);
+      if (z != x && z != y && (adj(z, x) || adj(z, y)) && !(discrete_pair && columns.continuous(z))) c.push_back(z);
     std::stable_sort(c.begin(), c.end(), [&](std::uint32_t u, std::uint32_t v) {
       return strength(u, x) + strength(u, y) > strength(v, x) + strength(v, y);
     });
