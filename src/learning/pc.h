@@ -140,8 +140,10 @@ class SetTests {
 void marginal_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers);
 
 // Conditional tests with sets of size 1, 2 and 3 on `workers` threads (one
-// mutex when more than one); then records the separating sets. Throws.
-void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers);
+// mutex when more than one), after a primary pass unless `npc` (the variant
+// that keeps ambiguous edges open); then records the separating sets. Throws.
+void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers,
+                       bool npc);
 
 // The learning graph and its orientation, logged to the domain's log.
 class LearningGraph {

@@ -39,6 +39,7 @@ struct Search {
   Vector<PairRecord> &pairs;
   std::size_t n;
   std::size_t k = 0;
+  bool primary = false;            // only the strongest candidate of each pair
   Vector<unsigned char> adjacent;  // n x n snapshot of the dependence graph
   Vector<unsigned char> needs;     // per pair, at the start of the pass
   Vector<ListedPair> list;         // pairs to test, by decreasing strength
@@ -129,6 +130,7 @@ struct Search {
         touches = touches || adj(s[i], x) || adj(s[i], y);
       }
       if (touches && independent_given(x, y, s)) return;
+      if (primary) return;
       std::size_t i = k;
       while (i > 0 && pick[i - 1] == c.size() - k + i - 1) --i;
       if (i == 0) return;
@@ -159,13 +161,24 @@ void search_worker(void *context, std::size_t) { static_cast<Search *>(context)-
 
 }  // namespace
 
-void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers) {
+void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers,
+                       bool npc) {
   const std::size_t n = columns.size();
   OptionalMutex mutex(workers > 1);
-  Search search{columns, level, pairs, n, 0, {}, {}, {}, 0, {}, mutex};
+  Search search{columns, level, pairs, n, 0, false, {}, {}, {}, 0, {}, mutex};
   search.adjacent.assign(n * n, 0);
   search.needs.assign(pairs.size(), 0);
-  for (search.k = 1; search.k <= 3; ++search.k) {
+  // The primary pass tests each pair given its strongest candidate alone,
+  // which separates most pairs before the full passes enumerate sets.
+  struct Pass {
+    std::size_t k;
+    bool primary;
+  };
+  constexpr Pass kPasses[] = {{1, true}, {1, false}, {2, false}, {3, false}};
+  for (const Pass &pass : kPasses) {
+    if (pass.primary && npc) continue;
+    search.k = pass.k;
+    search.primary = pass.primary;
     search.list.clear();
     for (std::size_t x = 0; x < n; ++x)
       for (std::size_t y = x + 1; y < n; ++y) {
