@@ -3,13 +3,13 @@
 // nodes keeps the joint; impossible continuous evidence and its retraction.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <random>
 #include <string>
 
 #include "orvel.h"
 #include "support/cg_oracle.h"
+#include "support/reference_checks.h"
 
 namespace orv {
 namespace {
@@ -17,8 +17,7 @@ namespace {
 using test::CgEvidence;
 using test::CgNetwork;
 using test::CgPosterior;
-
-double tolerance(double v) { return 1e-9 * std::max(1.0, std::fabs(v)); }
+using test::reference_tolerance;
 
 orv_domain_t parse(const CgNetwork &net) {
   const std::string text = net.net_text();
@@ -60,8 +59,9 @@ void expect_posterior(orv_domain_t d, const CgNetwork &net, const CgPosterior &r
   for (std::size_t i = 0; i < net.nodes.size(); ++i) {
     orv_node_t n = node(d, net, i);
     if (net.nodes[i].continuous) {
-      EXPECT_NEAR(orv_node_get_mean(n), r.mean[i], tolerance(r.mean[i])) << what << " mean of " << net.nodes[i].name;
-      EXPECT_NEAR(orv_node_get_variance(n), r.variance[i], tolerance(r.variance[i]))
+      EXPECT_NEAR(orv_node_get_mean(n), r.mean[i], reference_tolerance(r.mean[i]))
+          << what << " mean of " << net.nodes[i].name;
+      EXPECT_NEAR(orv_node_get_variance(n), r.variance[i], reference_tolerance(r.variance[i]))
           << what << " variance of " << net.nodes[i].name;
       continue;
     }
