@@ -14,13 +14,7 @@ namespace {
 
 using namespace test;
 
-std::string text_of(orv_expression_t e) {
-  char *text = orv_expression_to_string(e);
-  EXPECT_NE(text, nullptr);
-  std::string s = text ? text : "";
-  _orv_free(text);
-  return s;
-}
+std::string text_of(orv_expression_t e) { return take_text(orv_expression_to_string(e)); }
 
 class ExpressionTest : public ::testing::Test {
  protected:
@@ -143,21 +137,14 @@ TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
     const char *text;
     const char *message;
     size_t location;
-    orv_error_t code;
+    orv_error_t code = orv_error_syntax;
   };
   const Case cases[] = {
-      {"a < b < c", "unexpected token", 7, orv_error_syntax},
-      {"(a + b", "`)' expected", 6, orv_error_syntax},
-      {"#a", "`#' must be followed by the name of a discrete node", 2, orv_error_syntax},
-      {"foo (1)", "unknown operator `foo'", 5, orv_error_syntax},
-      {"min (1 2)", "`,' or `)' expected", 8, orv_error_syntax},
-      {"zz + 1", "no such node: zz", 4, orv_error_syntax},
-      {"x.y", "no such node: x.y", 3, orv_error_syntax},
-      {"x.", "`.' must be followed by a letter or an `_'", 2, orv_error_syntax},
-      {"a ! b", "`!' must be followed by `='", 4, orv_error_syntax},
-      {"a $ b", "unexpected character: `$'", 3, orv_error_syntax},
-      {"*", "unexpected token", 1, orv_error_syntax},
-      {"\"abc", "string did not end", 4, orv_error_syntax},
+      {"a < b < c", "unexpected token", 7}, {"(a + b", "`)' expected", 6},
+      {"#a", "`#' must be followed by the name of a discrete node", 2}, {"foo (1)", "unknown operator `foo'", 5},
+      {"min (1 2)", "`,' or `)' expected", 8}, {"zz + 1", "no such node: zz", 4}, {"x.y", "no such node: x.y", 3},
+      {"x.", "`.' must be followed by a letter or an `_'", 2}, {"a ! b", "`!' must be followed by `='", 4},
+      {"a $ b", "unexpected character: `$'", 3}, {"*", "unexpected token", 1}, {"\"abc", "string did not end", 4},
       {"Normal (1)", "API error: invalid_expression", 10, orv_error_invalid_expression},
       {"a + \"s\"", "API error: invalid_expression", 7, orv_error_invalid_expression},
   };

@@ -2,7 +2,6 @@
 // text, structure, evidence and beliefs; a failed copy changes nothing.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -19,12 +18,7 @@ DomainPtr parse(const std::string &text_or_file) {
   return DomainPtr(orv_net_parse_domain(text_or_file.c_str(), nullptr, nullptr));
 }
 
-std::string net_text(orv_domain_t d) {
-  char *text = orv_domain_to_net_string(d);
-  std::string result = text ? text : "<no text>";
-  std::free(text);
-  return result;
-}
+std::string net_text(orv_domain_t d) { return test::take_text(orv_domain_to_net_string(d)); }
 
 // What a user can observe of a domain's inference state, by node name.
 struct Observed {
