@@ -3,7 +3,6 @@
 // and the stored initial triangulation.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "support/contract_sweep.h"

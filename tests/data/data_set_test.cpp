@@ -2,7 +2,6 @@
 // column operations, cell queries and the stable sorts.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 
 #include "data/data_set_support.h"
