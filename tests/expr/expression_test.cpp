@@ -198,11 +198,10 @@ TEST_F(ExpressionTest, ParseSurvivesEveryAllocationFailure) {
   orv_expression_delete(clean.result);
 }
 
-TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
+TEST_F(ExpressionTest, ModelsHoldCopiesPerConfigurationTextAndUserData) {
   orv_node_t child = add_node(d.get(), "child");
   label_node->children.push_back(child);
   child->parents.push_back(label_node);
-  orv_node_set_name(label_node, "L");
   orv_node_t nodes[] = {label_node, nullptr};
   orv_model_t m = orv_node_new_model(child, nodes);
   ASSERT_NE(m, nullptr);
@@ -216,22 +215,12 @@ TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
   orv_expression_delete(e);
   EXPECT_EQ(orv_model_get_number_of_samples_per_interval(m), 25u);
   EXPECT_EQ(orv_model_set_number_of_samples_per_interval(m, 0), orv_error_usage);
-  EXPECT_EQ(orv_node_get_model(child), m);
-  EXPECT_EQ(orv_model_delete(m), 0);
-  EXPECT_EQ(orv_node_get_model(child), nullptr);
-}
 
-TEST_F(ExpressionTest, ModelExpressionsFromTextAndUserData) {
-  orv_node_t child = add_node(d.get(), "child");
-  orv_node_t none[] = {nullptr};
-  orv_model_t m = orv_node_new_model(child, none);
-  ASSERT_NE(m, nullptr);
   ASSERT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (a + 1, b)", Messages::handler, &messages),
             orv_error_none);
   EXPECT_EQ(text_of(orv_model_get_expression(m, 0)), "Normal (a + 1, b)");
   // A syntax error keeps the old expression and reaches the handler.
-  EXPECT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (", Messages::handler, &messages),
-            orv_error_syntax);
+  EXPECT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (", Messages::handler, &messages), orv_error_syntax);
   EXPECT_FALSE(messages.items.empty());
   EXPECT_EQ(text_of(orv_model_get_expression(m, 0)), "Normal (a + 1, b)");
   EXPECT_EQ(orv_model_set_expression_from_string(m, 1, "1", nullptr, nullptr), orv_error_usage);
@@ -241,9 +230,11 @@ TEST_F(ExpressionTest, ModelExpressionsFromTextAndUserData) {
   EXPECT_EQ(orv_model_get_user_data(m), nullptr);
   ASSERT_EQ(orv_model_set_user_data(m, &marker), orv_error_none);
   EXPECT_EQ(orv_model_get_user_data(m), &marker);
-  EXPECT_EQ(orv_model_set_user_data(nullptr, &marker), orv_error_usage);
-  EXPECT_EQ(orv_model_get_user_data(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_model_set_user_data(nullptr, &marker), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_model_get_user_data(nullptr), nullptr, orv_error_usage);
+  EXPECT_EQ(orv_node_get_model(child), m);
+  EXPECT_EQ(orv_model_delete(m), 0);
+  EXPECT_EQ(orv_node_get_model(child), nullptr);
 }
 
 }  // namespace
