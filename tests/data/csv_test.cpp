@@ -7,6 +7,7 @@
 #include <string>
 
 #include "data/data_set_support.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
@@ -38,8 +39,7 @@ TEST(CsvReader, EveryMessageAtItsLocation) {
       Messages m;
       const std::string path = file ? temp_file("messages.csv", c.text) : "";
       orv_data_set_t ds = _orv_parse_data_set(file, file ? path.c_str() : c.text.c_str(), ',', Messages::handler, &m);
-      EXPECT_EQ(ds, nullptr);
-      EXPECT_EQ(orv_error_code(), orv_error_parse);
+      EXPECT_RESULT(ds, nullptr, orv_error_parse);
       ASSERT_EQ(m.items.size(), 1u);
       EXPECT_EQ(m.items[0].second, c.message);
       EXPECT_EQ(m.items[0].first, file ? c.line : c.offset);
@@ -71,8 +71,7 @@ TEST(CsvReader, FieldRules) {
     EXPECT_EQ(d.rows(), c.rows);
   }
   for (const int delimiter : {0, 256, int{'"'}, int{'\n'}, int{'\r'}, int{'\f'}}) {
-    EXPECT_EQ(orv_csv_parse_data_set("a\n", delimiter, nullptr, nullptr), nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_usage);
+    EXPECT_RESULT(orv_csv_parse_data_set("a\n", delimiter, nullptr, nullptr), nullptr, orv_error_usage);
   }
   // A NUL byte in a file is dropped with a warning.
   const std::string path = temp_file("nul.csv", std::string("a,b\n1\0 2,x\n", 11));
@@ -83,8 +82,7 @@ TEST(CsvReader, FieldRules) {
   ASSERT_EQ(m.items.size(), 1u);
   EXPECT_EQ(m.items[0], std::make_pair(size_t{2}, std::string("warning: null character ignored")));
   std::remove(path.c_str());
-  EXPECT_EQ(orv_csv_parse_data_set("/nonexistent/x.csv", ',', nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_RESULT(orv_csv_parse_data_set("/nonexistent/x.csv", ',', nullptr, nullptr), nullptr, orv_error_io);
 }
 
 TEST(CsvWriter, WriteThenReadIsAFixedPoint) {

@@ -101,8 +101,7 @@ TEST(ForeignMessages, TextInMemoryReportsCharacterOffsets) {
   EXPECT_EQ(orv_bif_parse_domain(text.c_str(), test::Messages::handler, &messages), nullptr);
   ASSERT_EQ(messages.items.size(), 1u);
   EXPECT_EQ(messages.items[0].first, text.find(" b )") + 2);
-  EXPECT_EQ(orv_bif_parse_domain("no-such-file.bif", nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_RESULT(orv_bif_parse_domain("no-such-file.bif", nullptr, nullptr), nullptr, orv_error_io);
 }
 
 TEST(ForeignMessages, BadArgumentsGiveUsage) {

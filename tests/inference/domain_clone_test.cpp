@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
@@ -141,8 +142,7 @@ TEST(DomainClone, FollowsTheOriginalsStateEquilibriumAndContents) {
   EXPECT_EQ(orv_domain_evidence_mode_is(maximal.get(), orv_mode_fast_retraction), 1);
   expect_same(observe(maximal.get()), observe(asia.get()), "max equilibrium");
 
-  EXPECT_EQ(orv_domain_clone(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_domain_clone(nullptr), nullptr, orv_error_usage);
 }
 
 TEST(DomainClone, FailedCopiesLeakNothingAndChangeNothing) {

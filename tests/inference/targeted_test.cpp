@@ -175,8 +175,7 @@ TEST(TargetedQuery, ImpossibleEvidenceIsReportedLikePropagation) {
   orv_node_t list[] = {c, nullptr};
   double log_pe = 0.0;
   std::vector<double> beliefs(2);
-  EXPECT_EQ(orv_domain_query_marginal(d.get(), list, &log_pe), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_inconsistency_or_underflow);
+  EXPECT_RESULT(orv_domain_query_marginal(d.get(), list, &log_pe), nullptr, orv_error_inconsistency_or_underflow);
   EXPECT_EQ(orv_domain_query_beliefs(d.get(), list, beliefs.data(), &log_pe), orv_error_inconsistency_or_underflow);
   // C is independent of the impossible pair: without P(e) nothing bears on it.
   EXPECT_EQ(query(d.get(), {c}, nullptr), (std::vector<double>{0.4, 0.6}));
