@@ -3,7 +3,6 @@
 // and the stored initial triangulation.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "support/contract_sweep.h"
@@ -28,8 +27,7 @@ TEST(ForestState, UncompilingDropsTheForestAndKeepsEvidence) {
   test::family(c, {b}, {0.9, 0.1, 0.4, 0.6, 0.5, 0.5});
   orv_node_t u = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other);
   EXPECT_EQ(orv_domain_is_triangulated(d.get()), 0);
-  EXPECT_EQ(orv_node_get_conflict_clique(b), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_RESULT(orv_node_get_conflict_clique(b), nullptr, orv_error_not_compiled);
 
   ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
   EXPECT_EQ(orv_domain_is_triangulated(d.get()), 1);

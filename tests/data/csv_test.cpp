@@ -4,31 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <string>
-#include <unistd.h>
 
 #include "data/data_set_support.h"
+#include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/net_compare.h"
 
 namespace orv::test {
 namespace {
 
 const Cell M = std::nullopt;
-
-struct Messages {
-  std::vector<std::pair<size_t, std::string>> list;
-  static void handler(size_t location, const char *message, void *data) {
-    static_cast<Messages *>(data)->list.emplace_back(location, message);
-  }
-};
-
-std::string temp_file(const std::string &text) {
-  const std::string path = "/tmp/orvel-csv-test-" + std::to_string(getpid()) + ".csv";
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
-}
 
 TEST(CsvReader, EveryMessageAtItsLocation) {
   struct Case {
@@ -50,13 +37,12 @@ TEST(CsvReader, EveryMessageAtItsLocation) {
     for (const bool file : {false, true}) {
       SCOPED_TRACE(c.text + (file ? " (file)" : ""));
       Messages m;
-      const std::string path = file ? temp_file(c.text) : "";
+      const std::string path = file ? temp_file("messages.csv", c.text) : "";
       orv_data_set_t ds = _orv_parse_data_set(file, file ? path.c_str() : c.text.c_str(), ',', Messages::handler, &m);
-      EXPECT_EQ(ds, nullptr);
-      EXPECT_EQ(orv_error_code(), orv_error_parse);
-      ASSERT_EQ(m.list.size(), 1u);
-      EXPECT_EQ(m.list[0].second, c.message);
-      EXPECT_EQ(m.list[0].first, file ? c.line : c.offset);
+      EXPECT_RESULT(ds, nullptr, orv_error_parse);
+      ASSERT_EQ(m.items.size(), 1u);
+      EXPECT_EQ(m.items[0].second, c.message);
+      EXPECT_EQ(m.items[0].first, file ? c.line : c.offset);
       if (file) std::remove(path.c_str());
     }
   }
@@ -85,20 +71,18 @@ TEST(CsvReader, FieldRules) {
     EXPECT_EQ(d.rows(), c.rows);
   }
   for (const int delimiter : {0, 256, int{'"'}, int{'\n'}, int{'\r'}, int{'\f'}}) {
-    EXPECT_EQ(orv_csv_parse_data_set("a\n", delimiter, nullptr, nullptr), nullptr);
-    EXPECT_EQ(orv_error_code(), orv_error_usage);
+    EXPECT_RESULT(orv_csv_parse_data_set("a\n", delimiter, nullptr, nullptr), nullptr, orv_error_usage);
   }
   // A NUL byte in a file is dropped with a warning.
-  const std::string path = temp_file(std::string("a,b\n1\0 2,x\n", 11));
+  const std::string path = temp_file("nul.csv", std::string("a,b\n1\0 2,x\n", 11));
   Messages m;
   DataSet d(orv_csv_parse_data_set(path.c_str(), ',', Messages::handler, &m));
   ASSERT_NE(d.ds, nullptr);
   EXPECT_EQ(d.rows(), (Rows{{"1 2", "x"}}));
-  ASSERT_EQ(m.list.size(), 1u);
-  EXPECT_EQ(m.list[0], std::make_pair(size_t{2}, std::string("warning: null character ignored")));
+  ASSERT_EQ(m.items.size(), 1u);
+  EXPECT_EQ(m.items[0], std::make_pair(size_t{2}, std::string("warning: null character ignored")));
   std::remove(path.c_str());
-  EXPECT_EQ(orv_csv_parse_data_set("/nonexistent/x.csv", ',', nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_RESULT(orv_csv_parse_data_set("/nonexistent/x.csv", ',', nullptr, nullptr), nullptr, orv_error_io);
 }
 
 TEST(CsvWriter, WriteThenReadIsAFixedPoint) {
@@ -108,21 +92,16 @@ TEST(CsvWriter, WriteThenReadIsAFixedPoint) {
                                         {"1.5", "tab\there", "x"}});
   for (const int delimiter : {',', ';', '\t', ' '}) {
     SCOPED_TRACE(delimiter);
-    char *first = orv_ds_to_csv_string(d.ds, delimiter);
-    ASSERT_NE(first, nullptr);
-    DataSet back(orv_csv_parse_data_set(first, delimiter, nullptr, nullptr));
+    const std::string first = take_text(orv_ds_to_csv_string(d.ds, delimiter));
+    DataSet back(orv_csv_parse_data_set(first.c_str(), delimiter, nullptr, nullptr));
     ASSERT_NE(back.ds, nullptr) << first;
     EXPECT_EQ(back.names(), d.names());
     EXPECT_EQ(back.rows(), d.rows());
-    char *second = orv_ds_to_csv_string(back.ds, delimiter);
-    EXPECT_STREQ(first, second);
-    std::free(first);
-    std::free(second);
+    EXPECT_EQ(take_text(orv_ds_to_csv_string(back.ds, delimiter)), first);
   }
-  char *text = orv_ds_to_csv_string(d.ds, ',');
-  EXPECT_STREQ(text, "plain,odd name,\"\"\n\"\",,\" lead\"\n\"trail \",\"has \"\"quote\"\"\",\"a,b\"\n,,\n1.5,tab\there,x\n");
-  std::free(text);
-  const std::string path = "/tmp/orvel-csv-save-" + std::to_string(getpid()) + ".csv";
+  EXPECT_EQ(take_text(orv_ds_to_csv_string(d.ds, ',')),
+            "plain,odd name,\"\"\n\"\",,\" lead\"\n\"trail \",\"has \"\"quote\"\"\",\"a,b\"\n,,\n1.5,tab\there,x\n");
+  const std::string path = ::testing::TempDir() + "saved.csv";
   ASSERT_EQ(orv_ds_save(d.ds, path.c_str(), ';'), orv_error_none);
   DataSet from_file(orv_csv_parse_data_set(path.c_str(), ';', nullptr, nullptr));
   ASSERT_NE(from_file.ds, nullptr);
@@ -133,7 +112,7 @@ TEST(CsvWriter, WriteThenReadIsAFixedPoint) {
 
 TEST(CsvReader, RunningOutOfMemoryAnywhereLeavesNothingBehind) {
   const std::string text = "a,b,c\n1,\"two \"\"2\"\"\",3\n,,\n4,5,\n";
-  const std::string path = temp_file(text);
+  const std::string path = temp_file("oom.csv", text);
   for (const bool file : {false, true}) {
     SCOPED_TRACE(file);
     const auto run = expect_no_memory_sweep(

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -249,8 +248,7 @@ TEST(Decisions, UsageAndPreconditions) {
   EXPECT_EQ(policies(dd), before);
   ASSERT_NE(orv_domain_new_node(dd, orv_category_chance, orv_kind_discrete), nullptr);  // uncompiles
   EXPECT_EQ(orv_domain_update_policies(dd), orv_error_not_compiled);
-  EXPECT_EQ(orv_domain_get_decision_order(dd), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_decision_order(dd), nullptr, orv_error_not_compiled);
   EXPECT_EQ(orv_node_get_decision_utilities(decision, out, nullptr), orv_error_not_compiled);
 }
 

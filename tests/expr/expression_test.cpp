@@ -14,13 +14,7 @@ namespace {
 
 using namespace test;
 
-std::string text_of(orv_expression_t e) {
-  char *text = orv_expression_to_string(e);
-  EXPECT_NE(text, nullptr);
-  std::string s = text ? text : "";
-  _orv_free(text);
-  return s;
-}
+std::string text_of(orv_expression_t e) { return take_text(orv_expression_to_string(e)); }
 
 class ExpressionTest : public ::testing::Test {
  protected:
@@ -143,21 +137,14 @@ TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
     const char *text;
     const char *message;
     size_t location;
-    orv_error_t code;
+    orv_error_t code = orv_error_syntax;
   };
   const Case cases[] = {
-      {"a < b < c", "unexpected token", 7, orv_error_syntax},
-      {"(a + b", "`)' expected", 6, orv_error_syntax},
-      {"#a", "`#' must be followed by the name of a discrete node", 2, orv_error_syntax},
-      {"foo (1)", "unknown operator `foo'", 5, orv_error_syntax},
-      {"min (1 2)", "`,' or `)' expected", 8, orv_error_syntax},
-      {"zz + 1", "no such node: zz", 4, orv_error_syntax},
-      {"x.y", "no such node: x.y", 3, orv_error_syntax},
-      {"x.", "`.' must be followed by a letter or an `_'", 2, orv_error_syntax},
-      {"a ! b", "`!' must be followed by `='", 4, orv_error_syntax},
-      {"a $ b", "unexpected character: `$'", 3, orv_error_syntax},
-      {"*", "unexpected token", 1, orv_error_syntax},
-      {"\"abc", "string did not end", 4, orv_error_syntax},
+      {"a < b < c", "unexpected token", 7}, {"(a + b", "`)' expected", 6},
+      {"#a", "`#' must be followed by the name of a discrete node", 2}, {"foo (1)", "unknown operator `foo'", 5},
+      {"min (1 2)", "`,' or `)' expected", 8}, {"zz + 1", "no such node: zz", 4}, {"x.y", "no such node: x.y", 3},
+      {"x.", "`.' must be followed by a letter or an `_'", 2}, {"a ! b", "`!' must be followed by `='", 4},
+      {"a $ b", "unexpected character: `$'", 3}, {"*", "unexpected token", 1}, {"\"abc", "string did not end", 4},
       {"Normal (1)", "API error: invalid_expression", 10, orv_error_invalid_expression},
       {"a + \"s\"", "API error: invalid_expression", 7, orv_error_invalid_expression},
   };
@@ -211,11 +198,10 @@ TEST_F(ExpressionTest, ParseSurvivesEveryAllocationFailure) {
   orv_expression_delete(clean.result);
 }
 
-TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
+TEST_F(ExpressionTest, ModelsHoldCopiesPerConfigurationTextAndUserData) {
   orv_node_t child = add_node(d.get(), "child");
   label_node->children.push_back(child);
   child->parents.push_back(label_node);
-  orv_node_set_name(label_node, "L");
   orv_node_t nodes[] = {label_node, nullptr};
   orv_model_t m = orv_node_new_model(child, nodes);
   ASSERT_NE(m, nullptr);
@@ -229,22 +215,12 @@ TEST_F(ExpressionTest, ModelsHoldCopiesPerConfiguration) {
   orv_expression_delete(e);
   EXPECT_EQ(orv_model_get_number_of_samples_per_interval(m), 25u);
   EXPECT_EQ(orv_model_set_number_of_samples_per_interval(m, 0), orv_error_usage);
-  EXPECT_EQ(orv_node_get_model(child), m);
-  EXPECT_EQ(orv_model_delete(m), 0);
-  EXPECT_EQ(orv_node_get_model(child), nullptr);
-}
 
-TEST_F(ExpressionTest, ModelExpressionsFromTextAndUserData) {
-  orv_node_t child = add_node(d.get(), "child");
-  orv_node_t none[] = {nullptr};
-  orv_model_t m = orv_node_new_model(child, none);
-  ASSERT_NE(m, nullptr);
   ASSERT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (a + 1, b)", Messages::handler, &messages),
             orv_error_none);
   EXPECT_EQ(text_of(orv_model_get_expression(m, 0)), "Normal (a + 1, b)");
   // A syntax error keeps the old expression and reaches the handler.
-  EXPECT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (", Messages::handler, &messages),
-            orv_error_syntax);
+  EXPECT_EQ(orv_model_set_expression_from_string(m, 0, "Normal (", Messages::handler, &messages), orv_error_syntax);
   EXPECT_FALSE(messages.items.empty());
   EXPECT_EQ(text_of(orv_model_get_expression(m, 0)), "Normal (a + 1, b)");
   EXPECT_EQ(orv_model_set_expression_from_string(m, 1, "1", nullptr, nullptr), orv_error_usage);
@@ -254,9 +230,11 @@ TEST_F(ExpressionTest, ModelExpressionsFromTextAndUserData) {
   EXPECT_EQ(orv_model_get_user_data(m), nullptr);
   ASSERT_EQ(orv_model_set_user_data(m, &marker), orv_error_none);
   EXPECT_EQ(orv_model_get_user_data(m), &marker);
-  EXPECT_EQ(orv_model_set_user_data(nullptr, &marker), orv_error_usage);
-  EXPECT_EQ(orv_model_get_user_data(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_model_set_user_data(nullptr, &marker), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_model_get_user_data(nullptr), nullptr, orv_error_usage);
+  EXPECT_EQ(orv_node_get_model(child), m);
+  EXPECT_EQ(orv_model_delete(m), 0);
+  EXPECT_EQ(orv_node_get_model(child), nullptr);
 }
 
 }  // namespace

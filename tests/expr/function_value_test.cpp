@@ -3,8 +3,6 @@
 // from the beliefs, function parents and observed parents, and failures.
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "expr/function_values.h"
 #include "runtime/error.h"
 

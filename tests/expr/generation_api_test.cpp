@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace {
@@ -21,10 +22,7 @@ potential (K | N) { model_nodes = (N); model_data = ( Binomial(N, 0.5), Distribu
 potential (J | K) { model_nodes = (); model_data = ( Binomial(2, 0.25) ); }
 )";
 
-std::vector<double> data_of(orv_node_t n) {
-  orv_table_t t = orv_node_get_table(n);
-  return {orv_table_get_data(t), orv_table_get_data(t) + orv_table_get_size(t)};
-}
+std::vector<double> data_of(orv_node_t n) { return orv::test::table_values(orv_node_get_table(n)); }
 
 struct GenerationApi : ::testing::Test {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);

@@ -3,13 +3,12 @@
 // what a failed read leaves behind.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
 
@@ -17,6 +16,8 @@ namespace orv {
 namespace {
 
 using test::Messages;
+using test::read_file;
+using test::temp_file;
 
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
@@ -29,17 +30,6 @@ const char *kNet =
     "node D { states = (\"same\" \"same\"); }\n"
     "decision Q { states = (\"q0\" \"q1\"); }\n"
     "utility U { }\n";
-
-std::string temp_file(const std::string &name, const std::string &text) {
-  const std::string path = ::testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream in(path);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // Every case's items and count as text, for comparing stores.
 std::string describe_cases(orv_domain_t d) {
@@ -100,39 +90,38 @@ TEST(CaseDataFiles, WriterFormsAndCountRules) {
   orv_domain_delete(d);
 }
 
+// A malformed file, its message and the message's line (usage where the API refuses a call).
 struct Bad {
-  const char *text;
-  const char *message;
+  std::string text, message;
   size_t line;
-  orv_error_t code;
+  orv_error_t code() const { return message == "API error: usage" ? orv_error_usage : orv_error_parse; }
 };
 
 // Each malformed file: the message at its line, the error code, and the
 // case store as it was before the read (cases appended by it are removed).
 TEST(CaseDataFiles, MessagesWithLinesAndNothingLeftBehind) {
   const Bad cases[] = {
-      {"A B\n\n\"yes\" true\n\"no\"\n", "the case has too few data items", 4, orv_error_parse},
-      {"A B\n\"yes\" true false\n", "the case has extra stuff at the end", 2, orv_error_parse},
-      {"A, B,\n\"yes\" true\n", "line is incomplete", 2, orv_error_parse},
-      {"A Z\n", "the domain has no node named `Z'", 1, orv_error_parse},
-      {"A U\n", "node `U' is not a chance, a decision, or a discrete function node", 1, orv_error_parse},
-      {"A A\n", "node `A' listed twice", 1, orv_error_parse},
-      {"# A\n\"yes\"\n", "case count expected", 2, orv_error_parse},
-      {"# A\n-1 \"yes\"\n", "case counts must be nonnegative", 2, orv_error_parse},
-      {"A N\n#\n1 2\n", "`#' must be followed by a valid state index", 3, orv_error_parse},
-      {"A N\n#1 #\n2\n", "`#' must be followed by a valid state index", 3, orv_error_parse},
-      {"A N\n#5 2.5\n", "`#' must be followed by a valid state index", 2, orv_error_parse},
-      {"N A\n#0 #1.5\n", "`#' must be followed by a valid state index", 2, orv_error_parse},
-      {"A\n\"maybe\"\n", "\"maybe\" is not a (unique) state label of `A'", 2, orv_error_parse},
-      {"D\n\"same\"\n", "\"same\" is not a (unique) state label of `D'", 2, orv_error_parse},
-      {"N\n\"1\"\n", "state labels are only allowed for labeled nodes", 2, orv_error_parse},
-      {"B\nyes\n", "state of boolean node should be `false' or `true'", 2, orv_error_parse},
-      {"A\n3\n", "node A: numeric findings are only allowed for CG, numbered, and interval nodes", 2,
-       orv_error_parse},
-      {"N\n7\n", "no state of `N' corresponds to the value 7", 2, orv_error_parse},
-      {"A\n(1 0)\n", "illegal token", 2, orv_error_parse},
-      {"Q\n#1\n", "API error: usage", 2, orv_error_usage},
-      {"A\n\"yes\" @\n", "unexpected character: `@'", 2, orv_error_parse},
+      {"A B\n\n\"yes\" true\n\"no\"\n", "the case has too few data items", 4},
+      {"A B\n\"yes\" true false\n", "the case has extra stuff at the end", 2},
+      {"A, B,\n\"yes\" true\n", "line is incomplete", 2},
+      {"A Z\n", "the domain has no node named `Z'", 1},
+      {"A U\n", "node `U' is not a chance, a decision, or a discrete function node", 1},
+      {"A A\n", "node `A' listed twice", 1},
+      {"# A\n\"yes\"\n", "case count expected", 2},
+      {"# A\n-1 \"yes\"\n", "case counts must be nonnegative", 2},
+      {"A N\n#\n1 2\n", "`#' must be followed by a valid state index", 3},
+      {"A N\n#1 #\n2\n", "`#' must be followed by a valid state index", 3},
+      {"A N\n#5 2.5\n", "`#' must be followed by a valid state index", 2},
+      {"N A\n#0 #1.5\n", "`#' must be followed by a valid state index", 2},
+      {"A\n\"maybe\"\n", "\"maybe\" is not a (unique) state label of `A'", 2},
+      {"D\n\"same\"\n", "\"same\" is not a (unique) state label of `D'", 2},
+      {"N\n\"1\"\n", "state labels are only allowed for labeled nodes", 2},
+      {"B\nyes\n", "state of boolean node should be `false' or `true'", 2},
+      {"A\n3\n", "node A: numeric findings are only allowed for CG, numbered, and interval nodes", 2},
+      {"N\n7\n", "no state of `N' corresponds to the value 7", 2},
+      {"A\n(1 0)\n", "illegal token", 2},
+      {"Q\n#1\n", "API error: usage", 2},
+      {"A\n\"yes\" @\n", "unexpected character: `@'", 2},
   };
   for (const Bad &c : cases) {
     orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
@@ -142,14 +131,8 @@ TEST(CaseDataFiles, MessagesWithLinesAndNothingLeftBehind) {
     Messages messages;
     test::LiveBlocks live;
     const std::string path = temp_file("bad.dat", c.text);
-    EXPECT_EQ(orv_domain_parse_cases(d, path.c_str(), Messages::handler, &messages), c.code) << c.text;
-    bool found = false;
-    for (const auto &[line, message] : messages.items)
-      if (message == c.message) {
-        found = true;
-        EXPECT_EQ(line, c.line) << c.text;
-      }
-    EXPECT_TRUE(found) << c.text << "\nwanted: " << c.message << "\ngot: " << messages.first();
+    EXPECT_EQ(orv_domain_parse_cases(d, path.c_str(), Messages::handler, &messages), c.code()) << c.text;
+    EXPECT_TRUE(messages.reported(c.message, c.line)) << c.text << messages.wanted(c.message, c.line);
     EXPECT_EQ(describe_cases(d), before) << c.text;
     EXPECT_EQ(live.delta(), 0) << c.text;
     orv_domain_delete(d);
@@ -190,46 +173,43 @@ TEST(CaseDataFiles, HeaderOnlyWarnsAndCountColumnWithNumbersAndMissing) {
   orv_domain_delete(d);
 }
 
+// The same findings from the file and from the case saved after reading it.
 TEST(CaseFiles, FindingsEnteredAndSavedBack) {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
-  const std::string path = temp_file("one.case", "A: \"no\"\nB: true\nN: 4 % a value\nI: (0.25 1)\n");
-  ASSERT_EQ(orv_domain_parse_case(d, path.c_str(), nullptr, nullptr), orv_error_none);
-  orv_node_t i = orv_domain_get_node_by_name(d, "I");
-  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "A")), 1);
-  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2);
-  EXPECT_EQ(orv_node_get_entered_finding(i, 0), 0.25);
   const std::string saved = ::testing::TempDir() + "saved.case";
-  ASSERT_EQ(orv_domain_save_case(d, saved.c_str()), orv_error_none);
-  orv_domain_retract_findings(d);
-  ASSERT_EQ(orv_domain_parse_case(d, saved.c_str(), nullptr, nullptr), orv_error_none);
-  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "B")), 1);
-  EXPECT_EQ(orv_node_get_entered_finding(i, 0), 0.25);
-  EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2);
+  for (const std::string &path : {temp_file("one.case", "A: \"no\"\nB: true\nN: 4 % a value\nI: (0.25 1)\n"), saved}) {
+    ASSERT_EQ(orv_domain_retract_findings(d), orv_error_none);
+    ASSERT_EQ(orv_domain_parse_case(d, path.c_str(), nullptr, nullptr), orv_error_none) << path;
+    for (const char *name : {"A", "B"}) EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, name)), 1);
+    EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2) << path;
+    EXPECT_EQ(orv_node_get_entered_finding(orv_domain_get_node_by_name(d, "I"), 0), 0.25) << path;
+    if (path != saved) ASSERT_EQ(orv_domain_save_case(d, saved.c_str()), orv_error_none);
+  }
   orv_domain_delete(d);
 }
 
 TEST(CaseFiles, MessagesAndRetractionOnFailure) {
   const Bad cases[] = {
-      {"A: \"no\"\nA: \"yes\"\n", "findings specified twice for `A'", 2, orv_error_parse},
-      {"A \"no\"\n", "`:' expected", 1, orv_error_parse},
-      {"5: 1\n", "node name expected", 1, orv_error_parse},
-      {"Z: 1\n", "the domain has no node named `Z'", 1, orv_error_parse},
-      {"U: 1\n", "only chance, decision, and discrete function nodes can have findings", 1, orv_error_parse},
-      {"I: (1)\n", "likelihood vector too short", 1, orv_error_parse},
-      {"I: (1 2 3)\n", "likelihood vector too long", 1, orv_error_parse},
-      {"I: (1 -2)\n", "likelihood values must be nonnegative", 1, orv_error_parse},
-      {"I: (1 x)\n", "number expected", 1, orv_error_parse},
-      {"I: (1 2 ;\n", "')' expected", 1, orv_error_parse},
-      {"A: \n", "unexpected end-of-file", 2, orv_error_parse},
-      {"A: ;\n", "illegal token", 1, orv_error_parse},
+      {"A: \"no\"\nA: \"yes\"\n", "findings specified twice for `A'", 2},
+      {"A \"no\"\n", "`:' expected", 1},
+      {"5: 1\n", "node name expected", 1},
+      {"Z: 1\n", "the domain has no node named `Z'", 1},
+      {"U: 1\n", "only chance, decision, and discrete function nodes can have findings", 1},
+      {"I: (1)\n", "likelihood vector too short", 1},
+      {"I: (1 2 3)\n", "likelihood vector too long", 1},
+      {"I: (1 -2)\n", "likelihood values must be nonnegative", 1},
+      {"I: (1 x)\n", "number expected", 1},
+      {"I: (1 2 ;\n", "')' expected", 1},
+      {"A: \n", "unexpected end-of-file", 2},
+      {"A: ;\n", "illegal token", 1},
   };
   for (const Bad &c : cases) {
     orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
     Messages messages;
-    EXPECT_EQ(orv_domain_parse_case(d, temp_file("bad.case", c.text).c_str(), Messages::handler, &messages), c.code)
-        << c.text;
+    const std::string path = temp_file("bad.case", c.text);
+    EXPECT_EQ(orv_domain_parse_case(d, path.c_str(), Messages::handler, &messages), c.code()) << c.text;
     ASSERT_FALSE(messages.items.empty()) << c.text;
-    EXPECT_EQ(messages.items.back(), std::make_pair(c.line, std::string(c.message))) << c.text;
+    EXPECT_EQ(messages.items.back(), std::make_pair(c.line, c.message)) << c.text;
     EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "A")), -1) << c.text;
     orv_domain_delete(d);
   }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
@@ -12,6 +11,7 @@
 
 #include "model/domain.h"
 #include "orvel.h"
+#include "support/domain_fixture.h"
 #include "support/foreign_writers.h"
 #include "support/net_compare.h"
 #include "tables/table.h"
@@ -25,19 +25,8 @@ const char *const kNetworks[] = {"alarm",  "andes",  "asia",   "barley", "cancer
 
 std::string data_path(const std::string &relative) { return std::string(ORVEL_DATA_DIR) + "/networks/" + relative; }
 
-struct Domain {
-  orv_domain_t d;
-  explicit Domain(orv_domain_t domain) : d(domain) {}
-  ~Domain() {
-    if (d) orv_domain_delete(d);
-  }
-};
-
-std::string take(char *text) {
-  std::string s = text ? text : "";
-  std::free(text);
-  return s;
-}
+using Domain = test::DomainPtr;
+using test::take_text;
 
 std::vector<orv_node_t> nodes_of(orv_domain_t d) {
   std::vector<orv_node_t> nodes;
@@ -107,13 +96,13 @@ TEST(ForeignFormats, BifNetworksHoldTheTablesOfTheirNetTwins) {
     test::Messages messages;
     Domain bif(orv_bif_parse_domain(data_path(std::string("bif/") + name + ".bif").c_str(), test::Messages::handler,
                                     &messages));
-    ASSERT_NE(bif.d, nullptr) << name << ": " << messages.first();
+    ASSERT_NE(bif.get(), nullptr) << name << ": " << messages.first();
     EXPECT_TRUE(messages.items.empty()) << name << ": " << messages.first();
-    EXPECT_EQ(bif.d->file_name.c_str(), data_path(std::string("bif/") + name + ".bif")) << name;
+    EXPECT_EQ(bif.get()->file_name.c_str(), data_path(std::string("bif/") + name + ".bif")) << name;
     Domain net(orv_net_parse_domain(data_path(std::string(name) + ".net").c_str(), nullptr, nullptr));
-    ASSERT_NE(net.d, nullptr) << name;
+    ASSERT_NE(net.get(), nullptr) << name;
     // The NET twins keep six significant digits.
-    expect_same_network(net.d, bif.d, 5e-6, false, name);
+    expect_same_network(net.get(), bif.get(), 5e-6, false, name);
   }
 }
 
@@ -123,52 +112,50 @@ TEST(ForeignFormats, BifWritingRoundTripsExactlyAndThroughNet) {
   for (const char *name : {"asia", "alarm", "child", "hepar2", "insurance", "water", "sachs"}) {
     const std::string path = data_path(std::string("bif/") + name + ".bif");
     Domain first(orv_bif_parse_domain(path.c_str(), nullptr, nullptr));
-    ASSERT_NE(first.d, nullptr) << name;
-    const std::string bif = take(orv_domain_to_bif_string(first.d));
+    ASSERT_NE(first.get(), nullptr) << name;
+    const std::string bif = take_text(orv_domain_to_bif_string(first.get()));
     ASSERT_FALSE(bif.empty()) << name;
     Domain second(orv_bif_parse_domain(bif.c_str(), nullptr, nullptr));
-    ASSERT_NE(second.d, nullptr) << name;
-    expect_same_network(first.d, second.d, 0, false, name);
+    ASSERT_NE(second.get(), nullptr) << name;
+    expect_same_network(first.get(), second.get(), 0, false, name);
 
-    Domain via_net(orv_net_parse_domain(take(orv_domain_to_net_string_exact(second.d)).c_str(), nullptr, nullptr));
-    ASSERT_NE(via_net.d, nullptr) << name;
-    Domain third(orv_bif_parse_domain(take(orv_domain_to_bif_string(via_net.d)).c_str(), nullptr, nullptr));
-    ASSERT_NE(third.d, nullptr) << name;
-    expect_same_network(first.d, third.d, 0, false, std::string(name) + " via NET");
+    const std::string exact = take_text(orv_domain_to_net_string_exact(second.get()));
+    Domain via_net(orv_net_parse_domain(exact.c_str(), nullptr, nullptr));
+    ASSERT_NE(via_net.get(), nullptr) << name;
+    Domain third(orv_bif_parse_domain(take_text(orv_domain_to_bif_string(via_net.get())).c_str(), nullptr, nullptr));
+    ASSERT_NE(third.get(), nullptr) << name;
+    expect_same_network(first.get(), third.get(), 0, false, std::string(name) + " via NET");
   }
 }
 
 TEST(ForeignFormats, XmlbifAndUaiWrittenFromTheNetTwinsReadBackTheSameTables) {
   for (const char *name : kNetworks) {
     Domain net(orv_net_parse_domain(data_path(std::string(name) + ".net").c_str(), nullptr, nullptr));
-    ASSERT_NE(net.d, nullptr) << name;
+    ASSERT_NE(net.get(), nullptr) << name;
     test::Messages messages;
-    Domain xml(orv_xmlbif_parse_domain(test::to_xmlbif(net.d).c_str(), test::Messages::handler, &messages));
-    ASSERT_NE(xml.d, nullptr) << name << ": " << messages.first();
-    expect_same_network(net.d, xml.d, 0, false, std::string(name) + " (XMLBIF)");
-    Domain uai(orv_uai_parse_domain(test::to_uai(net.d).c_str(), test::Messages::handler, &messages));
-    ASSERT_NE(uai.d, nullptr) << name << ": " << messages.first();
-    expect_same_network(net.d, uai.d, 0, true, std::string(name) + " (UAI)");
+    Domain xml(orv_xmlbif_parse_domain(test::to_xmlbif(net.get()).c_str(), test::Messages::handler, &messages));
+    ASSERT_NE(xml.get(), nullptr) << name << ": " << messages.first();
+    expect_same_network(net.get(), xml.get(), 0, false, std::string(name) + " (XMLBIF)");
+    Domain uai(orv_uai_parse_domain(test::to_uai(net.get()).c_str(), test::Messages::handler, &messages));
+    ASSERT_NE(uai.get(), nullptr) << name << ": " << messages.first();
+    expect_same_network(net.get(), uai.get(), 0, true, std::string(name) + " (UAI)");
   }
 }
 
 // Rows, default rows and child-first tables land in the table's own order.
 TEST(ForeignFormats, TablesGivenInAnyVariableOrderLandInPlace) {
   // P(X1 | X0) by rows with a default row, and as BIF's child-first "table".
-  const char *bif = "network n {}\nvariable X0 { type discrete [ 2 ] { 0, 1 }; }\n"
-                    "variable X1 { type discrete [ 3 ] { 0, 1, 2 }; }\n"
-                    "probability ( X0 ) { table 0.25, 0.75; }\n"
-                    "probability ( X1 | X0 ) { (0) 0.1, 0.3, 0.8; default 0.2, 0.9, 0.7; }\n";
-  Domain b(orv_bif_parse_domain(bif, nullptr, nullptr));
-  ASSERT_NE(b.d, nullptr);
-  const char *bif_table = "network n {}\nvariable X0 { type discrete [ 2 ] { 0, 1 }; }\n"
-                          "variable X1 { type discrete [ 3 ] { 0, 1, 2 }; }\n"
-                          "probability ( X0 ) { table 0.25 0.75; }\n"
-                          "probability ( X1 X0 ) { table 0.1 0.2 0.3 0.9 0.8 0.7; }\n";
-  Domain t(orv_bif_parse_domain(bif_table, nullptr, nullptr));
-  ASSERT_NE(t.d, nullptr);
+  const std::string head = "network n {}\nvariable X0 { type discrete [ 2 ] { 0, 1 }; }\n"
+                           "variable X1 { type discrete [ 3 ] { 0, 1, 2 }; }\n"
+                           "probability ( X0 ) { table 0.25, 0.75; }\n";
+  Domain b(orv_bif_parse_domain(
+      (head + "probability ( X1 | X0 ) { (0) 0.1, 0.3, 0.8; default 0.2, 0.9, 0.7; }\n").c_str(), nullptr, nullptr));
+  Domain t(orv_bif_parse_domain((head + "probability ( X1 X0 ) { table 0.1 0.2 0.3 0.9 0.8 0.7; }\n").c_str(),
+                                nullptr, nullptr));
+  ASSERT_NE(b, nullptr);
+  ASSERT_NE(t, nullptr);
   const double expected[] = {0.1, 0.3, 0.8, 0.2, 0.9, 0.7};  // (X0, X1), X1 fastest
-  for (orv_domain_t d : {b.d, t.d}) {
+  for (orv_domain_t d : {b.get(), t.get()}) {
     const double *data = orv_table_get_data(orv_node_get_table(orv_domain_get_node_by_name(d, "X1")));
     for (int i = 0; i < 6; ++i) EXPECT_DOUBLE_EQ(data[i], expected[i]) << i;
   }
@@ -186,18 +173,18 @@ TEST(ForeignFormats, XmlbifDecisionAndUtilityVariablesMakeAnInfluenceDiagram) {
 <DEFINITION><FOR>V</FOR><GIVEN>W</GIVEN><GIVEN>U</GIVEN><TABLE>20 100 70 0</TABLE></DEFINITION>
 </NETWORK></BIF>)";
   Domain d(orv_xmlbif_parse_domain(xml, nullptr, nullptr));
-  ASSERT_NE(d.d, nullptr);
-  orv_node_t u = orv_domain_get_node_by_name(d.d, "U"), v = orv_domain_get_node_by_name(d.d, "V");
+  ASSERT_NE(d.get(), nullptr);
+  orv_node_t u = orv_domain_get_node_by_name(d.get(), "U"), v = orv_domain_get_node_by_name(d.get(), "V");
   EXPECT_EQ(orv_node_get_category(u), orv_category_decision);
   EXPECT_EQ(orv_node_get_category(v), orv_category_utility);
   int x = 0, y = 0;
-  orv_node_get_position(orv_domain_get_node_by_name(d.d, "W"), &x, &y);
+  orv_node_get_position(orv_domain_get_node_by_name(d.get(), "W"), &x, &y);
   EXPECT_EQ(x * 100 + y, 1020);
-  ASSERT_EQ(orv_domain_compile(d.d), orv_error_none);
+  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
   // Take: 0.7*20 + 0.3*70 = 35; leave: 0.7*100 = 70.
   EXPECT_NEAR(orv_node_get_expected_utility(u, 0), 35.0, 1e-12);
   EXPECT_NEAR(orv_node_get_expected_utility(u, 1), 70.0, 1e-12);
-  EXPECT_EQ(orv_domain_to_bif_string(d.d), nullptr);  // BIF holds chance nodes only
+  EXPECT_EQ(orv_domain_to_bif_string(d.get()), nullptr);  // BIF holds chance nodes only
   EXPECT_EQ(orv_error_code(), orv_error_usage);
 }
 
@@ -210,32 +197,32 @@ TEST(ExactNet, ParseWriteExactParseGivesBitIdenticalTables) {
       "potential (A) { data = (0.2 0.3 0.5); }\npotential (B | A) { data = ((0.1 0.9) (0.2 0.8) (0.3 0.7)); }\n"
       "potential (Y | B) { data = (normal (1, 2) normal (3, 4)); }\n";
   Domain d(orv_net_parse_domain(text, nullptr, nullptr));
-  ASSERT_NE(d.d, nullptr);
+  ASSERT_NE(d.get(), nullptr);
   std::mt19937_64 rng(7);
   std::uniform_real_distribution<double> u(0.0, 1.0);
   for (const char *name : {"A", "B"}) {
-    orv_table_t t = orv_node_get_table(orv_domain_get_node_by_name(d.d, name));
+    orv_table_t t = orv_node_get_table(orv_domain_get_node_by_name(d.get(), name));
     for (size_t i = 0; i < orv_table_get_size(t); ++i) orv_table_get_data(t)[i] = u(rng);
   }
-  orv_node_t a = orv_domain_get_node_by_name(d.d, "A");
+  orv_node_t a = orv_domain_get_node_by_name(d.get(), "A");
   for (size_t s = 0; s < 3; ++s) orv_node_set_state_value(a, s, u(rng));
-  orv_table_t y = orv_node_get_table(orv_domain_get_node_by_name(d.d, "Y"));
+  orv_table_t y = orv_node_get_table(orv_domain_get_node_by_name(d.get(), "Y"));
   ASSERT_NE(y->cg_data, nullptr);
   for (size_t i = 0; i < y->size * y->block_size; ++i) y->cg_data[i] = u(rng);
-  const std::string exact = take(orv_domain_to_net_string_exact(d.d));
+  const std::string exact = take_text(orv_domain_to_net_string_exact(d.get()));
   Domain back(orv_net_parse_domain(exact.c_str(), nullptr, nullptr));
-  ASSERT_NE(back.d, nullptr) << exact;
-  EXPECT_EQ(test::describe_domain(back.d, 17), test::describe_domain(d.d, 17));
-  EXPECT_EQ(take(orv_domain_to_net_string_exact(back.d)), exact);
-  Domain rounded(orv_net_parse_domain(take(orv_domain_to_net_string(d.d)).c_str(), nullptr, nullptr));
-  EXPECT_NE(test::describe_domain(rounded.d, 17), test::describe_domain(d.d, 17));
+  ASSERT_NE(back.get(), nullptr) << exact;
+  EXPECT_EQ(test::describe_domain(back.get(), 17), test::describe_domain(d.get(), 17));
+  EXPECT_EQ(take_text(orv_domain_to_net_string_exact(back.get())), exact);
+  Domain rounded(orv_net_parse_domain(take_text(orv_domain_to_net_string(d.get())).c_str(), nullptr, nullptr));
+  EXPECT_NE(test::describe_domain(rounded.get(), 17), test::describe_domain(d.get(), 17));
 
   const std::string file = ::testing::TempDir() + "exact.net";
-  ASSERT_EQ(orv_domain_save_as_net_exact(d.d, file.c_str()), orv_error_none);
+  ASSERT_EQ(orv_domain_save_as_net_exact(d.get(), file.c_str()), orv_error_none);
   Domain from_file(orv_net_parse_domain(file.c_str(), nullptr, nullptr));
-  ASSERT_NE(from_file.d, nullptr);
-  EXPECT_EQ(test::describe_domain(from_file.d, 17), test::describe_domain(d.d, 17));
-  EXPECT_EQ(d.d->file_name.c_str(), file);
+  ASSERT_NE(from_file.get(), nullptr);
+  EXPECT_EQ(test::describe_domain(from_file.get(), 17), test::describe_domain(d.get(), 17));
+  EXPECT_EQ(d.get()->file_name.c_str(), file);
 }
 
 }  // namespace

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "orvel.h"
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
 
@@ -22,7 +22,7 @@ struct Case {
   std::string text;
   std::string message;  // the first message, or its beginning when it ends in "..."
   size_t line;
-  orv_error_t code;
+  orv_error_t code = orv_error_parse;
 };
 
 const std::string kBifHead = "network n {\n}\nvariable a {\n  type discrete [ 2 ] { y, n };\n}\n";  // 5 lines
@@ -33,64 +33,51 @@ const std::string kXmlHead = "<?xml version=\"1.0\"?>\n<BIF VERSION=\"0.3\">\n<N
                              "</VARIABLE>\n";  // 4 lines
 
 TEST(ForeignMessages, MalformedFilesReportTheLineOfTheFault) {
+  const Reader bif = orv_bif_parse_domain, uai = orv_uai_parse_domain, xml = orv_xmlbif_parse_domain;
+  const std::string b_given_a = kBifHead + kBifB + "probability ( b | a ) {\n";  // lines 9 on
   const Case cases[] = {
-      {orv_bif_parse_domain, kBifHead + "probability ( b ) {\n}\n", "node `b' not found", 6, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + "frob x {}\n", "unknown block `frob'", 6, orv_error_parse},
-      {orv_bif_parse_domain, "network n {\n}\nvariable a {\n  type discrete [ 3 ] { y, n };\n}\n",
-       "variable `a' declares 3 states but lists 2", 5, orv_error_parse},
-      {orv_bif_parse_domain, "network n {\n}\nvariable a {\n  type continuous;\n}\n",
-       "only discrete variables can be read (`discrete' expected)", 4, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + "variable a {\n  type discrete [ 1 ] { z };\n}\n",
+      {bif, kBifHead + "probability ( b ) {\n}\n", "node `b' not found", 6},
+      {bif, kBifHead + "frob x {}\n", "unknown block `frob'", 6},
+      {bif, "network n {\n}\nvariable a {\n  type discrete [ 3 ] { y, n };\n}\n",
+       "variable `a' declares 3 states but lists 2", 5},
+      {bif, "network n {\n}\nvariable a {\n  type continuous;\n}\n",
+       "only discrete variables can be read (`discrete' expected)", 4},
+      {bif, kBifHead + "variable a {\n  type discrete [ 1 ] { z };\n}\n",
        "a node with name `a' already exists", 8, orv_error_twice},
-      {orv_bif_parse_domain, kBifHead + "variable 1a {\n  type discrete [ 1 ] { z };\n}\n",
+      {bif, kBifHead + "variable 1a {\n  type discrete [ 1 ] { z };\n}\n",
        "invalid node name `1a'", 8, orv_error_invalid_name},
-      {orv_bif_parse_domain, kBifHead + "probability ( a ) {\n  table 0.5 0.5\n}\n", "number expected", 8,
-       orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + "probability ( a ) {\n  table 0.2, 0.3, 0.5;\n}\n",
-       "2 numbers expected, 3 given", 7, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + "probability ( a ) {\n  table -0.5, 1.5;\n}\n",
-       "<number> must be nonnegative", 7, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + kBifB + "probability ( b | a ) {\n  (y) 0.5, 0.5;\n  (x) 0.5, 0.5;\n}\n",
-       "node `a' has no state `x'", 11, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + kBifB + "probability ( b | a ) {\n  (y) 0.5, 0.5;\n}\n",
-       "probabilities of `b' missing for 1 parent configurations", 11, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + kBifB + "probability ( b | a ) {\n  (y, n) 0.5, 0.5;\n}\n",
-       "too many states in parent configuration", 10, orv_error_parse},
-      {orv_bif_parse_domain,
-       kBifHead + kBifB + "probability ( b | a ) {\n  default 1, 0;\n}\nprobability ( a | b ) {\n}\n",
-       "link from `b' to `a' makes a cycle", 12, orv_error_cyclic_network},
-      {orv_bif_parse_domain, kBifHead + "probability ( a ) {\n table 1, 0;\n}\nprobability ( a ) {\n}\n",
-       "probability of `a' given twice", 9, orv_error_parse},
-      {orv_bif_parse_domain, kBifHead + "/* open\n\n", "comment did not end", 8, orv_error_parse},
-      {orv_bif_parse_domain, "network \"n\n", "string did not end", 2, orv_error_parse},
-      {orv_uai_parse_domain, "MARKOV\n1\n2\n", "only BAYES networks can be read (this is a MARKOV network)", 1,
-       orv_error_parse},
-      {orv_uai_parse_domain, "BAYES\n2\n2 x\n", "cardinality expected", 3, orv_error_parse},
-      {orv_uai_parse_domain, "BAYES\n1\n2\n1\n1 3\n", "variable index 3 out of range", 5, orv_error_parse},
-      {orv_uai_parse_domain, kUaiHead + "\n2\n0.5 0.5\n\n3\n0 1 0\n", "4 table entries expected for `X1', 3 given",
-       11, orv_error_parse},
-      {orv_uai_parse_domain, kUaiHead + "\n2\n0.5 0.5\n\n4\n0 1 0 zero\n", "number expected", 12, orv_error_parse},
-      {orv_uai_parse_domain, kUaiHead + "\n2\n0.5 0.5\n\n4\n0 1 0 1\nmore\n", "end of input expected", 13,
-       orv_error_parse},
-      {orv_uai_parse_domain, "BAYES\n1\n2\n2\n1 0\n1 0\n", "variable 0 is the child of two functions", 6,
-       orv_error_parse},
-      {orv_xmlbif_parse_domain, kXmlHead + "<DEFINITION>\n<FOR>b</FOR>\n</DEFINITION>\n</NETWORK></BIF>\n",
-       "node `b' not found", 5, orv_error_parse},
-      {orv_xmlbif_parse_domain, kXmlHead + "<DEFINITION><FOR>a</FOR>\n<TABLE>1 0 0</TABLE></DEFINITION>\n</NETWORK></BIF>\n",
-       "2 numbers expected, 3 given", 6, orv_error_parse},
-      {orv_xmlbif_parse_domain, kXmlHead + "<DEFINITION><FOR>a</FOR>\n<TABLE>1 x</TABLE></DEFINITION>\n</NETWORK></BIF>\n",
-       "number expected", 6, orv_error_parse},
-      {orv_xmlbif_parse_domain, kXmlHead + "<VARIABLE TYPE=\"odd\"><NAME>c</NAME></VARIABLE>\n</NETWORK></BIF>\n",
-       "unknown variable type `odd'", 5, orv_error_parse},
-      {orv_xmlbif_parse_domain, kXmlHead + "<DEFINITION>\n</NETWORK></BIF>\n", "XML error: ...", 6,
-       orv_error_parse},
-      {orv_xmlbif_parse_domain, "<?xml version=\"1.0\"?>\n<NET>\n</NET>\n",
-       "`BIF' element with a `NETWORK' element expected", 2, orv_error_parse},
+      {bif, kBifHead + "probability ( a ) {\n  table 0.5 0.5\n}\n", "number expected", 8},
+      {bif, kBifHead + "probability ( a ) {\n  table 0.2, 0.3, 0.5;\n}\n", "2 numbers expected, 3 given", 7},
+      {bif, kBifHead + "probability ( a ) {\n  table -0.5, 1.5;\n}\n", "<number> must be nonnegative", 7},
+      {bif, b_given_a + "  (y) 0.5, 0.5;\n  (x) 0.5, 0.5;\n}\n", "node `a' has no state `x'", 11},
+      {bif, b_given_a + "  (y) 0.5, 0.5;\n}\n", "probabilities of `b' missing for 1 parent configurations", 11},
+      {bif, b_given_a + "  (y, n) 0.5, 0.5;\n}\n", "too many states in parent configuration", 10},
+      {bif, b_given_a + "  default 1, 0;\n}\nprobability ( a | b ) {\n}\n", "link from `b' to `a' makes a cycle", 12,
+       orv_error_cyclic_network},
+      {bif, kBifHead + "probability ( a ) {\n table 1, 0;\n}\nprobability ( a ) {\n}\n",
+       "probability of `a' given twice", 9},
+      {bif, kBifHead + "/* open\n\n", "comment did not end", 8},
+      {bif, "network \"n\n", "string did not end", 2},
+      {uai, "MARKOV\n1\n2\n", "only BAYES networks can be read (this is a MARKOV network)", 1},
+      {uai, "BAYES\n2\n2 x\n", "cardinality expected", 3},
+      {uai, "BAYES\n1\n2\n1\n1 3\n", "variable index 3 out of range", 5},
+      {uai, kUaiHead + "\n2\n0.5 0.5\n\n3\n0 1 0\n", "4 table entries expected for `X1', 3 given", 11},
+      {uai, kUaiHead + "\n2\n0.5 0.5\n\n4\n0 1 0 zero\n", "number expected", 12},
+      {uai, kUaiHead + "\n2\n0.5 0.5\n\n4\n0 1 0 1\nmore\n", "end of input expected", 13},
+      {uai, "BAYES\n1\n2\n2\n1 0\n1 0\n", "variable 0 is the child of two functions", 6},
+      {xml, kXmlHead + "<DEFINITION>\n<FOR>b</FOR>\n</DEFINITION>\n</NETWORK></BIF>\n", "node `b' not found", 5},
+      {xml, kXmlHead + "<DEFINITION><FOR>a</FOR>\n<TABLE>1 0 0</TABLE></DEFINITION>\n</NETWORK></BIF>\n",
+       "2 numbers expected, 3 given", 6},
+      {xml, kXmlHead + "<DEFINITION><FOR>a</FOR>\n<TABLE>1 x</TABLE></DEFINITION>\n</NETWORK></BIF>\n",
+       "number expected", 6},
+      {xml, kXmlHead + "<VARIABLE TYPE=\"odd\"><NAME>c</NAME></VARIABLE>\n</NETWORK></BIF>\n",
+       "unknown variable type `odd'", 5},
+      {xml, kXmlHead + "<DEFINITION>\n</NETWORK></BIF>\n", "XML error: ...", 6},
+      {xml, "<?xml version=\"1.0\"?>\n<NET>\n</NET>\n", "`BIF' element with a `NETWORK' element expected", 2},
   };
   int index = 0;
   for (const Case &c : cases) {
-    const std::string path = ::testing::TempDir() + "malformed" + std::to_string(index++);
-    std::ofstream(path) << c.text;
+    const std::string path = test::temp_file("malformed" + std::to_string(index++), c.text);
     test::Messages messages;
     test::LiveBlocks live;
     orv_domain_t d = c.read(path.c_str(), test::Messages::handler, &messages);
@@ -114,8 +101,7 @@ TEST(ForeignMessages, TextInMemoryReportsCharacterOffsets) {
   EXPECT_EQ(orv_bif_parse_domain(text.c_str(), test::Messages::handler, &messages), nullptr);
   ASSERT_EQ(messages.items.size(), 1u);
   EXPECT_EQ(messages.items[0].first, text.find(" b )") + 2);
-  EXPECT_EQ(orv_bif_parse_domain("no-such-file.bif", nullptr, nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_RESULT(orv_bif_parse_domain("no-such-file.bif", nullptr, nullptr), nullptr, orv_error_io);
 }
 
 TEST(ForeignMessages, BadArgumentsGiveUsage) {

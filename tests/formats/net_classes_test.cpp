@@ -3,12 +3,10 @@
 // parse -> write -> parse as a fixed point with used classes written first.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
 
@@ -16,25 +14,6 @@ namespace orv {
 namespace {
 
 using namespace test;
-
-struct Collection {
-  Collection() : cc(orv_new_class_collection()) {}
-  ~Collection() { orv_cc_delete(cc); }
-  size_t size() const {
-    size_t n = 0;
-    for (orv_class_t *m = orv_cc_get_members(cc); *m; ++m) ++n;
-    return n;
-  }
-  orv_class_collection_t cc;
-};
-
-std::string temp_file(const std::string &name, const std::string &text) {
-  const std::string path = ::testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
-}
-
-std::string data_file(const char *name) { return std::string(ORVEL_DATA_DIR) + "/classes/" + name; }
 
 // A used class: input In, output Out, hidden H.
 const char *kUsed =
@@ -50,39 +29,39 @@ struct Case {
   const char *body;  // after kUsed, starting on line 8
   const char *message;
   size_t line;
-  orv_error_t code;
+  orv_error_t code = orv_error_parse;
 };
 
 TEST(NetClasses, EveryClassMessageWithItsLine) {
   const Case cases[] = {
-      {"net {}\n", "expected `class' keyword", 8, orv_error_parse},
-      {"class\n{\n}\n", "class name expected", 9, orv_error_parse},
+      {"net {}\n", "expected `class' keyword", 8},
+      {"class\n{\n}\n", "class name expected", 9},
       {"class B {}\n", "a class with name `B' already exists", 8, orv_error_twice},
-      {"class A {\n  class C {}\n}\n", "nested classes are not permitted", 9, orv_error_parse},
-      {"class A {\n 5 }\n", "unexpected token", 9, orv_error_parse},
-      {"class A {\n  instance I : Nope () {}\n}\n", "loading class `Nope' failed", 9, orv_error_parse},
+      {"class A {\n  class C {}\n}\n", "nested classes are not permitted", 9},
+      {"class A {\n 5 }\n", "unexpected token", 9},
+      {"class A {\n  instance I : Nope () {}\n}\n", "loading class `Nope' failed", 9},
       {"class A {\n  node X {}\n  instance X : B () {}\n}\n", "a node named `X' already exists", 10, orv_error_twice},
       {"class A {\n  instance I : A () {}\n}\n", "adding class instance `I' creates a cycle in the instance hierarchy", 9,
        orv_error_cyclic_instance_hierarchy},
-      {"class A {\n  instance I : B (; C = Q) {}\n}\n", "class `B' does not have a node named `Q'", 9, orv_error_parse},
-      {"class A {\n  instance I : B (; C = H) {}\n}\n", "node `H' is not an output node in class `B'", 9, orv_error_parse},
-      {"class A {\n  instance I : B (= X) {}\n}\n", "name, `;', or `)' expected", 9, orv_error_parse},
-      {"class A {\n  node X {}\n  instance I : B (In = X\n X) {}\n}\n", "`,', `;', or `)' expected", 11, orv_error_parse},
-      {"class A {\n  instance I : B (;\n = ) {}\n}\n", "name or `)' expected", 10, orv_error_parse},
-      {"class A {\n  instance I : B (; C = Out Out) {}\n}\n", "`,' or `)' expected", 9, orv_error_parse},
-      {"class A {\n  instance : B () {}\n}\n", "name expected", 9, orv_error_parse},
-      {"class A {\n  node X {}\n  temporal T : X {}\n}\n", "invalid creation of a temporal clone of `X'", 10, orv_error_parse},
-      {"class A {\n  node X {}\n  potential (X | Q) {}\n}\n", "class `A' has no node named `Q'", 10, orv_error_parse},
+      {"class A {\n  instance I : B (; C = Q) {}\n}\n", "class `B' does not have a node named `Q'", 9},
+      {"class A {\n  instance I : B (; C = H) {}\n}\n", "node `H' is not an output node in class `B'", 9},
+      {"class A {\n  instance I : B (= X) {}\n}\n", "name, `;', or `)' expected", 9},
+      {"class A {\n  node X {}\n  instance I : B (In = X\n X) {}\n}\n", "`,', `;', or `)' expected", 11},
+      {"class A {\n  instance I : B (;\n = ) {}\n}\n", "name or `)' expected", 10},
+      {"class A {\n  instance I : B (; C = Out Out) {}\n}\n", "`,' or `)' expected", 9},
+      {"class A {\n  instance : B () {}\n}\n", "name expected", 9},
+      {"class A {\n  node X {}\n  temporal T : X {}\n}\n", "invalid creation of a temporal clone of `X'", 10},
+      {"class A {\n  node X {}\n  potential (X | Q) {}\n}\n", "class `A' has no node named `Q'", 10},
       {"class A {\n  node X {}\n  node Y {}\n  potential (Y | X.Q) {}\n}\n",
-       "node `X' is not an instance node in class `A'", 11, orv_error_parse},
+       "node `X' is not an instance node in class `A'", 11},
       {"class A {\n  node Y {}\n  instance I : B () {}\n  potential (Y | I.In) {}\n}\n",
-       "node `In' is not an output node in class `B'", 11, orv_error_parse},
+       "node `In' is not an output node in class `B'", 11},
       {"class A {\n  instance I : B (; C = Out) {}\n  potential (C) {}\n}\n",
-       "output clone `C' found in potential specification", 10, orv_error_parse},
-      {"class A {\n  node X {}\n  inputs = (X);\n  inputs = (X);\n}\n", "attribute `inputs' defined twice", 11, orv_error_parse},
-      {"class A {\n  outputs = (\"X\");\n}\n", "node name or `)' expected", 9, orv_error_parse},
-      {"class A {\n  node a.b {}\n}\n", "name expected", 9, orv_error_parse},
-      {"class A {\n  node X {}\n  instance I : B (In = Z) {}\n}\n", "class `A' has no node named `Z'", 11, orv_error_parse},
+       "output clone `C' found in potential specification", 10},
+      {"class A {\n  node X {}\n  inputs = (X);\n  inputs = (X);\n}\n", "attribute `inputs' defined twice", 11},
+      {"class A {\n  outputs = (\"X\");\n}\n", "node name or `)' expected", 9},
+      {"class A {\n  node a.b {}\n}\n", "name expected", 9},
+      {"class A {\n  node X {}\n  instance I : B (In = Z) {}\n}\n", "class `A' has no node named `Z'", 11},
   };
   for (const Case &c : cases) {
     const std::string text = std::string(kUsed) + c.body;
@@ -92,13 +71,7 @@ TEST(NetClasses, EveryClassMessageWithItsLine) {
     LiveBlocks live;
     EXPECT_EQ(orv_net_parse_classes(path.c_str(), cc.cc, nullptr, Messages::handler, &messages), c.code) << text;
     EXPECT_EQ(orv_error_code(), c.code) << text;
-    bool found = false;
-    for (const auto &[location, message] : messages.items) {
-      if (message != c.message) continue;
-      found = true;
-      EXPECT_EQ(location, c.line) << text << "\n" << message;
-    }
-    EXPECT_TRUE(found) << text << "\nwanted: " << c.message << "\ngot: " << messages.first();
+    EXPECT_TRUE(messages.reported(c.message, c.line)) << text << messages.wanted(c.message, c.line);
     EXPECT_EQ(live.delta(), 0) << text;
     EXPECT_EQ(cc.size(), 0u) << "a failed parse leaves no class behind\n" << text;
   }
@@ -141,22 +114,16 @@ TEST(NetClasses, LoaderSuppliesMissingClasses) {
 
 TEST(NetClasses, WriteThenReadIsAFixedPointAndUsedClassesComeFirst) {
   Collection cc;
-  ASSERT_EQ(orv_net_parse_classes(data_file("hierarchy.net").c_str(), cc.cc, nullptr, nullptr, nullptr), 0);
-  char *first = orv_cc_to_net_string(cc.cc);
-  ASSERT_NE(first, nullptr);
+  ASSERT_EQ(orv_net_parse_classes(class_file("hierarchy.net").c_str(), cc.cc, nullptr, nullptr, nullptr), 0);
+  const std::string text = take_text(orv_cc_to_net_string(cc.cc));
   Collection again;
-  ASSERT_EQ(orv_net_parse_classes(first, again.cc, nullptr, nullptr, nullptr), 0) << first;
-  char *second = orv_cc_to_net_string(again.cc);
-  ASSERT_NE(second, nullptr);
-  EXPECT_STREQ(first, second);
-  const std::string text = first;
+  ASSERT_EQ(orv_net_parse_classes(text.c_str(), again.cc, nullptr, nullptr, nullptr), 0) << text;
+  EXPECT_EQ(take_text(orv_cc_to_net_string(again.cc)), text);
   EXPECT_CONTAINS(text, "class Leaf\n{\n    inputs = (U);\n    outputs = (Y);\n    node_size = (0 0);\n");
   EXPECT_CONTAINS(text, "\n    instance L1 : Leaf (U = M_in; Y1 = Y)\n    {\n    }\n");
   EXPECT_CONTAINS(text, "\n    instance L2 : Leaf (; L2_Y = Y)\n");  // an unnamed clone with a child
   EXPECT_CONTAINS(text, "\n    potential (Z | Y1 L2_Y)\n    {\n\tdata = ((( 0.99 0.01 )\t%  Y1=y0  L2_Y=y0\n\t\t ( 0.7 0.3 ))\t%  Y1=y0  L2_Y=y1\n");
   EXPECT_CONTAINS(text, "} % class Top\n");
-  std::free(first);
-  std::free(second);
 
   // Users created before the classes they use are still written after them.
   Collection order;
@@ -164,18 +131,15 @@ TEST(NetClasses, WriteThenReadIsAFixedPointAndUsedClassesComeFirst) {
   ASSERT_EQ(orv_class_set_name(user, "User"), 0);
   ASSERT_EQ(orv_class_set_name(used, "Used"), 0);
   ASSERT_NE(orv_class_new_instance(user, used), nullptr);
-  char *ordered = orv_cc_to_net_string(order.cc);
-  const std::string o = ordered;
+  const std::string o = take_text(orv_cc_to_net_string(order.cc));
   EXPECT_LT(o.find("class Used"), o.find("class User")) << o;
   EXPECT_CONTAINS(o, "} % class Used\n\nclass User\n");
-  std::free(ordered);
   Collection empty;
   EXPECT_RESULT(orv_cc_to_net_string(empty.cc), nullptr, orv_error_usage);
 }
 
 TEST(NetClasses, ParsingSurvivesEveryAllocationFailure) {
-  std::ifstream in(data_file("hierarchy.net"));
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string text = read_file(class_file("hierarchy.net"));
   Collection cc;
   const auto done = expect_no_memory_sweep(
       "parse classes", [&] { return orv_net_parse_classes(text.c_str(), cc.cc, nullptr, nullptr, nullptr); },

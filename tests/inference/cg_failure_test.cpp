@@ -65,10 +65,8 @@ TEST(CgFailure, BadArgumentsGiveUsageAndTheFailureValue) {
   orv_domain_t d = orv_net_parse_domain(kMedium.c_str(), nullptr, nullptr);
   ASSERT_NE(d, nullptr);
   orv_node_t x = orv_domain_get_node_by_name(d, "X3"), dn = orv_domain_get_node_by_name(d, "D1");
-  EXPECT_EQ(orv_node_get_distribution(x), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
-  EXPECT_EQ(orv_node_get_mean(x), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+  EXPECT_RESULT(orv_node_get_distribution(x), nullptr, orv_error_not_compiled);
+  EXPECT_RESULT(orv_node_get_mean(x), -1.0, orv_error_not_compiled);
   ASSERT_EQ(orv_domain_compile(d), orv_error_none);
   const double mean = orv_node_get_mean(x);
   test::expect_usage_calls(

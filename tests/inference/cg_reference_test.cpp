@@ -4,51 +4,17 @@
 // the necessary fill-ins in the compilation log.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <string>
 
 #include "orvel.h"
 #include "support/domain_fixture.h"
-#include "support/json.h"
+#include "support/reference_checks.h"
 
 namespace orv {
 namespace {
 
 const std::string kData = ORVEL_DATA_DIR;
-
-double tolerance(double v) { return 1e-9 * std::max(1.0, std::fabs(v)); }
-
-void expect_marginals(orv_domain_t d, const test::Json &marginals, const std::string &what) {
-  for (const auto &[name, values] : marginals.members) {
-    orv_node_t n = orv_domain_get_node_by_name(d, name.c_str());
-    ASSERT_NE(n, nullptr) << what << " " << name;
-    if (values.kind == test::Json::Kind::object) {
-      const double mean = values["mean"].number, variance = values["variance"].number;
-      EXPECT_NEAR(orv_node_get_mean(n), mean, tolerance(mean)) << what << " mean of " << name;
-      EXPECT_NEAR(orv_node_get_variance(n), variance, tolerance(variance)) << what << " variance of " << name;
-      continue;
-    }
-    ASSERT_EQ(orv_node_get_number_of_states(n), values.items.size()) << what << " " << name;
-    for (std::size_t s = 0; s < values.items.size(); ++s)
-      EXPECT_NEAR(orv_node_get_belief(n, s), values.items[s].number, 1e-9) << what << " " << name << " state " << s;
-  }
-}
-
-void enter(orv_domain_t d, const test::Json &evidence, const std::string &what) {
-  for (const auto &[node, value] : evidence.members) {
-    orv_node_t n = orv_domain_get_node_by_name(d, node.c_str());
-    ASSERT_NE(n, nullptr) << what << " " << node;
-    if (value.kind == test::Json::Kind::number) {
-      ASSERT_EQ(orv_node_enter_value(n, value.number), orv_error_none) << what << " " << node;
-      continue;
-    }
-    const long state = orv_node_get_state_index_from_label(n, value.text.c_str());
-    ASSERT_GE(state, 0) << what << " " << node << " = " << value.text;
-    ASSERT_EQ(orv_node_select_state(n, static_cast<size_t>(state)), orv_error_none);
-  }
-}
 
 std::string compile_logged(orv_domain_t d) {
   return test::capture_log(d, [&] { EXPECT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code()); });
@@ -81,19 +47,19 @@ TEST_P(CgReference, MeansVariancesBeliefsAndDensities) {
     if (values.kind != test::Json::Kind::object) continue;
     EXPECT_NE(log.find("\n    " + node + ":\n\tMean: "), std::string::npos) << name << " report of " << node;
   }
-  expect_marginals(d, reference["nodes"], name + " prior");
+  test::expect_reference_marginals(d, reference["nodes"], name + " prior");
   const auto &cases = reference["cases"].items;
   for (std::size_t c = 0; c < cases.size(); ++c) {
     const std::string what = name + " case " + std::to_string(c);
     ASSERT_EQ(orv_domain_retract_findings(d), orv_error_none);
-    enter(d, cases[c]["evidence"], what);
+    test::enter_reference_evidence(d, cases[c]["evidence"], what);
     ASSERT_EQ(orv_domain_propagate(d, orv_equilibrium_sum, orv_mode_normal), orv_error_none)
         << what << ": " << orv_error_name(orv_error_code());
     const double log_constant = cases[c]["log_norm_const"].number;
     EXPECT_NEAR(orv_domain_get_log_normalization_constant(d), log_constant, 1e-9) << what;
     EXPECT_NEAR(orv_domain_get_normalization_constant(d), std::exp(log_constant), 1e-9 * std::exp(log_constant))
         << what;
-    expect_marginals(d, cases[c]["marginals"], what);
+    test::expect_reference_marginals(d, cases[c]["marginals"], what);
   }
   orv_domain_delete(d);
 }

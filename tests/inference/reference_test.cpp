@@ -3,29 +3,16 @@
 // marginals and log P(e).
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <dirent.h>
 #include <string>
 #include <vector>
 
 #include "orvel.h"
-#include "support/json.h"
+#include "support/reference_checks.h"
 
 namespace orv {
 namespace {
 
 const std::string kData = ORVEL_DATA_DIR;
-
-void expect_marginals(orv_domain_t d, const test::Json &marginals, const std::string &what) {
-  for (const auto &[name, values] : marginals.members) {
-    orv_node_t n = orv_domain_get_node_by_name(d, name.c_str());
-    ASSERT_NE(n, nullptr) << what << " " << name;
-    ASSERT_EQ(orv_node_get_number_of_states(n), values.items.size()) << what << " " << name;
-    for (std::size_t s = 0; s < values.items.size(); ++s)
-      EXPECT_NEAR(orv_node_get_belief(n, s), values.items[s].number, 1e-9) << what << " " << name << " state " << s;
-  }
-}
 
 // Compiles the network (after triangulating it with `method` when given) and
 // checks the prior and every evidence case against the reference.
@@ -38,22 +25,16 @@ void expect_reference_results(const std::string &name, orv_triangulation_method_
     ASSERT_EQ(orv_domain_triangulate(d, method), orv_error_none) << name;
   }
   ASSERT_EQ(orv_domain_compile(d), orv_error_none) << name << ": " << orv_error_name(orv_error_code());
-  expect_marginals(d, reference["nodes"], name + " prior");
+  test::expect_reference_marginals(d, reference["nodes"], name + " prior");
   const auto &cases = reference["cases"].items;
   for (std::size_t c = 0; c < cases.size(); ++c) {
     const std::string what = name + " case " + std::to_string(c);
     ASSERT_EQ(orv_domain_retract_findings(d), orv_error_none);
-    for (const auto &[node, label] : cases[c]["evidence"].members) {
-      orv_node_t n = orv_domain_get_node_by_name(d, node.c_str());
-      ASSERT_NE(n, nullptr) << what << " " << node;
-      const long state = orv_node_get_state_index_from_label(n, label.text.c_str());
-      ASSERT_GE(state, 0) << what << " " << node << " = " << label.text;
-      ASSERT_EQ(orv_node_select_state(n, static_cast<size_t>(state)), orv_error_none);
-    }
+    test::enter_reference_evidence(d, cases[c]["evidence"], what);
     ASSERT_EQ(orv_domain_propagate(d, orv_equilibrium_sum, orv_mode_normal), orv_error_none) << what;
     const double log_pe = cases[c]["log_pe"].number;
-    EXPECT_NEAR(orv_domain_get_log_normalization_constant(d), log_pe, 1e-9 * std::max(1.0, std::fabs(log_pe))) << what;
-    expect_marginals(d, cases[c]["marginals"], what);
+    EXPECT_NEAR(orv_domain_get_log_normalization_constant(d), log_pe, test::reference_tolerance(log_pe)) << what;
+    test::expect_reference_marginals(d, cases[c]["marginals"], what);
   }
   orv_domain_delete(d);
 }

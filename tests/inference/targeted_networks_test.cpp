@@ -6,14 +6,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <dirent.h>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "orvel.h"
 #include "support/contract_sweep.h"
-#include "support/json.h"
+#include "support/domain_fixture.h"
+#include "support/reference_checks.h"
 
 namespace orv {
 namespace {
@@ -24,7 +24,7 @@ const std::string kData = ORVEL_DATA_DIR;
 std::vector<double> entries_of(orv_table_t t) {
   EXPECT_NE(t, nullptr) << orv_error_name(orv_error_code());
   if (!t) return {};
-  std::vector<double> result(orv_table_get_data(t), orv_table_get_data(t) + orv_table_get_size(t));
+  const std::vector<double> result = test::table_values(t);
   orv_table_delete(t);
   return result;
 }
@@ -80,10 +80,7 @@ TEST_P(Targeted, ReferenceCases) {
   const test::Json reference = test::read_json_file(kData + "/reference/" + GetParam() + ".json");
   for (const auto &c : reference["cases"].items) {
     orv_domain_retract_findings(d_);
-    for (const auto &[node, label] : c["evidence"].members) {
-      orv_node_t n = orv_domain_get_node_by_name(d_, node.c_str());
-      orv_node_select_state(n, static_cast<size_t>(orv_node_get_state_index_from_label(n, label.text.c_str())));
-    }
+    test::enter_reference_evidence(d_, c["evidence"], GetParam());
     const double expected_log_pe = c["log_pe"].number;
     const double tolerance = agreement * std::max(1.0, std::fabs(expected_log_pe));
     // The first reference node alone, then the first eight at once in the batch.
@@ -159,7 +156,7 @@ TEST_P(Targeted, RandomQueriesMatchPropagation) {
     const std::vector<double> expected = compiled(d_, targets);
     test::expect_all_near(got, expected, 1e-12, what);
     const double reference = orv_domain_get_log_normalization_constant(d_);
-    EXPECT_NEAR(log_pe, reference, 1e-9 * std::max(1.0, std::fabs(reference))) << what;
+    EXPECT_NEAR(log_pe, reference, test::reference_tolerance(reference)) << what;
   }
 }
 

@@ -67,8 +67,7 @@ TEST(CaseStore, CountsStatesAndValues) {
   EXPECT_EQ(orv_node_get_case_value(x, 2), -2.5);
   EXPECT_EQ(orv_node_case_is_set(x, 2), 1);
   EXPECT_EQ(orv_node_unset_case(x, 2), orv_error_none);
-  EXPECT_EQ(orv_node_get_case_value(x, 2), -1.0);
-  EXPECT_EQ(orv_error_code(), orv_error_no_value);
+  EXPECT_RESULT(orv_node_get_case_value(x, 2), -1.0, orv_error_no_value);
 }
 
 TEST(CaseStore, ArgumentChecks) {

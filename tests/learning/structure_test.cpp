@@ -13,6 +13,7 @@
 #include "support/forward_sampler.h"
 #include "learning/pc.h"
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace {
@@ -46,16 +47,21 @@ orv_domain_t hand_domain(const char *names, F f) {
   return d;
 }
 
+// Z = X and Y, W = Z, each with some blocks of cases flipped.
+orv_domain_t collider_domain() {
+  return hand_domain("XYZW", [](int x, int y, std::size_t i) {
+    const int z = (x & y) ^ (i / 8 % 9 == 0);
+    return std::vector<int>{x, y, z, z ^ (i / 4 % 5 == 0)};
+  });
+}
+
+void remove_all_links(orv_domain_t d) {
+  for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
+    while (*orv_node_get_parents(n)) orv_node_remove_parent(n, *orv_node_get_parents(n));
+}
+
 std::string learn_logged(orv_domain_t d) {
-  std::FILE *log = std::tmpfile();
-  orv_domain_set_log_file(d, log);
-  EXPECT_EQ(orv_domain_learn_structure(d), orv_error_none);
-  orv_domain_set_log_file(d, nullptr);
-  std::string text(static_cast<std::size_t>(std::ftell(log)), '\0');
-  std::rewind(log);
-  text.resize(std::fread(text.data(), 1, text.size(), log));
-  std::fclose(log);
-  return text;
+  return orv::test::capture_log(d, [&] { EXPECT_EQ(orv_domain_learn_structure(d), orv_error_none); });
 }
 
 TEST(StructureLearning, ChiSquareTailMatchesClosedForms) {
@@ -151,12 +157,8 @@ TEST(StructureLearning, ConstraintsMirrorAndRefuseBadArguments) {
 }
 
 TEST(StructureLearning, HandWorkedLogs) {
-  // Z = X and Y, W = Z, each with some blocks of cases flipped: X -> Z <- Y
-  // is a collider (nodes run newest first), R1 gives Z -> W.
-  orv_domain_t d = hand_domain("XYZW", [](int x, int y, std::size_t i) {
-    const int z = (x & y) ^ (i / 8 % 9 == 0);
-    return std::vector<int>{x, y, z, z ^ (i / 4 % 5 == 0)};
-  });
+  // X -> Z <- Y is a collider (nodes run newest first), R1 gives Z -> W.
+  orv_domain_t d = collider_domain();
   std::string log = learn_logged(d);
   EXPECT_CONTAINS(log, "\nIdentifying skeleton:\n3 edges out of 6\n");
   EXPECT_CONTAINS(log, "\nIdentifying colliders:\nR0: Y -> Z <- X\n");
@@ -173,8 +175,7 @@ TEST(StructureLearning, HandWorkedLogs) {
   EXPECT_CONTAINS(log, "1 edges out of 1\n");
   EXPECT_CONTAINS(log, "\nCompleting orientation:\nA -> B\n");
   EXPECT_EQ(links_of(d), (Links{{"A", "B"}}));
-  for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
-    while (*orv_node_get_parents(n)) orv_node_remove_parent(n, *orv_node_get_parents(n));
+  remove_all_links(d);
   orv_node_set_edge_constraint(orv_domain_get_node_by_name(d, "A"), orv_domain_get_node_by_name(d, "B"),
                                orv_constraint_edge_forbidden);
   learn_logged(d);
@@ -184,17 +185,9 @@ TEST(StructureLearning, HandWorkedLogs) {
 
 TEST(StructureLearning, NoMemoryLeavesNoLinks) {
   const orv::test::LiveBlocks live;
-  orv_domain_t d = hand_domain("XYZW", [](int x, int y, std::size_t i) {
-    const int z = (x & y) ^ (i / 8 % 9 == 0);
-    return std::vector<int>{x, y, z, z ^ (i / 4 % 5 == 0)};
-  });
-  const auto last = orv::test::sweep_allocation_failures(
-      [&] { return orv_domain_learn_structure(d); },
-      [&](const auto &run) {
-        EXPECT_EQ(run.result, orv_error_no_memory) << run.n;
-        EXPECT_EQ(run.leaked, 0) << run.n;
-        EXPECT_TRUE(links_of(d).empty()) << run.n;
-      });
+  orv_domain_t d = collider_domain();
+  const auto last = orv::test::expect_no_memory_sweep(
+      "learn structure", [&] { return orv_domain_learn_structure(d); }, [&] { EXPECT_TRUE(links_of(d).empty()); });
   EXPECT_EQ(last.result, orv_error_none);
   EXPECT_EQ(links_of(d).size(), 3u);
   orv_domain_delete(d);
@@ -264,8 +257,7 @@ TEST(StructureLearning, ParallelAlarmSkeletonAndOrientation) {
   Links results[3];
   for (int run = 0; run < 3; ++run) {
     orv_domain_t d = orv_net_parse_domain(path.c_str(), nullptr, nullptr);
-    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
-      while (*orv_node_get_parents(n)) orv_node_remove_parent(n, *orv_node_get_parents(n));
+    remove_all_links(d);
     ASSERT_TRUE(orv::test::store_samples(d, samples));
     orv_domain_set_concurrency_level(d, run == 1 ? 2 : 1);
     ASSERT_EQ(orv_domain_learn_structure(d), orv_error_none);

@@ -98,17 +98,15 @@ TEST(StateValues, LookupByValue) {
     orv_node_t node;
     double value;
     long state;
-    orv_error_t code;
+    orv_error_t code = orv_error_none;
   } cases[] = {
-      {n, 1.0, 1, orv_error_none},  // the point interval
-      {n, 0.5, 0, orv_error_none},          {n, 1.5, 2, orv_error_none},          {n, 0.0, 0, orv_error_none},
-      {n, 2.0, 2, orv_error_none},          {n, -0.1, -1, orv_error_none},        {n, 2.1, -1, orv_error_none},
-      {open, -1e300, 0, orv_error_none},    {open, 0.0, 1, orv_error_none},  // an inner boundary starts its interval
-      {open, 10.0, 2, orv_error_none},      {open, 1e300, 2, orv_error_none},     {bad, 1.0, -1, orv_error_usage},
-      {unset, 0.0, -1, orv_error_usage},    {num, 2.000001, 1, orv_error_none},   {num, 2.1, -1, orv_error_none},
-      {num, 3.0, 2, orv_error_none},        {z, 0.0, 0, orv_error_none},          {z, 1e-12, 1, orv_error_none},
-      {z, 1e-13, -1, orv_error_none},       {unsorted, 1.0, 1, orv_error_none},   {none, 1.0, -1, orv_error_usage},
-      {label, 0.0, -1, orv_error_usage},
+      {n, 1.0, 1},  // the point interval
+      {n, 0.5, 0},        {n, 1.5, 2},       {n, 0.0, 0},         {n, 2.0, 2},       {n, -0.1, -1},
+      {n, 2.1, -1},       {open, -1e300, 0}, {open, 0.0, 1},  // an inner boundary starts its interval
+      {open, 10.0, 2},    {open, 1e300, 2},  {num, 2.000001, 1},  {num, 2.1, -1},    {num, 3.0, 2},
+      {z, 0.0, 0},        {z, 1e-12, 1},     {z, 1e-13, -1},      {unsorted, 1.0, 1},
+      {bad, 1.0, -1, orv_error_usage},       {unset, 0.0, -1, orv_error_usage},
+      {none, 1.0, -1, orv_error_usage},      {label, 0.0, -1, orv_error_usage},
   };
   for (const auto &c : cases) {
     EXPECT_EQ(orv_node_get_state_index_from_value(c.node, c.value), c.state) << c.node->name << " " << c.value;
@@ -116,23 +114,8 @@ TEST(StateValues, LookupByValue) {
   }
 }
 
-// A(3, labelled) -> B(2), and A -> X (continuous).
-struct Labelled {
-  test::DomainPtr d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t x = test::add_continuous(d.get(), "X");
-  orv_table_t ta, tb, tx;
-  Labelled() {
-    set_state_count(a, 3), set_state_count(b, 2);
-    orv_node_set_state_label(a, 0, "lo"), orv_node_set_state_label(a, 1, "mid"), orv_node_set_state_label(a, 2, "hi");
-    link(a, b), link(a, x);
-    ta = orv_node_get_table(a), tb = orv_node_get_table(b), tx = orv_node_get_table(x);
-    for (orv_table_t t : {ta, tb, tx}) test::fill_distinct(t);
-  }
-};
-
 TEST(ReorderStates, PermutesLabelsAndEveryTableKeepingTheDistribution) {
-  Labelled f;
+  Family f;
   const auto old_b = test::configurations(f.tb);
   const auto before_b = snapshot(f.tb), before_x = snapshot(f.tx), before_a = snapshot(f.ta);
   const char *order[] = {"hi", "lo", "mid", nullptr};  // lo->1, mid->2, hi->0
@@ -156,7 +139,7 @@ TEST(ReorderStates, PermutesLabelsAndEveryTableKeepingTheDistribution) {
 }
 
 TEST(ReorderStates, RefusesBadOrdersAndNonLabelNodes) {
-  Labelled f;
+  Family f;
   const auto before = snapshot(f.tb);
   const auto refused = [&](std::vector<const char *> order) {
     order.push_back(nullptr);
@@ -179,12 +162,11 @@ TEST(ReorderStates, RefusesBadOrdersAndNonLabelNodes) {
 }
 
 TEST(ReorderStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
-  Labelled f;
-  const auto tables = [&] { return std::vector<test::TableSnapshot>{snapshot(f.ta), snapshot(f.tb), snapshot(f.tx)}; };
-  const auto before = tables();
+  Family f;
+  const auto before = f.tables();
   const char *order[] = {"mid", "hi", "lo", nullptr};
   const auto clean = test::expect_no_memory_sweep("reorder", [&] { return orv_node_reorder_states(f.a, order); }, [&] {
-    EXPECT_EQ(tables(), before);
+    EXPECT_EQ(f.tables(), before);
     EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "lo");
     EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
   });

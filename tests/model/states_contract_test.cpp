@@ -18,6 +18,8 @@ TEST(StatesContract, BadHandlesGiveUsageAndTheFailureValue) {
   orv_table_t table = orv_node_get_table(good);
   const char *order[] = {"", nullptr};
   for (orv_node_t bad : {static_cast<orv_node_t>(nullptr), reinterpret_cast<orv_node_t>(table)}) {
+    const auto bad_domain = reinterpret_cast<orv_domain_t>(bad);
+    const auto bad_attribute = reinterpret_cast<orv_attribute_t>(bad);
     const std::vector<test::UsageCall> calls = {
         {"get_number_of_states", [&] { return orv_node_get_number_of_states(bad) == kNone; }},
         {"set_number_of_states", [&] { return orv_node_set_number_of_states(bad, 2) == orv_error_usage; }},
@@ -33,21 +35,14 @@ TEST(StatesContract, BadHandlesGiveUsageAndTheFailureValue) {
         {"first_attribute", [&] { return orv_node_get_first_attribute(bad) == nullptr; }},
         {"set_user_data", [&] { return orv_node_set_user_data(bad, nullptr) == orv_error_usage; }},
         {"get_user_data", [&] { return orv_node_get_user_data(bad) == nullptr; }},
-        {"domain_set_attribute",
-         [&] { return orv_domain_set_attribute(reinterpret_cast<orv_domain_t>(bad), "k", "v") == orv_error_usage; }},
-        {"domain_get_attribute",
-         [&] { return orv_domain_get_attribute(reinterpret_cast<orv_domain_t>(bad), "k") == nullptr; }},
-        {"domain_first_attribute",
-         [&] { return orv_domain_get_first_attribute(reinterpret_cast<orv_domain_t>(bad)) == nullptr; }},
-        {"domain_set_user_data",
-         [&] { return orv_domain_set_user_data(reinterpret_cast<orv_domain_t>(bad), nullptr) == orv_error_usage; }},
-        {"domain_get_user_data",
-         [&] { return orv_domain_get_user_data(reinterpret_cast<orv_domain_t>(bad)) == nullptr; }},
-        {"attribute_next",
-         [&] { return orv_attribute_get_next(reinterpret_cast<orv_attribute_t>(bad)) == nullptr; }},
-        {"attribute_key", [&] { return orv_attribute_get_key(reinterpret_cast<orv_attribute_t>(bad)) == nullptr; }},
-        {"attribute_value",
-         [&] { return orv_attribute_get_value(reinterpret_cast<orv_attribute_t>(bad)) == nullptr; }},
+        {"domain_set_attribute", [&] { return orv_domain_set_attribute(bad_domain, "k", "v") == orv_error_usage; }},
+        {"domain_get_attribute", [&] { return orv_domain_get_attribute(bad_domain, "k") == nullptr; }},
+        {"domain_first_attribute", [&] { return orv_domain_get_first_attribute(bad_domain) == nullptr; }},
+        {"domain_set_user_data", [&] { return orv_domain_set_user_data(bad_domain, nullptr) == orv_error_usage; }},
+        {"domain_get_user_data", [&] { return orv_domain_get_user_data(bad_domain) == nullptr; }},
+        {"attribute_next", [&] { return orv_attribute_get_next(bad_attribute) == nullptr; }},
+        {"attribute_key", [&] { return orv_attribute_get_key(bad_attribute) == nullptr; }},
+        {"attribute_value", [&] { return orv_attribute_get_value(bad_attribute) == nullptr; }},
     };
     test::expect_usage_calls(calls, [&] { return orv_node_get_number_of_states(good) == 1u; });
   }

@@ -8,18 +8,14 @@
 
 #include "orvel.h"
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace {
 
+using orv::test::Collection;
 using orv::test::expect_no_memory_sweep;
 using orv::test::expect_usage_calls;
-
-struct Collection {
-  Collection() : cc(orv_new_class_collection()) {}
-  ~Collection() { orv_cc_delete(cc); }
-  orv_class_collection_t cc;
-};
 
 orv_class_t named_class(orv_class_collection_t cc, const char *name) {
   orv_class_t c = orv_cc_new_class(cc);
@@ -253,9 +249,7 @@ TEST(Classes, EntryPointsRefuseBadArguments) {
 // classes unfold as before afterwards.
 TEST(Classes, UnfoldingSurvivesEveryAllocationFailure) {
   Collection cc;
-  ASSERT_EQ(orv_net_parse_classes((std::string(ORVEL_DATA_DIR) + "/classes/hierarchy.net").c_str(), cc.cc, nullptr,
-                                  nullptr, nullptr),
-            0);
+  ASSERT_EQ(orv_net_parse_classes(orv::test::class_file("hierarchy.net").c_str(), cc.cc, nullptr, nullptr, nullptr), 0);
   orv_class_t top = orv_cc_get_class_by_name(cc.cc, "Top");
   const auto done = expect_no_memory_sweep("unfold", [&] { return orv_class_create_domain(top); }, [] {});
   ASSERT_NE(done.result, nullptr);

@@ -2,23 +2,18 @@
 // nested instances, bound and unbound inputs, outputs used further up.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <set>
 #include <string>
 
 #include "orvel.h"
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace {
 
-std::string data_file(const char *name) { return std::string(ORVEL_DATA_DIR) + "/classes/" + name; }
-
-struct Collection {
-  Collection() : cc(orv_new_class_collection()) {}
-  ~Collection() { orv_cc_delete(cc); }
-  orv_class_collection_t cc;
-};
+using orv::test::Collection;
+using orv::test::class_file;
 
 // One Mid instance below prefix P ("M1" or "M2"). Its input M_in is either
 // replaced by `input` or, when that is empty, kept with its own prior.
@@ -82,7 +77,7 @@ void expect_same_beliefs(orv_domain_t flat, orv_domain_t unfolded, const std::ve
 
 TEST(Unfolding, EqualsTheHandWrittenFlatNetwork) {
   Collection c;
-  ASSERT_EQ(orv_net_parse_classes(data_file("hierarchy.net").c_str(), c.cc, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(orv_net_parse_classes(class_file("hierarchy.net").c_str(), c.cc, nullptr, nullptr, nullptr), 0);
   orv_domain_t unfolded = orv_class_create_domain(orv_cc_get_class_by_name(c.cc, "Top"));
   ASSERT_NE(unfolded, nullptr) << orv_error_code();
   orv_domain_t flat = orv_net_parse_domain(flat_top().c_str(), nullptr, nullptr);

@@ -50,8 +50,7 @@ TEST(Utilities, ListsHoldWhatTheCallerStores) {
   EXPECT_EQ(orv_list_delete(list), orv_error_none);
   const auto made = test::expect_no_memory_sweep("new list", [] { return orv_new_list(4); }, [] {});
   EXPECT_EQ(orv_list_delete(made.result), orv_error_none);
-  EXPECT_EQ(orv_new_list(SIZE_MAX), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_no_memory);
+  EXPECT_RESULT(orv_new_list(SIZE_MAX), nullptr, orv_error_no_memory);
 }
 
 TEST(Utilities, EscapeSequencesAreDecodedAsInNetStrings) {
@@ -72,16 +71,13 @@ TEST(Utilities, EscapeSequencesAreDecodedAsInNetStrings) {
     char *result = orv_remove_escape_sequences(c.text);
     if (c.decoded) {
       ASSERT_NE(result, nullptr) << orv_error_name(orv_error_code());
-      EXPECT_EQ(std::string(result), c.decoded);
-      EXPECT_EQ(orv_error_code(), orv_error_none);
+      EXPECT_RESULT(std::string(result), c.decoded, orv_error_none);
     } else {
-      EXPECT_EQ(result, nullptr);
-      EXPECT_EQ(orv_error_code(), orv_error_syntax);
+      EXPECT_RESULT(result, nullptr, orv_error_syntax);
     }
     std::free(result);
   }
-  EXPECT_EQ(orv_remove_escape_sequences(nullptr), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_RESULT(orv_remove_escape_sequences(nullptr), nullptr, orv_error_usage);
   const auto run = test::expect_no_memory_sweep(
       "decode", [] { return orv_remove_escape_sequences("x\\ty"); }, [] {});
   EXPECT_STREQ(run.result, "x\ty");

@@ -1,5 +1,9 @@
 #include "support/domain_fixture.h"
 
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
 #include <stdexcept>
 
 #include "model/node.h"
@@ -40,6 +44,12 @@ std::vector<std::string> chain_names(orv_domain_t d) {
   return names;
 }
 
+std::string take_text(char *text) {
+  std::string s = text ? text : "";
+  std::free(text);
+  return s;
+}
+
 std::vector<double> table_values(orv_table_t t) {
   const double *data = orv_table_get_data(t);
   return std::vector<double>(data, data + orv_table_get_size(t));
@@ -51,6 +61,17 @@ std::string read_stream(std::FILE *stream) {
   std::string text;
   for (int c; (c = std::fgetc(stream)) != EOF;) text.push_back(static_cast<char>(c));
   return text;
+}
+
+std::string temp_file(const std::string &name, const std::string &text) {
+  const std::string path = ::testing::TempDir() + name;
+  std::ofstream(path, std::ios::binary) << text;
+  return path;
+}
+
+std::string read_file(const std::string &path) {
+  std::ifstream in(path);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace orv::test

@@ -17,6 +17,21 @@ using DomainPtr = std::unique_ptr<orv_domain_s, DomainDeleter>;
 
 inline DomainPtr new_domain() { return DomainPtr(orv_new_domain()); }
 
+// A class collection owned for a test's scope.
+struct Collection {
+  Collection() : cc(orv_new_class_collection()) {}
+  ~Collection() { orv_cc_delete(cc); }
+  size_t size() const {  // the number of classes
+    size_t n = 0;
+    for (orv_class_t *m = orv_cc_get_members(cc); *m; ++m) ++n;
+    return n;
+  }
+  orv_class_collection_t cc;
+};
+
+// The path of a shipped class file.
+inline std::string class_file(const char *name) { return std::string(ORVEL_DATA_DIR) + "/classes/" + name; }
+
 // A named node of the given category and kind.
 orv_node_t add_node(orv_domain_t d, const char *name, orv_category_t category = orv_category_chance,
                     orv_kind_t kind = orv_kind_discrete);
@@ -35,11 +50,18 @@ std::vector<std::string> names_of(orv_node_t const *list);
 // Names along the domain's node chain, first node first.
 std::vector<std::string> chain_names(orv_domain_t d);
 
+// A string the library handed over, freed ("" for null).
+std::string take_text(char *text);
+
 // Entries of a table through the public API.
 std::vector<double> table_values(orv_table_t t);
 
 // Everything the stream holds, read from its start.
 std::string read_stream(std::FILE *stream);
+// Writes `text` to a file of that name in the test's temporary folder; returns its path.
+std::string temp_file(const std::string &name, const std::string &text);
+// Everything the file holds ("" when it cannot be read).
+std::string read_file(const std::string &path);
 
 // Everything written to the domain's log while fn runs.
 template <class Fn>

@@ -18,6 +18,22 @@ struct Messages {
     static_cast<Messages *>(data)->items.emplace_back(location, message);
   }
   std::string first() const { return items.empty() ? "" : items[0].second; }
+  // Whether `message` came, each time at `location`.
+  bool reported(const std::string &message, size_t location) const {
+    bool found = false;
+    for (const auto &[at, text] : items)
+      if (text == message) {
+        if (at != location) return false;
+        found = true;
+      }
+    return found;
+  }
+  // What a failed check prints: the wanted message and every one received.
+  std::string wanted(const std::string &message, size_t location) const {
+    std::string text = "\nwanted: " + message + " at " + std::to_string(location) + "\ngot:";
+    for (const auto &[at, got] : items) text += "\n  " + got + " at " + std::to_string(at);
+    return text;
+  }
 };
 
 // Names of the node's parents, separated by single spaces.

@@ -1,7 +1,6 @@
 #include "support/network_fixture.h"
 
 #include <algorithm>
-#include <cmath>
 #include <set>
 #include <stdexcept>
 

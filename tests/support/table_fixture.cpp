@@ -46,4 +46,17 @@ TableSnapshot snapshot(orv_table_t t) {
   return s;
 }
 
+Family::Family()
+    : a(add_node(d.get(), "A")), b(add_node(d.get(), "B")), x(add_continuous(d.get(), "X")) {
+  set_state_count(a, 3), set_state_count(b, 2);
+  link(a, b), link(a, x);
+  ta = orv_node_get_table(a), tb = orv_node_get_table(b), tx = orv_node_get_table(x);
+  orv_node_t parents[] = {a, nullptr};
+  eb = b->experience = _orv_create_table(d.get(), parents, orv_table_experience, 0, true, true);
+  eb->node = b;
+  for (orv_table_t t : {ta, tb, tx, eb}) fill_distinct(t);
+  const char *labels[] = {"lo", "mid", "hi"};
+  for (size_t s = 0; s < 3; ++s) orv_node_set_state_label(a, s, labels[s]);
+}
+
 }  // namespace orv::test

@@ -32,4 +32,15 @@ struct TableSnapshot {
 };
 TableSnapshot snapshot(orv_table_t table);
 
+// A(3 states "lo" "mid" "hi") -> B(2) and A -> X (continuous), all tables
+// filled with distinct values: A's own table, B's over (A, B), X's CG table
+// over (A, X) and B's experience table over (A).
+struct Family {
+  DomainPtr d = new_domain();
+  orv_node_t a, b, x;
+  orv_table_t ta, tb, tx, eb;
+  Family();
+  std::vector<TableSnapshot> tables() const { return {snapshot(ta), snapshot(tb), snapshot(tx), snapshot(eb)}; }
+};
+
 }  // namespace orv::test

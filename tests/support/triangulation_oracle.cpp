@@ -3,7 +3,6 @@
 #include "support/triangulation_oracle.h"
 
 #include <algorithm>
-#include <map>
 
 namespace orv::test {
 namespace {

@@ -26,7 +26,8 @@ TEST(ParallelKernels, MatchNaiveReferenceOnThreads) {
 
 // Records the outer count of every slice a kernel is called for.
 std::mutex slices_mutex;
-std::vector<std::pair<std::size_t, std::size_t>> slices;  // (offset, outer count)
+using Slices = std::vector<std::pair<std::size_t, std::size_t>>;
+Slices slices;  // (offset, outer count)
 double *slice_base = nullptr;
 
 void recording_kernel(const KernelArgs &args) {
@@ -45,7 +46,6 @@ TEST(ParallelKernels, SlicesFollowTheThreadRule) {
   slices.clear();
   _orv_do_table_operation(c.control, TableKernel{recording_kernel, true}, nullptr, nullptr, 0, 0);
   std::sort(slices.begin(), slices.end());
-  using Slices = std::vector<std::pair<std::size_t, std::size_t>>;
   EXPECT_EQ(slices, (Slices{{0, 3}, {15000, 3}, {30000, 2}, {40000, 2}}));
 
   // Twice the work per entry halves the chunk: 1 outer index per thread.
@@ -59,17 +59,15 @@ TEST(ParallelKernels, SlicesFollowTheThreadRule) {
   TablePtr none(table_over(d.get(), {}));
   test::ControlOwner summed(big.get(), nullptr, none.get(), nullptr, true);
   slices.clear();
-  _orv_do_table_operation(summed.control, TableKernel{recording_kernel, true}, nullptr, nullptr, 0,
-                          0);
+  _orv_do_table_operation(summed.control, TableKernel{recording_kernel, true}, nullptr, nullptr, 0, 0);
   EXPECT_EQ(slices, (Slices{{0, 50000}}));
   slices.clear();
-  _orv_do_table_operation(summed.control, TableKernel{recording_kernel, false}, nullptr, nullptr,
-                          0, 0);
+  _orv_do_table_operation(summed.control, TableKernel{recording_kernel, false}, nullptr, nullptr, 0, 0);
   EXPECT_EQ(slices.size(), 5u);  // 50000 entries at one operation each: 5 chunks of 10000
 }
 
 // CG positions advance by block size per entry, from the start offset on.
-std::vector<std::pair<std::size_t, std::size_t>> cg_slices;  // (entry offset, CG offset)
+Slices cg_slices;  // (entry offset, CG offset)
 double *cg_base = nullptr;
 
 void recording_cg_kernel(const KernelArgs &args) {
@@ -96,7 +94,6 @@ TEST(ParallelKernels, CgPositionsFollowTheSlices) {
   cg_slices.clear();
   _orv_do_table_operation(c.control, TableKernel{recording_cg_kernel, true}, nullptr, nullptr, 0, 0);
   std::sort(cg_slices.begin(), cg_slices.end());
-  using Slices = std::vector<std::pair<std::size_t, std::size_t>>;
   EXPECT_EQ(cg_slices, (Slices{{1, 5}, {13, 65}}));
 }
 

@@ -16,7 +16,7 @@ const std::string kAsia = std::string(ORVEL_DATA_DIR) + "/networks/asia.net";
 // Exit codes: 0 success, 1 a failure of the work, 2 a usage error.
 TEST(OrvelCommand, ExitCodesAndOutputs) {
   const std::string dir = ::testing::TempDir();
-  const std::string broken = write_temp("broken.net", "net\n{\n}\nnode A\n{\n  states = (\"a\" \"b\";\n}\n");
+  const std::string broken = temp_file("broken.net", "net\n{\n}\nnode A\n{\n  states = (\"a\" \"b\";\n}\n");
   const std::string cg = "query " + std::string(ORVEL_DATA_DIR) + "/networks/cg/cg_fillin.net -e X1=-0.764 ";
   expect_runs({
       // 0.1 is P(lung = yes | smoke = yes).
@@ -41,8 +41,8 @@ TEST(OrvelCommand, ExitCodesAndOutputs) {
       {"query " + kAsia + " -e tub=no -e lung=no -e either=yes", 1, {"zero probability"}},
       {"info /nonexistent/network.net", 1, {"cannot open '/nonexistent/network.net'"}},
       {"query " + dir, 1, {"cannot read '" + dir + "': is a directory"}},
-      {"query " + write_temp("empty.net", ""), 1, {"empty.net: the network has no nodes"}},
-      {"query " + write_temp("byte.net", "net {}\n\x8f\n"), 1, {"byte.net:2: unexpected character: `\\x8f'"}},
+      {"query " + temp_file("empty.net", ""), 1, {"empty.net: the network has no nodes"}},
+      {"query " + temp_file("byte.net", "net {}\n\x8f\n"), 1, {"byte.net:2: unexpected character: `\\x8f'"}},
       {"info " + broken, 1, {broken + ":6: "}},  // file and line
       // Continuous nodes: values as evidence, mean, variance and SD in both outputs.
       {cg + "-e X2=2.1 -n X3 -n D1", 0,
@@ -120,18 +120,18 @@ TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
   expect_runs({{learn, 2, {}},
                {learn + kEm + "asia.dat --threads 0", 2, {}},
                {learn + kEm + "asia.dat --tolerance x", 2, {}},
-               {learn + write_temp("bad.dat", "asia tub\n\"maybe\" \"no\"\n"), 1,
+               {learn + temp_file("bad.dat", "asia tub\n\"maybe\" \"no\"\n"), 1,
                 {"bad.dat:2: \"maybe\" is not a (unique) state label of `asia'"}}});
 }
 
 TEST(OrvelLearn, LearnsConditionalGaussianNodes) {
-  const std::string net = write_temp("cg.net", R"(net {}
+  const std::string net = temp_file("cg.net", R"(net {}
 node A { states = ("a" "b"); }
 continuous node X {}
 potential (A) { data = (0.5 0.5); experience = (0); }
 potential (X | A) { data = ( normal (0, 1) normal (0, 1) ); experience = (0 0); }
 )");
-  const std::string data = write_temp("cg.dat", "A X\na 1\na 3\nb 10\nb 14\n");
+  const std::string data = temp_file("cg.dat", "A X\na 1\na 3\nb 10\nb 14\n");
   const std::string out = ::testing::TempDir() + "cg_learned.net";
   expect_run({"learn " + net + " " + data + " -o " + out, 0, {}});
   const std::string text = read_file(out);
@@ -184,7 +184,7 @@ TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
 }
 
 TEST(OrvelData, DescribesAndDiscretizesADataFile) {
-  const std::string data = write_temp("people.csv",
+  const std::string data = temp_file("people.csv",
                                       "name,height,weight,city\nann,1.62,55,\"Oslo\"\nbob,1.80,,Bergen\n"
                                       "cid,1.75,80,\ndan,,72,\"Oslo\"\n");
   expect_runs({
@@ -196,7 +196,7 @@ TEST(OrvelData, DescribesAndDiscretizesADataFile) {
        {"ann,1.62,(-inf;67.5),Oslo\n", "bob,1.80,,Bergen\n", "cid,1.75,[67.5;inf),\n"}},
       {"data " + data + " --discretize 2:2 --describe", 0, {"weight: interval, 1 missing, 2 distinct"}},
       {"data " + data + " --discretize nope:2", 2, {"no column named 'nope'"}},
-      {"data " + write_temp("cut.csv", "a,b\n1,2"), 1, {"cut.csv:2: unexpected end-of-file"}},
+      {"data " + temp_file("cut.csv", "a,b\n1,2"), 1, {"cut.csv:2: unexpected end-of-file"}},
   });
 }
 
@@ -205,13 +205,13 @@ TEST(OrvelData, DescribesAndDiscretizesADataFile) {
 // beside the file, and parse messages with their lines.
 TEST(OrvelCommand, ClassFiles) {
   const std::string hierarchy = std::string(ORVEL_DATA_DIR) + "/classes/hierarchy.net";
-  write_temp("Sensor.net",
+  temp_file("Sensor.net",
              "class Sensor {\n inputs = (In);\n outputs = (Out);\n node In { states = (\"lo\" \"hi\"); }\n"
              " node Out { states = (\"ok\" \"bad\"); }\n potential (Out | In) { data = ((0.9 0.1) (0.2 0.8)); }\n}\n");
-  const std::string plant = write_temp(
+  const std::string plant = temp_file(
       "plant.net", "% a plant with one sensor\nclass Plant {\n node T { states = (\"lo\" \"hi\"); }\n"
                    " instance S : Sensor (In = T) {}\n potential (T) { data = (0.5 0.5); }\n}\n");
-  const std::string broken = write_temp("broken_class.net", "class A {\n node X {}\n instance I : Gone () {}\n}\n");
+  const std::string broken = temp_file("broken_class.net", "class A {\n node X {}\n instance I : Gone () {}\n}\n");
   expect_runs({
       {"info " + hierarchy + " --no-compile", 0,
        {"class Leaf\n  inputs: U\n  outputs: Y\n  instances: B1 : Base\n", "instances: L1 : Leaf, L2 : Leaf",

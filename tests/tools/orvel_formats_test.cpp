@@ -14,7 +14,7 @@ std::string data(const std::string &relative) { return std::string(ORVEL_DATA_DI
 std::string temp(const std::string &name) { return ::testing::TempDir() + name; }
 
 TEST(OrvelFormats, EveryReadableFormatAnswersTheSameQuery) {
-  const std::string bad = write_temp("bad.bif", "network n {\n}\nvariable a {\n  type discrete [ 2 ] { y, n }\n}\n");
+  const std::string bad = temp_file("bad.bif", "network n {\n}\nvariable a {\n  type discrete [ 2 ] { y, n }\n}\n");
   expect_runs({
       // P(lung = yes | smoke = yes) in every format.
       {"query " + data("asia.net") + " -e smoke=yes -n lung", 0, {"0.100000"}},

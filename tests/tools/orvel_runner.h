@@ -6,10 +6,10 @@
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
+
+#include "support/domain_fixture.h"
 
 namespace orv::test {
 
@@ -32,18 +32,6 @@ inline Outcome run(const std::string &command) {
 inline Outcome orvel(const std::string &arguments) { return run(std::string(ORVEL_BIN) + " " + arguments); }
 
 inline bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
-
-// Writes a file in the test's temporary folder; returns its path.
-inline std::string write_temp(const std::string &name, const std::string &text) {
-  const std::string path = ::testing::TempDir() + name;
-  std::ofstream(path) << text;
-  return path;
-}
-
-inline std::string read_file(const std::string &path) {
-  std::ifstream in(path);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
 
 // One run: the arguments, the expected exit status (0 success, 1 a failure
 // of the work, 2 a usage error) and texts the output must contain.
