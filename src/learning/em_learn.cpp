@@ -112,7 +112,9 @@ void run_em(orv_domain_s *d, Vector<LearnedNode> &learned, const Vector<signed c
   try {
     evidence.restore_and_settle();
   } catch (...) {
+    // Settle again on the restored tables, so that the domain can learn again.
     restore_cg_tables(learned);
+    evidence.restore_quietly();
     throw;
   }
   if (d->log) log_footer(d, d->cached_log_likelihood);

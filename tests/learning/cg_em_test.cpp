@@ -144,13 +144,13 @@ TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
 
 TEST(CgEm, AllocationFailureRestoresCgTables) {
   const std::vector<Case> cases = sample(6);
+  Net net;  // one domain throughout: a failed run must leave it learnable
+  net.add(cases, 3);
+  ASSERT_EQ(orv_domain_compile(net.dom), 0);
+  orv_domain_set_em_concurrency_level(net.dom, 2);
+  orv_domain_set_max_number_of_em_iterations(net.dom, 2);
+  const std::vector<double> before = net.parameters();
   for (std::size_t n = 0;; ++n) {
-    Net net;
-    net.add(cases, 3);
-    ASSERT_EQ(orv_domain_compile(net.dom), 0);
-    orv_domain_set_em_concurrency_level(net.dom, 2);
-    orv_domain_set_max_number_of_em_iterations(net.dom, 2);
-    const std::vector<double> before = net.parameters();
     orv_status_t status;
     {
       test::FailNthAllocation fail(n);
