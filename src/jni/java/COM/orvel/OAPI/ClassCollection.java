@@ -86,6 +86,12 @@ public class ClassCollection implements AutoCloseable {
     return Class.of(c);
   }
 
+  /** Moves every class of other into this collection (refused, moving none, when a name is in both). */
+  public void addClasses(ClassCollection other) {
+    Natives.API.orvCCAddClasses(handle(), other.handle());
+    OrvelException.check();
+  }
+
   /** The classes as NET text. */
   public String toNetString() {
     String s = Natives.API.orvCCToNetString(handle());

@@ -74,6 +74,64 @@ public final class ClassTest {
     }
   }
 
+  static Node labelled(Class c, String name) {
+    Node n = c.newNode(Node.CHANCE, Node.DISCRETE);
+    n.setName(name);
+    n.setNumberOfStates(2);
+    n.setStateLabel(0, "a");
+    n.setStateLabel(1, "b");
+    return n;
+  }
+
+  /** Classes built from Java: inputs and outputs, an instance with bindings, substitution, moving and writing. */
+  public static void testBuildingClassesFromJava() {
+    try (ClassCollection cc = new ClassCollection(); ClassCollection other = new ClassCollection()) {
+      Class inner = cc.newClass();
+      inner.setName("Inner");
+      Node in = labelled(inner, "In"), out = labelled(inner, "Out");
+      out.addParent(in);
+      in.addToInputs();
+      out.addToOutputs();
+      equal(List.of(in), inner.getInputs(), "inputs");
+      equal(List.of(out), inner.getOutputs(), "outputs");
+      Class outer = other.newClass();
+      outer.setName("Outer");
+      cc.addClasses(other);
+      check(outer.getClassCollection() == cc && other.getMembers().isEmpty(), "Outer moved into cc");
+      Node a = labelled(outer, "A"), i = outer.newInstance(inner);
+      i.setName("I");
+      i.setInput(in, a);
+      equal(a, i.getInput(in), "In bound to A");
+      Node clone = i.getOutput(out);
+      check(i.getOutputs().equals(List.of(clone)) && clone.getMaster() == out && clone.getInstance() == i,
+          "the output clone of Out");
+      equal(1, TestRunner.expectError(inner::delete, "a class with instances").getCode(), "usage");
+
+      cc.parseClasses("class Other { inputs = (In); outputs = (Out); node In { states = (\"a\" \"b\"); } "
+          + "node Out { states = (\"a\" \"b\"); } }");
+      Class replacement = cc.getClassByName("Other");
+      i.substituteClass(replacement);
+      Node formal = replacement.getInputs().get(0);
+      check(i.getInstanceClass() == replacement && i.getInput(formal) == a, "substituted, binding kept by name");
+      i.unsetInput(formal);
+      equal(null, i.getInput(formal), "unbound");
+      inner.delete();
+      check(inner.isDeleted() && in.isDeleted(), "Inner and its nodes are gone");
+      formal.removeFromInputs();
+      replacement.getOutputs().get(0).removeFromOutputs();
+      check(replacement.getInputs().isEmpty() && i.getOutputs().isEmpty(), "no inputs, and no clones left");
+
+      try (Domain d = BindingTest.rain()) {
+        Class rain = cc.addDomain(d);
+        check(d.isClosed() && rain.getNodeByName("Wet").getParents().size() == 1, "a domain becomes a class");
+      }
+      try (ClassCollection copy = new ClassCollection()) {
+        copy.parseClasses(cc.toNetString());
+        equal(cc.toNetString(), copy.toNetString(), "written classes read back alike");
+      }
+    }
+  }
+
   /**
    * A loader that throws fails the whole parse: the exception reaches the
    * caller and no new class stays, whether it throws before loading Leaf
