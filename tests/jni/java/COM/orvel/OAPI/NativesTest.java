@@ -16,6 +16,11 @@ import java.util.List;
 public final class NativesTest {
   private NativesTest() {}
 
+  /** A Java object for a model. */
+  static final class ModelPeer {
+    long modelPeer;
+  }
+
   static final int SUM = 11, MAX = 12, NORMAL = 20, FAST = 21;
 
   /** A null-terminated engine list of the handles; the caller deletes it. */
@@ -174,7 +179,12 @@ public final class NativesTest {
       equal(7L, N.orvModelGetNumberOfSamplesPerInterval(model), "samples read back");
       equal(0, N.orvNodeGenerateTable(wet), "generate");
       near(0.3, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 3), "P(Wet = no | Rain = no)");
+      ModelPeer peer = new ModelPeer();
+      peer.modelPeer = model;
+      equal(0, N.orvModelSetBackpointer(model, peer), "model peer");
+      check(N.orvModelGetBackpointer(model) == peer && N.orvNodeGetHomeBackpointer(wet) == d, "backpointers");
       equal(0, N.orvModelDelete(model), "delete the model");
+      equal(0L, peer.modelPeer, "the model's peer is zeroed");
       equal(0L, N.orvNodeGetModel(wet), "no model");
       equal(0, N.orvExpressionDelete(equals), "deleting the composite frees its operands");
     }
@@ -250,6 +260,127 @@ public final class NativesTest {
       d.propagate();
       near(2 * (0.25 * 100 + 0.25 * 400 - 7.5 * 7.5), N.orvNodeGetValue(f), "the function's value");
       equal(0L, N.orvDomainGetNumberOfUtilityNodes(h), "no utility node");
+    }
+  }
+
+  /** Data-set columns: content tests, statistics, forecast errors, edits, sorting and saving. */
+  public static void testDataSetStatisticsAndEdits() throws Exception {
+    long ds = N.orvParseDataSet(false, "a,f,k\n2,1,x\n4,4,x\n6,9,y\n8,8,y\n", ',', null);
+    check(N.orvDSColumnDataAreNumbers(ds, 0) && !N.orvDSColumnDataAreNumbers(ds, 2)
+        && !N.orvDSColumnDataAreIntervals(ds, 0) && !N.orvDSColumnIsEmpty(ds, 2), "column content");
+    near(20.0 / 3.0, N.orvDSComputeVariance(ds, 0), "sample variance");
+    near(0.0, N.orvDSComputeSkewness(ds, 0), "symmetric");
+    near(41.0 / 25.0 - 3.0, N.orvDSComputeKurtosis(ds, 0), "excess kurtosis");
+    near(1.0, N.orvDSComputeMeanAbsoluteError(ds, 0, 1), "MAE");
+    near(25.0, N.orvDSComputeMeanAbsolutePercentageError(ds, 0, 1), "MAPE");
+    near(0.5, N.orvDSComputeMeanAbsoluteScaledError(ds, 0, 1, 1), "MASE");
+    equal(2L, N.orvDSCountData(ds, 2, "x"), "count");
+    double[] cuts = N.orvDSComputeIEMIntervals(ds, 0, 2);
+    check(cuts.length >= 2 && cuts[0] < cuts[cuts.length - 1], "supervised boundaries");
+    equal(3L, N.orvDSCopyColumn(ds, 2, "k2"), "copy");
+    equal(2L, N.orvDSReplaceValues(ds, 3, "x", "z"), "replaced");
+    equal(0, N.orvDSMoveColumn(ds, 3, 0), "move column");
+    equal("k2", N.orvDSGetColumnName(ds, 0), "moved first");
+    equal(0, N.orvDSDeleteColumn(ds, 0), "delete column");
+    equal(3L, N.orvDSGetNumberOfColumns(ds), "three columns");
+    equal(0, N.orvDSSortRows(ds, 2, 0), "descending by k, stable");
+    equal("6", N.orvDSGetDataItem(ds, 0, 0), "first row");
+    equal(0, N.orvDSMoveRow(ds, 3, 0), "move the last row first");
+    equal("4", N.orvDSGetDataItem(ds, 0, 0), "moved");
+    equal(0, N.orvDSShiftColumnData(ds, 1, 1), "shift f down");
+    equal(null, N.orvDSGetDataItem(ds, 0, 1), "vacated cell");
+    java.nio.file.Path file = java.nio.file.Files.createTempFile("orvel", ".csv");
+    equal(0, N.orvDSSave(ds, file.toString(), ';'), "save");
+    equal(N.orvDSToCSVString(ds, ';'), java.nio.file.Files.readString(file), "the file holds the text");
+    java.nio.file.Files.delete(file);
+    equal(0, N.orvDSDelete(ds), "delete");
+  }
+
+  /**
+   * An influence diagram: S (0.7 good), an observation O of it, a decision D
+   * with O and an irrelevant R as parents, U(D, S) = 10, -5 for go, 0 for
+   * stay. The best policy goes when O is good: expected utility 6.
+   */
+  public static void testDecisions() {
+    String text = "net {} node S { states = (\"good\" \"bad\"); } node O { states = (\"good\" \"bad\"); } "
+        + "node R { states = (\"a\" \"b\"); } decision D { states = (\"go\" \"stay\"); } utility U {} "
+        + "potential (S) { data = (0.7 0.3); } potential (O | S) { data = ((0.9 0.1) (0.2 0.8)); } "
+        + "potential (R) { data = (0.5 0.5); } potential (D | O R) {} "
+        + "potential (U | D S) { data = ((10 -5) (0 0)); }";
+    try (Domain d = Domain.parse(text)) {
+      long h = d.modelPeer, dn = d.getNodeByName("D").nodePeer, u = d.getNodeByName("U").nodePeer;
+      long o = d.getNodeByName("O").nodePeer, r = d.getNodeByName("R").nodePeer;
+      equal(List.of(o), items(N.orvNodeGetRequisiteParents(dn)), "R is not requisite");
+      List<Long> ancestors = items(N.orvNodeGetRequisiteAncestors(dn));
+      check(ancestors.contains(o) && !ancestors.contains(r), "requisite ancestors");
+      equal(1L, N.orvDomainGetNumberOfDecisionNodes(h), "decisions");
+      equal(1L, N.orvDomainGetNumberOfUtilityNodes(h), "utilities");
+      d.compile();
+      equal(List.of(dn), items(N.orvDomainGetDecisionOrder(h)), "decision order");
+      d.propagate();
+      equal(0, N.orvDomainUpdatePolicies(h), "update policies");
+      near(6.0, N.orvDomainGetExpectedUtility(h), "maximal expected utility");
+      equal(-5.0, N.orvNodeGetMinUtility(u), "min utility");
+      equal(10.0, N.orvNodeGetMaxUtility(u), "max utility");
+      near(0.63 * 100 + 0.06 * 25 - 36, N.orvNodeGetVarianceOfUtility(u), "variance of utility");
+    }
+  }
+
+  /** Cases from a data set, EM on complete data, fit scores, and the case, log and node-list files. */
+  public static void testLearningAndFiles() throws Exception {
+    try (Domain d = BindingTest.rain()) {
+      long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
+      equal(null, N.orvDomainGetFileName(h), "parsed from text");
+      long ds = N.orvParseDataSet(false, "Rain,Wet\nyes,yes\nno,no\nno,yes\nno,no\n", ',', null);
+      equal(0, N.orvDomainAddCases(h, ds, 0, 4), "cases from the data set");
+      N.orvDSDelete(ds);
+      for (long n : new long[] {rain, wet}) {
+        check(!N.orvNodeHasExperienceTable(n) && N.orvNodeGetExperienceTable(n) != 0 && N.orvNodeHasExperienceTable(n),
+            "experience table made on request");
+        check(!N.orvNodeHasFadingTable(n) && N.orvNodeGetFadingTable(n) != 0 && N.orvNodeHasFadingTable(n),
+            "fading table made on request");
+      }
+      long order = list(rain, wet);
+      equal(0, N.orvDomainSetInitialTriangulation(h, order), "initial triangulation");
+      equal(0, N.orvDomainTriangulateWithOrder(h, order), "triangulate with an order");
+      N.orvListDelete(order);
+      d.compile();
+      equal(0, N.orvDomainLearnTables(h), "EM");
+      near(0.25, N.orvTableGetDataItem(N.orvNodeGetTable(rain), 0), "P(Rain = yes)");
+      near(1.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 2), "P(Wet = yes | Rain = no)");
+      double l = N.orvDomainGetLogLikelihood(h);
+      near(Math.log(0.25 * 0.5 * 0.25 * 0.5), l, "log-likelihood");
+      double k = l - N.orvDomainGetAIC(h);
+      check(k > 0 && k == Math.rint(k), "AIC counts free parameters");
+      near(l - k / 2 * Math.log(4), N.orvDomainGetBIC(h), "BIC");
+
+      java.nio.file.Path dir = java.nio.file.Files.createTempDirectory("orvel");
+      String log = dir.resolve("log").toString();
+      equal(0, N.orvDomainSetLogFile(h, log), "log file");
+      d.propagate();
+      equal(0, N.orvDomainReportBeliefs(h), "report all");
+      equal(0, N.orvNodeReportBeliefs(rain), "report one");
+      equal(0, N.orvDomainSetLogFile(h, null), "log closed");
+      check(java.nio.file.Files.readString(java.nio.file.Path.of(log)).contains("Wet"), "beliefs in the log");
+      equal(0, N.orvNodeSelectState(rain, 0), "Rain = yes");
+      String caseFile = dir.resolve("case").toString();
+      equal(0, N.orvDomainSaveCase(h, caseFile), "save the case");
+      check(java.nio.file.Files.readString(java.nio.file.Path.of(caseFile)).contains("Rain"), "the finding written");
+      java.nio.file.Path names = dir.resolve("nodes");
+      java.nio.file.Files.writeString(names, "Wet Rain\n");
+      long read = N.orvDomainParseNodes(h, names.toString(), null);
+      equal(List.of(wet, rain), items(read), "node list read");
+      N.orvListDelete(read);
+      String net = dir.resolve("rain.net").toString();
+      d.saveAsNet(net);
+      equal(net, N.orvDomainGetFileName(h), "the file saved to");
+      equal(0, N.orvDomainSeedRandom(h, 7), "seed");
+      double first = N.orvDomainGetUniformDeviate(h);
+      check(first >= 0 && first < 1 && !Double.isNaN(N.orvDomainGetNormalDeviate(h, 0, 1)), "deviates");
+      N.orvDomainSeedRandom(h, 7);
+      equal(first, N.orvDomainGetUniformDeviate(h), "the same seed repeats");
+      for (String f : new String[] {"log", "case", "nodes", "rain.net"}) java.nio.file.Files.delete(dir.resolve(f));
+      java.nio.file.Files.delete(dir);
     }
   }
 }
