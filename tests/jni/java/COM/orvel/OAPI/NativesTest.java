@@ -146,6 +146,8 @@ public final class NativesTest {
       equal(1L, N.orvDomainGetNumberOfDecisionNodes(h), "one decision");
       equal(0L, N.orvDomainGetNumberOfUtilityNodes(h), "no utility");
       equal(0L, N.orvDomainGetNumberOfInstanceNodes(h), "no instance");
+      equal(0, N.orvTableSetAllDataItems(N.orvNodeGetTable(wet), 0.5), "uniform");
+      equal(0.5, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 1), "every entry");
     }
   }
 
@@ -355,6 +357,12 @@ public final class NativesTest {
       near(l - k / 2 * Math.log(4), N.orvDomainGetBIC(h), "BIC");
 
       java.nio.file.Path dir = java.nio.file.Files.createTempDirectory("orvel");
+      long both = list(rain, wet);
+      String cases = dir.resolve("cases").toString();
+      equal(0, N.orvDomainSaveCases(h, cases, both, new long[] {1, 2}, true, ",", "*"), "save two cases");
+      N.orvListDelete(both);
+      equal("#,Rain,Wet\n\n1,\"no\",\"no\"\n1,\"no\",\"yes\"\n", java.nio.file.Files.readString(java.nio.file.Path.of(cases)),
+          "names, then cases 1 and 2 with their counts");
       String log = dir.resolve("log").toString();
       equal(0, N.orvDomainSetLogFile(h, log), "log file");
       d.propagate();
@@ -379,7 +387,7 @@ public final class NativesTest {
       check(first >= 0 && first < 1 && !Double.isNaN(N.orvDomainGetNormalDeviate(h, 0, 1)), "deviates");
       N.orvDomainSeedRandom(h, 7);
       equal(first, N.orvDomainGetUniformDeviate(h), "the same seed repeats");
-      for (String f : new String[] {"log", "case", "nodes", "rain.net"}) java.nio.file.Files.delete(dir.resolve(f));
+      for (String f : new String[] {"cases", "log", "case", "nodes", "rain.net"}) java.nio.file.Files.delete(dir.resolve(f));
       java.nio.file.Files.delete(dir);
     }
   }
