@@ -2,6 +2,7 @@
 // attach the peer before returning (set the backpointer or delete again).
 #include "jni/jni_support.h"
 #include "jni/parse_callbacks.h"
+#include "jni/sources.h"
 #include "model/domain.h"
 #include "model/node.h"
 
@@ -36,6 +37,28 @@ JNIEXPORT jlong ORV_JNI(NewDomain)(JNIEnv *env, jobject, jobject peer, jlong lic
 JNIEXPORT jlong ORV_JNI(DomainClone)(JNIEnv *env, jobject, jobject peer, jlong domain) {
   if (!peer) return orv::usage<jlong>(0);
   return keep_or_delete(env, orv_domain_clone(from_handle<orv_domain_t>(domain)), peer);
+}
+
+// The unfolded domain gets its peer, then every node its Java source list.
+// When a list can not be made the domain is deleted again (its peers and the
+// lists made so far released), keeping the error code and any pending Java
+// exception (an OutOfMemoryError) for the caller.
+JNIEXPORT jlong ORV_JNI(ClassCreateDomain)(JNIEnv *env, jobject, jobject peer, jlong class_) {
+  if (!peer) return orv::usage<jlong>(0);
+  const jlong handle = keep_or_delete(env, orv_class_create_domain(from_handle<orv_class_t>(class_)), peer);
+  if (!handle) return 0;
+  auto *domain = from_handle<orv_domain_s *>(handle);
+  const orv_status_t status = orv::jni::attach_source_lists(env, domain);
+  if (status == orv_error_none) return handle;
+  jthrowable pending = env->ExceptionOccurred();
+  if (pending) env->ExceptionClear();  // releasing the peers calls into the JVM
+  orv_domain_delete(domain);
+  if (pending) {
+    env->Throw(pending);
+    env->DeleteLocalRef(pending);
+  }
+  orv::set_error(static_cast<orv_error_t>(status));
+  return 0;
 }
 
 JNIEXPORT jlong ORV_JNI(NetParseDomain)(JNIEnv *env, jobject, jobject peer, jstring source, jobject receiver) {

@@ -33,12 +33,6 @@ PeerField *field_of(Tag tag) {
   return nullptr;
 }
 
-JNIEnv *current_env() {
-  void *env = nullptr;
-  if (!java_vm || java_vm->GetEnv(&env, JNI_VERSION_1_6) != JNI_OK) return nullptr;
-  return static_cast<JNIEnv *>(env);
-}
-
 void zero_peer(JNIEnv *env, Tagged *record) noexcept {
   PeerField *f = field_of(record->tag);
   auto peer = static_cast<jobject>(record->java_peer);
@@ -51,6 +45,12 @@ void zero_peer(JNIEnv *env, Tagged *record) noexcept {
 void release_hook(Tagged *record) noexcept { zero_peer(current_env(), record); }
 
 }  // namespace
+
+JNIEnv *current_env() {
+  void *env = nullptr;
+  if (!java_vm || java_vm->GetEnv(&env, JNI_VERSION_1_6) != JNI_OK) return nullptr;
+  return static_cast<JNIEnv *>(env);
+}
 
 Utf8::Utf8(JNIEnv *env, jstring text) {
   if (!text) {

@@ -73,6 +73,10 @@ jobject peer_of(JNIEnv *env, const Tagged *record);
 // Releases the record's reference now, zeroing the peer's field.
 void release(Tagged *record) noexcept;
 
+// The calling thread's environment once a peer was attached; null before
+// that and on a thread the JVM does not know.
+JNIEnv *current_env();
+
 // A global reference counted by the binding (the test hooks read the count).
 jobject new_global(JNIEnv *env, jobject object);
 void delete_global(JNIEnv *env, jobject object);

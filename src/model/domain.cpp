@@ -27,6 +27,7 @@ orv_domain_s::~orv_domain_s() {
 namespace orv {
 
 PeerRelease peer_release = nullptr;
+SourceRelease source_release = nullptr;
 
 bool is_domain(const orv_domain_s *d) {
   return d && (d->tag == Tag::domain || d->tag == Tag::class_record);

@@ -24,9 +24,19 @@ struct EdgeConstraintRecord {
 };
 }
 
+namespace orv {
+// Installed by the Java binding: releases a node's global reference to the
+// Java array mirroring its source list.
+using SourceRelease = void (*)(orv_node_s *node) noexcept;
+extern SourceRelease source_release;
+}  // namespace orv
+
 struct orv_node_s : orv::Tagged {
   orv_node_s(orv_domain_s *owner_, orv_category_t category_, orv_kind_t kind_)
       : Tagged(orv::Tag::node), owner(owner_), category(category_), kind(kind_) {}
+  ~orv_node_s() {
+    if (java_source) orv::source_release(this);
+  }
 
   // Identity.
   orv_domain_s *owner;
@@ -76,6 +86,9 @@ struct orv_node_s : orv::Tagged {
   orv::Vector<orv_node_s *> input_bindings;
   // A node of an unfolded domain: [instance at depth 0, ..., class node].
   orv::NodeList source;
+  // The Java binding's global reference to the source list as an array of
+  // the class nodes' Java peers, made when the domain is unfolded from Java.
+  void *java_source = nullptr;
 
   void *user_data = nullptr;
   orv_attribute_s *attributes = nullptr;  // owned list, newest key first

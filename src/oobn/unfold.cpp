@@ -222,7 +222,10 @@ orv_node_t *orv_node_get_source(orv_node_t node) {
 
 orv_status_t orv_domain_delete_source_lists(orv_domain_t domain) {
   if (!orv::is_domain(domain) || domain->is_class()) return usage(orv_error_usage);
-  for (orv_node_s *n = domain->first_node; n; n = n->next) n->source.clear();
+  for (orv_node_s *n = domain->first_node; n; n = n->next) {
+    if (n->java_source) orv::source_release(n);
+    n->source.clear();
+  }
   orv::set_error(orv_error_none);
   return orv_error_none;
 }

@@ -26,6 +26,11 @@ public class Domain implements AutoCloseable {
 
   private Domain(int unused) {}
 
+  /** A domain object without an engine domain yet, for natives that create one. */
+  static Domain empty() {
+    return new Domain(0);
+  }
+
   /** A domain parsed from NET text or read from a NET file, messages to listener. */
   public static Domain parse(String textOrFileName, ParseListener listener) {
     Domain d = new Domain(0);
@@ -73,29 +78,25 @@ public class Domain implements AutoCloseable {
     OrvelException.check();
   }
 
+  /** Releases the source lists of a domain made by Class.createDomain (before changing the classes). */
+  public void deleteSourceLists() {
+    Natives.API.orvDomainDeleteSourceLists(handle());
+    OrvelException.check();
+  }
+
   /** A new node: category Node.CHANCE, DECISION, UTILITY or FUNCTION; kind Node.DISCRETE, ... */
   public Node newNode(int category, int kind) {
-    Node n = new Node();
-    n.nodePeer = Natives.API.orvDomainNewNode(n, handle(), category, kind);
-    OrvelException.check();
-    return n;
+    return Node.create(handle(), category, kind);
   }
 
   /** The nodes, newest first (file order for a parsed domain). */
   public List<Node> getNodes() {
-    List<Node> out = new ArrayList<>();
-    for (long n = Natives.API.orvDomainGetFirstNode(handle()); n != 0; n = Natives.API.orvNodeGetNext(n)) {
-      out.add(Node.of(n));
-    }
-    OrvelException.check();
-    return out;
+    return Node.all(handle());
   }
 
   /** The node of that name, or null. */
   public Node getNodeByName(String name) {
-    long n = Natives.API.orvDomainGetNodeByName(handle(), name);
-    OrvelException.check();
-    return Node.of(n);
+    return Node.byName(handle(), name);
   }
 
   public Domain copy() {

@@ -26,6 +26,31 @@ public class Node {
     }, Natives.API::orvNodeSetBackpointer);
   }
 
+  /** A new node of a domain or class handle, with this Java object as its peer. */
+  static Node create(long owner, int category, int kind) {
+    Node n = new Node();
+    n.nodePeer = Natives.API.orvDomainNewNode(n, owner, category, kind);
+    OrvelException.check();
+    return n;
+  }
+
+  /** The nodes of a domain or class handle. */
+  static List<Node> all(long owner) {
+    List<Node> out = new java.util.ArrayList<>();
+    for (long n = Natives.API.orvDomainGetFirstNode(owner); n != 0; n = Natives.API.orvNodeGetNext(n)) {
+      out.add(Node.of(n));
+    }
+    OrvelException.check();
+    return out;
+  }
+
+  /** The node of that name in a domain or class handle, or null. */
+  static Node byName(long owner, String name) {
+    long n = Natives.API.orvDomainGetNodeByName(owner, name);
+    OrvelException.check();
+    return Node.of(n);
+  }
+
   public boolean isDeleted() {
     return nodePeer == 0;
   }
@@ -187,6 +212,106 @@ public class Node {
     long t = Natives.API.orvNodeGetJunctionTree(handle());
     OrvelException.check();
     return JunctionTree.of(t);
+  }
+
+  /** The class a class node belongs to, or null for a node of a domain. */
+  public Class getHomeClass() {
+    long c = Natives.API.orvNodeGetHomeClass(handle());
+    OrvelException.check();
+    return Class.of(c);
+  }
+
+  /** For an instance node: the class it instantiates (null for other nodes). */
+  public Class getInstanceClass() {
+    long c = Natives.API.orvNodeGetInstanceClass(handle());
+    OrvelException.check();
+    return Class.of(c);
+  }
+
+  /** For an instance node: the actual node bound to the formal input node, or null. */
+  public Node getInput(Node formal) {
+    long n = Natives.API.orvNodeGetInput(handle(), formal.handle());
+    OrvelException.check();
+    return Node.of(n);
+  }
+
+  /** For an instance node: binds the formal input node of its class to an actual node. */
+  public void setInput(Node formal, Node actual) {
+    Natives.API.orvNodeSetInput(handle(), formal.handle(), actual.handle());
+    OrvelException.check();
+  }
+
+  /** For an instance node: removes the binding of the formal input node. */
+  public void unsetInput(Node formal) {
+    Natives.API.orvNodeUnsetInput(handle(), formal.handle());
+    OrvelException.check();
+  }
+
+  /** For an instance node: the output clone standing for the class's output node. */
+  public Node getOutput(Node output) {
+    long n = Natives.API.orvNodeGetOutput(handle(), output.handle());
+    OrvelException.check();
+    return Node.of(n);
+  }
+
+  /** For an instance node: its output clones, in the order of the class's outputs. */
+  public List<Node> getOutputs() {
+    return Natives.list(Natives.API.orvNodeGetOutputs(handle()), Node::of);
+  }
+
+  /** For an output clone: the output node of the instantiated class it stands for. */
+  public Node getMaster() {
+    long n = Natives.API.orvNodeGetMaster(handle());
+    OrvelException.check();
+    return Node.of(n);
+  }
+
+  /** For an output clone: the instance node it belongs to. */
+  public Node getInstance() {
+    long n = Natives.API.orvNodeGetInstance(handle());
+    OrvelException.check();
+    return Node.of(n);
+  }
+
+  /** Makes this class node an input (or output) node of its class, or stops it being one. */
+  public void addToInputs() {
+    Natives.API.orvNodeAddToInputs(handle());
+    OrvelException.check();
+  }
+
+  public void removeFromInputs() {
+    Natives.API.orvNodeRemoveFromInputs(handle());
+    OrvelException.check();
+  }
+
+  public void addToOutputs() {
+    Natives.API.orvNodeAddToOutputs(handle());
+    OrvelException.check();
+  }
+
+  public void removeFromOutputs() {
+    Natives.API.orvNodeRemoveFromOutputs(handle());
+    OrvelException.check();
+  }
+
+  /** For an instance node: instantiates another class, matching inputs and outputs by name. */
+  public void substituteClass(Class replacement) {
+    Natives.API.orvNodeSubstituteClass(handle(), replacement.handle());
+    OrvelException.check();
+  }
+
+  /**
+   * For a node of a domain made by Class.createDomain: the instance nodes it
+   * was unfolded through, outermost first, then the class node it was copied
+   * from. Empty for other nodes and after Domain.deleteSourceLists.
+   */
+  public List<Node> getSource() {
+    Object[] peers = Natives.API.orvNodeGetSource(handle());
+    if (peers == null && Natives.API.orvErrorCode() == 1) return List.of();  // usage: no list
+    OrvelException.check();
+    List<Node> out = new java.util.ArrayList<>(peers.length);
+    for (Object p : peers) out.add((Node) p);
+    return out;
   }
 
   @Override

@@ -347,15 +347,21 @@ public final class BindingTest {
     String text = "class C { node X { states = (\"a\" \"b\"); } "
         + "potential (X) { data = (0.5 0.5); experience = (0); } }";
     equal(0, N.orvNetParseClasses(text, cc, null, null), "class parse");
-    long d = N.orvClassCreateDomain(N.orvCCGetClassByName(cc, "C"));
-    check(d != 0, "unfolded");
+    Domain peer = Domain.empty();
+    long d = N.orvClassCreateDomain(peer, N.orvCCGetClassByName(cc, "C"));
+    check(d != 0 && N.orvDomainGetBackpointer(d) == peer, "unfolded, with its peer");
     long x = N.orvDomainGetNodeByName(d, "X");
+    Object[] source = N.orvNodeGetSource(x);
+    check(source.length == 1 && source[0] == null, "the source list holds no peer where the class node has none");
     equal(0, N.orvDomainSetNumberOfCases(d, 3), "cases");
     for (int c = 0; c < 3; c++) equal(0, N.orvNodeSetCaseState(x, c, c == 2 ? 1 : 0), "case state");
     equal(0, N.orvDomainCompile(d), "compile");
     equal(0, N.orvDomainLearnClassTables(d), "learn class tables");
     equal(2.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(x), 0), "P(X = a)");
+    equal(0, N.orvDomainDeleteSourceLists(d), "delete source lists");
+    check(N.orvNodeGetSource(x) == null && N.orvErrorCode() == 1, "no list: null and usage");
     equal(0, N.orvDomainDelete(d), "delete domain");
+    check(peer.isClosed(), "the peer is zeroed");
     equal(0, N.orvCCDelete(cc), "delete collection");
   }
 }

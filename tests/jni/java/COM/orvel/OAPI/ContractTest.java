@@ -26,7 +26,7 @@ public final class ContractTest {
       "orvNodeGetCategory", 0, "orvNodeGetKind", 2, "orvNodeGetSubtype", 0, "orvExpressionGetOperator", 118,
       "orvNodeGetXCoordinate", 0, "orvNodeGetYCoordinate", 0, "orvNodeGetEdgeConstraint", 107);
 
-  static Object zero(Class<?> type) {
+  static Object zero(java.lang.Class<?> type) {
     if (type == long.class) return 0L;
     if (type == int.class) return 0;
     if (type == double.class) return 0.0;
@@ -41,13 +41,13 @@ public final class ContractTest {
     int count = 0;
     for (Method m : AbstractNativeOAPI.class.getDeclaredMethods()) {
       if (!Modifier.isNative(m.getModifiers()) || NO_HANDLE.contains(m.getName())) continue;
-      Class<?>[] types = m.getParameterTypes();
+      java.lang.Class<?>[] types = m.getParameterTypes();
       Object[] args = new Object[types.length];
       for (int i = 0; i < types.length; i++) args[i] = zero(types[i]);
       Object result = m.invoke(api, args);
       count++;
       int code = api.orvErrorCode();
-      Class<?> r = m.getReturnType();
+      java.lang.Class<?> r = m.getReturnType();
       String name = m.getName();
       boolean logarithm = name.contains("Log") && !name.endsWith("Tolerance")
           || name.endsWith("AIC") || name.endsWith("BIC");

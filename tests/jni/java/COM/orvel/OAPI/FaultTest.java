@@ -49,4 +49,40 @@ public final class FaultTest {
       }, () -> d.getNodeByName("Sun").setName("Rain"), nodes) > 0, "renaming allocates");
     }
   }
+
+  /**
+   * Each source list is one global reference held by its node: released by
+   * deleteSourceLists and by closing the domain; unfolding under injected
+   * failures leaves nothing behind.
+   */
+  public static void testSourceListsReleaseTheirReferences() {
+    try (ClassCollection first = new ClassCollection()) {
+      first.newClass();  // the first class peer pins the peer class for good
+    }
+    long start = TestHooks.liveGlobalRefs();
+    java.util.Map<String, String> classes = ClassTest.hierarchy();
+    try (ClassCollection cc = new ClassCollection()) {
+      cc.parseClasses(classes.get("Top"), ClassTest.loader(classes, new java.util.ArrayList<>()));
+      Class top = cc.getClassByName("Top");
+      for (Class c : cc.getMembers()) c.getNodes();  // the class nodes' peers, before counting
+      Domain[] made = new Domain[1];
+      check(sweep("createDomain", () -> made[0] = top.createDomain(), () -> made[0].close(),
+          () -> cc.toNetString()) > 10, "unfolding allocates");
+      long before = TestHooks.liveGlobalRefs();
+      Domain d = top.createDomain();
+      java.util.List<Node> nodes = d.getNodes();
+      long held = TestHooks.liveGlobalRefs();
+      equal(before + 1 + 2 * nodes.size(), held, "the domain's peer, and per node its peer and source list");
+      for (Node n : nodes) check(!n.getSource().isEmpty(), "every unfolded node has a source");
+      equal(held, TestHooks.liveGlobalRefs(), "reading a list makes no reference");
+      d.deleteSourceLists();
+      equal(held - nodes.size(), TestHooks.liveGlobalRefs(), "one reference per source list released");
+      for (Node n : nodes) check(n.getSource().isEmpty(), "no source after deleting the lists");
+      d.close();
+      equal(before, TestHooks.liveGlobalRefs(), "closing releases the rest");
+      top.createDomain().close();
+      equal(before, TestHooks.liveGlobalRefs(), "closing with the lists releases them too");
+    }
+    equal(start, TestHooks.liveGlobalRefs(), "every reference released");
+  }
 }

@@ -16,7 +16,7 @@ public final class TestRunner {
   public static void main(String[] args) throws Exception {
     int passed = 0, failed = 0;
     for (String name : args) {
-      Method[] methods = Class.forName(name).getDeclaredMethods();
+      Method[] methods = java.lang.Class.forName(name).getDeclaredMethods();
       Arrays.sort(methods, Comparator.comparing(Method::getName));
       for (Method m : methods) {
         if (!m.getName().startsWith("test") || !Modifier.isStatic(m.getModifiers()) || m.getParameterCount() != 0) {
@@ -43,6 +43,12 @@ public final class TestRunner {
 
   static void equal(Object expected, Object actual, String what) {
     if (expected == null ? actual != null : !expected.equals(actual)) {
+      throw new AssertionError(what + ": expected " + expected + ", got " + actual);
+    }
+  }
+
+  static void near(double expected, double actual, String what) {
+    if (!(Math.abs(expected - actual) <= 1e-12 * Math.max(1.0, Math.abs(expected)))) {
       throw new AssertionError(what + ": expected " + expected + ", got " + actual);
     }
   }
