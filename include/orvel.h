@@ -464,6 +464,27 @@ ORV_API long orv_node_get_state_index_from_value(orv_node_t node, double value);
  * labels; every table involving the node is permuted along. Errors: usage,
  * no_memory. */
 ORV_API orv_status_t orv_node_reorder_states(orv_node_t node, const char *const *order);
+/* Refines an interval node: every interval of positive width is split at
+ * its midpoint (an infinite end interval one width of its finite neighbour,
+ * or 1, from its finite end; (-inf, inf) at 0); point intervals stay whole.
+ * The node's own table splits each interval's probability evenly between the
+ * halves; tables that the node conditions (children, utilities, policies)
+ * copy each column to both halves; experience counts split evenly. Models
+ * with the node among their model nodes copy each expression to both halves;
+ * models that mention the node are regenerated before next use. Labels are
+ * removed, evidence on the node is cleared, a case state of a split interval
+ * becomes missing, and the domain is uncompiled. Errors: usage (not an
+ * interval node with valid state values, 16384 states or more, a class node
+ * or a temporal clone), no_memory (nothing changed). */
+ORV_API orv_status_t orv_node_double_number_of_intervals(orv_node_t node);
+/* Coarsens an interval node: intervals 2k and 2k+1 merge (an odd last one
+ * stays alone), undoing orv_node_double_number_of_intervals exactly. The
+ * node's own table and experience counts add the merged entries, tables the
+ * node conditions average the two columns, models keep the expression of
+ * the first interval of each pair; labels, evidence and the compiled state
+ * as for doubling, case states follow the merge. Errors: usage (as for
+ * doubling, or fewer than 2 states), no_memory (nothing changed). */
+ORV_API orv_status_t orv_node_halve_number_of_intervals(orv_node_t node);
 
 /* ======================================================================
  * Attributes and user data
@@ -1247,6 +1268,13 @@ ORV_API double orv_node_get_variance(orv_node_t node);
  * i, node) give that component's mean and variance. The caller frees it with
  * orv_table_delete. Errors: usage, not_compiled, no_equilibrium, no_memory. */
 ORV_API orv_table_t orv_node_get_distribution(orv_node_t node);
+/* The probability that the continuous node of a mixture table (as from
+ * orv_node_get_distribution: discrete nodes followed by the one continuous
+ * node) lies in [x, y]: the weight-normalised sum of the components' normal
+ * masses (a zero variance is a point mass). Pass the most negative and the
+ * largest double for infinite ends. Errors: usage (not such a table, x > y
+ * or NaN, negative or all-zero weights); -1.0 then. */
+ORV_API double orv_table_compute_probability_of_interval(orv_table_t table, double x, double y);
 /* The joint marginal of distinct discrete nodes (in the given order), as a
  * new table that the caller frees with orv_table_delete. Errors: usage (also
  * for max equilibrium or fast retraction with evidence), not_compiled,

@@ -7,6 +7,7 @@
 
 #include "compile/forest_log.h"
 #include "expr/evaluate.h"
+#include "expr/model_upkeep.h"
 #include "runtime/error.h"
 #include "tables/node_table.h"
 #include "tables/table.h"
@@ -14,14 +15,6 @@
 namespace orv {
 
 namespace {
-
-bool mentions(const orv_expression_s *e, const orv_node_s *n) {
-  if (e->op == orv_op_node) return e->node == n;
-  if (!e->is_composite()) return false;
-  for (std::size_t i = 0; i < e->operand_count(); ++i)
-    if (mentions(e->operands[i], n)) return true;
-  return false;
-}
 
 // Node values from one configuration of the table's discrete nodes, with a
 // sample point for each sampled interval parent.
