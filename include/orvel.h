@@ -652,7 +652,12 @@ ORV_API size_t orv_model_get_number_of_samples_per_interval(orv_model_t model);
  * NegativeBinomial(r, p), Geometric(p). An interval node receives the mass
  * of each interval; mass outside every interval is dropped and the column
  * renormalised. Interval parents that an expression mentions are sampled at
- * the model's samples per interval and the columns averaged.
+ * the model's samples per interval and the columns averaged. A continuous
+ * chance node takes Normal(mean, variance) with the mean linear in its
+ * continuous parents (+, -, and * or / by terms without them; if on other
+ * values): intercept, regression coefficients and variance of each
+ * configuration's CG block; sampled parents average the mean terms and add
+ * the spread of the intercepts to the variance.
  * Errors: usage (no model, a node kind without tables), invalid_expression
  * (a missing expression, bad parameters, no mass on any state; with a log
  * set, a line names the node and the parent configuration), no_memory. A
@@ -1298,11 +1303,13 @@ ORV_API orv_status_t orv_node_report_beliefs(orv_node_t node);
  * the part of the network that bears on them. Returns a new table that the
  * caller frees with orv_table_delete; stores ln P(evidence) of all entered
  * evidence in *log_pe when log_pe is not null (without it, only evidence that
- * bears on the nodes is checked for being possible). Leaves the domain, its
- * compiled state and its evidence untouched. Domains with decision, utility
- * or continuous nodes or undirected links are answered by compiling and
- * propagating a copy of the domain (with the current policies of a LIMID).
- * Errors: usage, inconsistency_or_underflow (impossible evidence),
+ * bears on the nodes is checked for being possible). Tables of models that
+ * are not up to date are generated first (as compilation does); otherwise
+ * the domain, its compiled state and its evidence stay untouched. Domains
+ * with decision, utility or continuous nodes or undirected links are
+ * answered by compiling and propagating a copy of the domain (with the
+ * current policies of a LIMID). Errors: usage, inconsistency_or_underflow
+ * (impossible evidence), invalid_expression (table generation),
  * size_too_large, no_memory, and those of compilation for such domains. */
 ORV_API orv_table_t orv_domain_query_marginal(orv_domain_t domain, orv_node_t *nodes, double *log_pe);
 /* Targeted beliefs of many nodes at once, sharing the work: for each listed
