@@ -464,6 +464,27 @@ ORV_API long orv_node_get_state_index_from_value(orv_node_t node, double value);
  * labels; every table involving the node is permuted along. Errors: usage,
  * no_memory. */
 ORV_API orv_status_t orv_node_reorder_states(orv_node_t node, const char *const *order);
+/* Refines an interval node: every interval of positive width is split at
+ * its midpoint (an infinite end interval one width of its finite neighbour,
+ * or 1, from its finite end; (-inf, inf) at 0); point intervals stay whole.
+ * The node's own table splits each interval's probability evenly between the
+ * halves; tables that the node conditions (children, utilities, policies)
+ * copy each column to both halves; experience counts split evenly. Models
+ * with the node among their model nodes copy each expression to both halves;
+ * models that mention the node are regenerated before next use. Labels are
+ * removed, evidence on the node is cleared, a case state of a split interval
+ * becomes missing, and the domain is uncompiled. Errors: usage (not an
+ * interval node with valid state values, 16384 states or more, a class node
+ * or a temporal clone), no_memory (nothing changed). */
+ORV_API orv_status_t orv_node_double_number_of_intervals(orv_node_t node);
+/* Coarsens an interval node: intervals 2k and 2k+1 merge (an odd last one
+ * stays alone), undoing orv_node_double_number_of_intervals exactly. The
+ * node's own table and experience counts add the merged entries, tables the
+ * node conditions average the two columns, models keep the expression of
+ * the first interval of each pair; labels, evidence and the compiled state
+ * as for doubling, case states follow the merge. Errors: usage (as for
+ * doubling, or fewer than 2 states), no_memory (nothing changed). */
+ORV_API orv_status_t orv_node_halve_number_of_intervals(orv_node_t node);
 
 /* ======================================================================
  * Attributes and user data
@@ -631,7 +652,12 @@ ORV_API size_t orv_model_get_number_of_samples_per_interval(orv_model_t model);
  * NegativeBinomial(r, p), Geometric(p). An interval node receives the mass
  * of each interval; mass outside every interval is dropped and the column
  * renormalised. Interval parents that an expression mentions are sampled at
- * the model's samples per interval and the columns averaged.
+ * the model's samples per interval and the columns averaged. A continuous
+ * chance node takes Normal(mean, variance) with the mean linear in its
+ * continuous parents (+, -, and * or / by terms without them; if on other
+ * values): intercept, regression coefficients and variance of each
+ * configuration's CG block; sampled parents average the mean terms and add
+ * the spread of the intercepts to the variance.
  * Errors: usage (no model, a node kind without tables), invalid_expression
  * (a missing expression, bad parameters, no mass on any state; with a log
  * set, a line names the node and the parent configuration), no_memory. A
@@ -1250,6 +1276,13 @@ ORV_API double orv_node_get_variance(orv_node_t node);
  * i, node) give that component's mean and variance. The caller frees it with
  * orv_table_delete. Errors: usage, not_compiled, no_equilibrium, no_memory. */
 ORV_API orv_table_t orv_node_get_distribution(orv_node_t node);
+/* The probability that the continuous node of a mixture table (as from
+ * orv_node_get_distribution: discrete nodes followed by the one continuous
+ * node) lies in [x, y]: the weight-normalised sum of the components' normal
+ * masses (a zero variance is a point mass). Pass the most negative and the
+ * largest double for infinite ends. Errors: usage (not such a table, x > y
+ * or NaN, negative or all-zero weights); -1.0 then. */
+ORV_API double orv_table_compute_probability_of_interval(orv_table_t table, double x, double y);
 /* The joint marginal of distinct discrete nodes (in the given order), as a
  * new table that the caller frees with orv_table_delete. Errors: usage (also
  * for max equilibrium or fast retraction with evidence), not_compiled,
@@ -1273,11 +1306,13 @@ ORV_API orv_status_t orv_node_report_beliefs(orv_node_t node);
  * the part of the network that bears on them. Returns a new table that the
  * caller frees with orv_table_delete; stores ln P(evidence) of all entered
  * evidence in *log_pe when log_pe is not null (without it, only evidence that
- * bears on the nodes is checked for being possible). Leaves the domain, its
- * compiled state and its evidence untouched. Domains with decision, utility
- * or continuous nodes or undirected links are answered by compiling and
- * propagating a copy of the domain (with the current policies of a LIMID).
- * Errors: usage, inconsistency_or_underflow (impossible evidence),
+ * bears on the nodes is checked for being possible). Tables of models that
+ * are not up to date are generated first (as compilation does); otherwise
+ * the domain, its compiled state and its evidence stay untouched. Domains
+ * with decision, utility or continuous nodes or undirected links are
+ * answered by compiling and propagating a copy of the domain (with the
+ * current policies of a LIMID). Errors: usage, inconsistency_or_underflow
+ * (impossible evidence), invalid_expression (table generation),
  * size_too_large, no_memory, and those of compilation for such domains. */
 ORV_API orv_table_t orv_domain_query_marginal(orv_domain_t domain, orv_node_t *nodes, double *log_pe);
 /* Targeted beliefs of many nodes at once, sharing the work: for each listed

@@ -1,5 +1,6 @@
 // The integer families (Binomial, Poisson, NegativeBinomial, Geometric),
 // point masses, NoisyOR and the aggregate of a random number of copies.
+#include <cfloat>
 #include <cmath>
 
 #include "expr/distribution.h"
@@ -114,23 +115,37 @@ Distribution aggregated(Distribution count, Distribution copy) {
   return d;
 }
 
+// Bounds of an aggregate's convolution: the largest value tabulated, and
+// the total multiply-adds (about a second of work).
+constexpr std::size_t kMaxAggregateValue = 20000;
+constexpr std::size_t kMaxAggregateWork = std::size_t{1} << 30;
+
 // The probabilities of 0 .. limit of the sum: the n-fold convolutions of the
 // copy weighted by P(N = n), until N's remaining mass is negligible (or, when
-// a copy is never 0, until n passes the limit).
+// a copy is never 0, until n passes the limit). Fails (invalid) when the
+// convolutions would take more than about a second.
 void prepare(Distribution &d, double limit) {
   if (d.family != orv_op_aggregate) return;
   for (Distribution &part : d.parts) prepare(part, limit);
-  const std::size_t size = static_cast<std::size_t>(std::fmin(std::fmax(limit, 0.0), 1e6)) + 1;
+  // Each convolution costs size^2 / 2 steps: refuse what could not finish
+  // in reasonable time or memory instead of trying.
+  if (!(limit <= static_cast<double>(kMaxAggregateValue))) invalid("the aggregate is too large to convolve");
+  const std::size_t size = static_cast<std::size_t>(std::fmax(limit, 0.0)) + 1;
   const Distribution &count = d.parts[0], &copy = d.parts[1];
   Vector<double> copy_pmf(size), power_pmf(size, 0.0), next(size), sum(size, 0.0);
   for (std::size_t k = 0; k < size; ++k) copy_pmf[k] = probability_of(copy, static_cast<double>(k));
   power_pmf[0] = 1.0;
   double seen = 0.0;
+  std::size_t work = 0;
   for (std::size_t n = 0; n < 100000; ++n) {
     const double pn = probability_of(count, static_cast<double>(n));
     seen += pn;
     for (std::size_t k = 0; k < size; ++k) sum[k] += pn * power_pmf[k];
-    if (seen >= 1.0 - 1e-17 || (copy_pmf[0] == 0.0 && n >= size)) break;
+    // The count's remaining mass is below rounding (its cdf may stop a few
+    // ulps short of 1), or no further sum can stay within the limit.
+    if (1.0 - seen <= 4 * DBL_EPSILON || (copy_pmf[0] == 0.0 && n >= size)) break;
+    work += size * (size + 1) / 2;
+    if (work > kMaxAggregateWork) invalid("the aggregate is too large to convolve");
     for (std::size_t k = 0; k < size; ++k) {
       double s = 0.0;
       for (std::size_t j = 0; j <= k; ++j) s += power_pmf[j] * copy_pmf[k - j];

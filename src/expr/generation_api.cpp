@@ -20,7 +20,7 @@ namespace orv {
 namespace {
 
 bool generates_table(const orv_node_s *n) {
-  return n->category == orv_category_utility || (n->category == orv_category_chance && n->is_discrete());
+  return n->category == orv_category_utility || n->category == orv_category_chance;
 }
 
 bool needs_generation(const orv_node_s *n) {
@@ -38,7 +38,7 @@ void generate_and_mark(orv_node_s *n) {
 struct SavedTable {
   orv_node_s *node;
   bool had_table;
-  orv::Vector<double> data;
+  orv::Vector<double> data, cg;
 };
 
 void restore(orv::Vector<SavedTable> &saved) noexcept {
@@ -51,6 +51,7 @@ void restore(orv::Vector<SavedTable> &saved) noexcept {
       }
     } else if (t && t->data && s.data.size() == t->size) {
       std::memcpy(t->data, s.data.data(), t->size * sizeof(double));
+      if (t->cg_data && !s.cg.empty()) std::memcpy(t->cg_data, s.cg.data(), s.cg.size() * sizeof(double));
     }
   }
 }
@@ -99,8 +100,10 @@ void generate_domain_tables(orv_domain_s *d) {
   orv::Vector<SavedTable> saved;
   for (orv_node_s *n = d->first_node; n; n = n->next)
     if (needs_generation(n)) {
-      SavedTable s{n, n->table != nullptr, {}};
-      if (n->table && n->table->data) s.data.assign(n->table->data, n->table->data + n->table->size);
+      SavedTable s{n, n->table != nullptr, {}, {}};
+      const orv_table_s *t = n->table;
+      if (t && t->data) s.data.assign(t->data, t->data + t->size);
+      if (t && t->cg_data) s.cg.assign(t->cg_data, t->cg_data + t->size * t->block_size);
       saved.push_back(std::move(s));
     }
   try {

@@ -48,8 +48,7 @@ using orv::usage;
 extern "C" {
 
 orv_model_t orv_node_new_model(orv_node_t node, orv_node_t *model_nodes) {
-  if (!is_node(node) || !model_nodes || node->category == orv_category_instance ||
-      node->is_continuous() || node->class_node)
+  if (!is_node(node) || !model_nodes || node->category == orv_category_instance || node->class_node)
     return usage<orv_model_t>(nullptr);
   for (orv_node_t *n = model_nodes; *n; ++n) {
     const bool valid = is_node(*n) && (*n)->is_discrete() && node->parents.contains(*n);

@@ -1,5 +1,6 @@
 // Table generation: evaluates the model's expression for every parent
-// configuration and turns the value into a column of the node's table.
+// configuration and turns the value into a column of the node's table, or
+// into the CG block of a continuous node.
 #include "expr/table_generation.h"
 
 #include <cmath>
@@ -7,6 +8,7 @@
 
 #include "compile/forest_log.h"
 #include "expr/evaluate.h"
+#include "expr/model_upkeep.h"
 #include "runtime/error.h"
 #include "tables/node_table.h"
 #include "tables/table.h"
@@ -14,14 +16,6 @@
 namespace orv {
 
 namespace {
-
-bool mentions(const orv_expression_s *e, const orv_node_s *n) {
-  if (e->op == orv_op_node) return e->node == n;
-  if (!e->is_composite()) return false;
-  for (std::size_t i = 0; i < e->operand_count(); ++i)
-    if (mentions(e->operands[i], n)) return true;
-  return false;
-}
 
 // Node values from one configuration of the table's discrete nodes, with a
 // sample point for each sampled interval parent.
@@ -118,6 +112,95 @@ void add_column(const orv_node_s *head, Value &v, double weight, double *column)
   for (std::size_t s = 0; s < k; ++s) column[s] += weight * masses[s] / total;
 }
 
+bool mentions_continuous(const orv_expression_s *e) {
+  if (e->op == orv_op_node) return e->node->is_continuous();
+  if (!e->is_composite()) return false;
+  for (std::size_t i = 0; i < e->operand_count(); ++i)
+    if (mentions_continuous(e->operands[i])) return true;
+  return false;
+}
+
+// The value of an expression that must be a number.
+double number_of(const orv_expression_s *e, EvaluationContext &context, const char *what) {
+  const Value v = evaluate(e, context);
+  if (v.type != kTypeNumeric || !std::isfinite(v.number)) invalid(what);
+  return v.number;
+}
+
+// A mean as a linear form over the table's continuous nodes: c[0] the
+// intercept, c[i] the coefficient of continuous node i (i >= 1, the parents).
+void linear_form(const orv_expression_s *e, const orv_table_s *t, EvaluationContext &context, Vector<double> &c) {
+  const std::size_t n = t->continuous_count;
+  c.assign(n, 0.0);
+  if (!mentions_continuous(e)) {
+    c[0] = number_of(e, context, "the mean must be a finite number");
+    return;
+  }
+  if (e->op == orv_op_node) {
+    for (std::size_t i = 1; i < n; ++i)
+      if (t->nodes[t->discrete_count + i] == e->node) {
+        c[i] = 1.0;
+        return;
+      }
+    invalid("the mean mentions a continuous node that is not a parent");
+  }
+  const auto is_constant = [n](const Vector<double> &v) {
+    for (std::size_t i = 1; i < n; ++i)
+      if (v[i] != 0.0) return false;
+    return true;
+  };
+  Vector<double> a, b;
+  switch (e->op) {
+    case orv_op_add:
+    case orv_op_subtract:
+      linear_form(e->operands[0], t, context, a);
+      linear_form(e->operands[1], t, context, b);
+      for (std::size_t i = 0; i < n; ++i) c[i] = e->op == orv_op_add ? a[i] + b[i] : a[i] - b[i];
+      return;
+    case orv_op_negate:
+      linear_form(e->operands[0], t, context, a);
+      for (std::size_t i = 0; i < n; ++i) c[i] = -a[i];
+      return;
+    case orv_op_multiply:
+    case orv_op_divide:
+      linear_form(e->operands[0], t, context, a);
+      linear_form(e->operands[1], t, context, b);
+      if (e->op == orv_op_divide) {
+        if (!is_constant(b) || b[0] == 0.0) invalid("the mean is not linear in the continuous parents");
+        for (std::size_t i = 0; i < n; ++i) c[i] = a[i] / b[0];
+        return;
+      }
+      if (!is_constant(b)) {
+        if (!is_constant(a)) invalid("the mean is not linear in the continuous parents");
+        a.swap(b);
+      }
+      for (std::size_t i = 0; i < n; ++i) c[i] = a[i] * b[0];
+      return;
+    case orv_op_if: {
+      const Value condition = evaluate(e->operands[0], context);
+      if (condition.type != kTypeBoolean) invalid("the condition of if must be a boolean");
+      linear_form(e->operands[condition.boolean ? 1 : 2], t, context, c);
+      return;
+    }
+    default: invalid("the mean is not linear in the continuous parents");
+  }
+}
+
+// Adds weight times the Normal(mean, variance) of one sample to the running
+// moments: the mean's linear form, its square's intercept, the variance.
+void add_normal(const orv_expression_s *e, const orv_table_s *t, EvaluationContext &context, double weight,
+                Vector<double> &form, double *moments) {
+  if (e->op != orv_op_Normal || e->operand_count() != 2) invalid("a continuous node needs Normal(mean, variance)");
+  if (mentions_continuous(e->operands[1])) invalid("the variance must not depend on continuous parents");
+  const double variance = number_of(e->operands[1], context, "the variance must be a finite number");
+  if (!(variance >= 0.0)) invalid("negative variance");
+  Vector<double> c;
+  linear_form(e->operands[0], t, context, c);
+  for (std::size_t i = 0; i < c.size(); ++i) form[i] += weight * c[i];
+  moments[0] += weight * c[0] * c[0];
+  moments[1] += weight * variance;
+}
+
 void log_failure(orv_node_s *node, const orv_table_s *t, const std::size_t *states, const char *reason) {
   if (!node->owner->log) return;
   log_printf(node->owner, "Table generation for %s failed at configuration (", node->name.c_str());
@@ -135,17 +218,20 @@ void log_failure(orv_node_s *node, const orv_table_s *t, const std::size_t *stat
 void generate_table(orv_node_s *node) {
   orv_model_s *m = node->model;
   const bool utility = node->category == orv_category_utility;
-  if (!m || !(utility || (node->is_discrete() && node->category == orv_category_chance))) fail(orv_error_usage);
+  const bool cg = node->is_continuous();
+  if (!m || !(utility || node->category == orv_category_chance)) fail(orv_error_usage);
   const bool had_table = node->table != nullptr;
   orv_table_s *t = node_table(node);
   try {
     if (!t->data) _orv_allocate_data_arrays(t);
-    const std::size_t k = utility ? 1 : node->state_count;
+    const std::size_t k = utility || cg ? 1 : node->state_count;
     std::size_t head = t->discrete_count, stride = 1;
     for (std::size_t i = 0; i < t->discrete_count; ++i)
       if (t->nodes[i] == node) head = i;
-    if (!utility) stride = stride_after(t, head);
-    Vector<double> data(t->size, 0.0), column(k);
+    if (!utility && !cg) stride = stride_after(t, head);
+    Vector<double> data(t->size, 0.0), column(k), form, blocks;
+    if (cg) blocks.assign(t->cg_data, t->cg_data + t->size * t->block_size);
+    double moments[2];
     Vector<std::size_t> states(t->discrete_count + 1, 0), model_positions;
     for (orv_node_s *mn : m->nodes)
       for (std::size_t i = 0; i < t->discrete_count; ++i)
@@ -161,7 +247,7 @@ void generate_table(orv_node_s *node) {
     context.points = &points;
     for (std::size_t index = 0; index < t->size; ++index) {
       _orv_table_get_configuration_from_index(t, states.data(), index);
-      if (!utility && states[head] != 0) continue;
+      if (!utility && !cg && states[head] != 0) continue;
       std::size_t mi = 0;
       for (std::size_t p : model_positions) mi = mi * t->nodes[p]->state_count + states[p];
       const orv_expression_s *e = m->expressions[mi];
@@ -183,14 +269,20 @@ void generate_table(orv_node_s *node) {
         if (combinations == kSizeSentinel) fail(orv_error_size_too_large);
         points.assign(sampled.size(), 0.0);
         std::fill(column.begin(), column.end(), 0.0);
+        form.assign(t->continuous_count, 0.0);
+        moments[0] = moments[1] = 0.0;
         for (std::size_t c = 0; c < combinations; ++c) {
           std::size_t rest = c;
           for (std::size_t i = sampled.size(); i-- > 0;) {
             points[i] = sample_point(sampled[i], states[sampled_positions[i]], rest % per, per);
             rest /= per;
           }
-          Value v = evaluate(e, context);
           const double weight = 1.0 / static_cast<double>(combinations);
+          if (cg) {
+            add_normal(e, t, context, weight, form, moments);
+            continue;
+          }
+          Value v = evaluate(e, context);
           if (utility) {
             if (v.type != kTypeNumeric || !std::isfinite(v.number)) invalid("a utility must be a finite number");
             column[0] += weight * v.number;
@@ -202,9 +294,20 @@ void generate_table(orv_node_s *node) {
         log_failure(node, t, states.data(), error.reason);
         fail(error.code);
       }
+      if (cg) {
+        // Sampled parents mix normals: keep the mean, widen the variance by
+        // the spread of the intercepts.
+        double *block = blocks.data() + index * t->block_size;
+        for (std::size_t i = 0; i < form.size(); ++i) block[cg_vector_index(i)] = form[i];
+        block[cg_matrix_index(0, 0)] = moments[1] + std::fmax(moments[0] - form[0] * form[0], 0.0);
+        continue;
+      }
       for (std::size_t s = 0; s < k; ++s) data[index + s * stride] = column[s];
     }
-    std::memcpy(t->data, data.data(), t->size * sizeof(double));
+    if (cg)
+      std::memcpy(t->cg_data, blocks.data(), blocks.size() * sizeof(double));
+    else
+      std::memcpy(t->data, data.data(), t->size * sizeof(double));
     node->table_valid = false;
   } catch (...) {
     if (!had_table) {

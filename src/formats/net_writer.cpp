@@ -276,8 +276,11 @@ class NetWriter {
     out_.put("\n");
     out_.put(l_.outer);
     out_.put("{\n");
-    if (n->model) model(n->model);
-    if (n->table && (!n->model || n->model->table_supplied)) {
+    // The language has no models for CG nodes: their generated tables are
+    // written instead.
+    const bool with_model = n->model && !n->is_continuous();
+    if (with_model) model(n->model);
+    if (n->table && (!with_model || n->model->table_supplied)) {
       field("data");
       if (!l_.is_class && !table_fits_on_one_line(n->table)) {
         out_.put("\n");

@@ -4,6 +4,7 @@
 // elimination tree to the cliques that hold the targets).
 #include <cmath>
 
+#include "expr/table_generation.h"
 #include "inference/targeted.h"
 #include "runtime/error.h"
 #include "tables/table.h"
@@ -34,6 +35,7 @@ double normalize(double *data, std::size_t size) {
 
 orv_table_s *targeted_marginal(orv_domain_s *d, orv_node_s *const *targets, double *log_pe) {
   if (needs_compiled_copy(d)) return compiled_copy_marginal(d, targets, log_pe);
+  generate_domain_tables(d);  // tables from models, as compilation does
   std::size_t count = 0;
   while (targets[count]) ++count;
   TablePtr result(_orv_create_table(d, targets, orv_table_probability, 0, true, false));
@@ -103,6 +105,7 @@ void single_target_beliefs(orv_node_s *const *targets, std::size_t count, const 
 
 void targeted_beliefs(orv_domain_s *d, orv_node_s *const *targets, double *beliefs, double *log_pe) {
   if (needs_compiled_copy(d)) return compiled_copy_beliefs(d, targets, beliefs, log_pe);
+  generate_domain_tables(d);
   std::size_t count = 0;
   while (targets[count]) ++count;
   // One free target (perhaps listed twice): eliminating everything else is

@@ -3,6 +3,7 @@
 // potentials), the graph caches and the compiled state.
 #include "model/links.h"
 
+#include "expr/model_upkeep.h"
 #include "model/chain_blocks.h"
 #include "model/graph_checks.h"
 #include "model/staged_lists.h"
@@ -106,6 +107,7 @@ void add_parent(orv_node_s *child, orv_node_s *parent) {
 void eliminate_parent(orv_node_s *child, orv_node_s *parent, std::size_t state) noexcept {
   child->parents.remove(parent);
   parent->children.remove(child);
+  drop_model_node(child, parent, state);
   if (parent->counts_as_variable()) {
     for (orv_table_s *t : {child->table, child->experience, child->fading})
       remove_dimension(t, parent, state);
@@ -137,6 +139,7 @@ void switch_parent(orv_node_s *child, orv_node_s *old_parent, orv_node_s *new_pa
   if (child->chain_block)
     for (orv_table_s *t : child->chain_block->potentials) replace_in_table(t, old_parent, new_parent);
   old_parent->children.remove(child);
+  replace_model_node(child, old_parent, new_parent);
   lists.commit();
   discard_graph_caches(d);
   if (child->category != orv_category_function && old_parent->kind != orv_kind_other) uncompile(d);

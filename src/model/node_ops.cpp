@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "expr/model_upkeep.h"
 #include "model/attributes.h"
 #include "model/links.h"
 #include "runtime/error.h"
@@ -131,6 +132,7 @@ void delete_node(orv_node_s *node) {
   if (node->counts_as_variable() || node->category == orv_category_utility) uncompile(d);
   if (node->counts_as_variable()) discard_node_set_cache(d);
   d->initial_triangulation.remove(node);
+  forget_node_in_models(node);
   free_node(node);
 }
 

@@ -2,6 +2,7 @@
 // node permuted along the node's dimension.
 #include <cstring>
 
+#include "expr/model_upkeep.h"
 #include "model/states.h"
 #include "runtime/error.h"
 #include "tables/table_reshape.h"
@@ -19,11 +20,17 @@ void permute_states(orv_node_s *node, const std::size_t *to_new) {
   Vector<orv_node_s *> group{node};
   append_output_clones(node, group);
   Vector<PendingTable> pending;
-  for (orv_node_s *m : group)
+  Vector<PendingModel> models;
+  Vector<std::size_t> source(node->state_count);
+  for (std::size_t s = 0; s < node->state_count; ++s) source[to_new[s]] = s;
+  for (orv_node_s *m : group) {
     for (orv_table_s *t : tables_with_node(m)) pending.push_back(prepare_state_permutation(t, m, to_new));
+    prepare_model_regrouping(m, source, models);
+  }
 
   // Commit: nothing below can fail.
   for (PendingTable &p : pending) p.commit();
+  for (PendingModel &p : models) p.commit();
   node->state_labels.swap(labels);
   for (orv_node_s *m : group) {
     states_permuted_hook(m, to_new);

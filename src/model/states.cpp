@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "expr/model_upkeep.h"
 #include "model/chain_blocks.h"
 #include "runtime/error.h"
 #include "tables/table_reshape.h"
@@ -77,7 +78,11 @@ void set_number_of_states(orv_node_s *node, std::size_t count) {
   Vector<Vector<double>> values;
   Vector<orv_table_s *> tables;
   Vector<PendingTable> pending;
+  Vector<PendingModel> models;
+  Vector<std::size_t> source(count);
+  for (std::size_t j = 0; j < count; ++j) source[j] = j < old_count ? j : kNoState;
   for (orv_node_s *m : group) {
+    prepare_model_regrouping(m, source, models);
     labels.push_back(resized_labels(m, count));
     values.push_back(resized_values(m, count));
     for (orv_table_s *t : tables_with_node(m)) {
@@ -88,6 +93,7 @@ void set_number_of_states(orv_node_s *node, std::size_t count) {
 
   // Commit: nothing below can fail.
   for (PendingTable &p : pending) p.commit();
+  for (PendingModel &p : models) p.commit();
   for (std::size_t i = 0; i < group.size(); ++i) {
     orv_node_s *m = group[i];
     m->state_labels.swap(labels[i]);

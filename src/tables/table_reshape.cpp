@@ -102,6 +102,29 @@ PendingTable prepare_state_permutation(orv_table_s *t, const orv_node_s *node,
   return p;
 }
 
+PendingTable prepare_state_mix(orv_table_s *t, const orv_node_s *node, std::size_t new_count,
+                               const double *weights) {
+  PendingTable p(t);
+  const std::size_t position = discrete_position(t, node);
+  const std::size_t before = stride_before(t, position), after = stride_after(t, position);
+  const std::size_t old_count = node->state_count, bs = t->block_size;
+  allocate_pending(p, t, size_multiply(size_multiply(before, new_count), after));
+  if (!p.data) return p;
+  std::fill(p.data, p.data + p.size, 0.0);
+  if (p.cg_data) std::fill(p.cg_data, p.cg_data + p.size * bs, 0.0);
+  for (std::size_t b = 0; b < before; ++b)
+    for (std::size_t j = 0; j < new_count; ++j)
+      for (std::size_t s = 0; s < old_count; ++s) {
+        const double w = weights[j * old_count + s];
+        if (w == 0.0) continue;
+        const std::size_t from = (b * old_count + s) * after, to = (b * new_count + j) * after;
+        for (std::size_t a = 0; a < after; ++a) p.data[to + a] += w * t->data[from + a];
+        if (p.cg_data)
+          for (std::size_t q = 0; q < after * bs; ++q) p.cg_data[to * bs + q] += w * t->cg_data[from * bs + q];
+      }
+  return p;
+}
+
 PendingTable prepare_node_order(orv_table_s *t, orv_node_t const *order) {
   PendingTable p(t);
   const std::size_t n = t->nodes.size(), dc = t->discrete_count, cc = t->continuous_count;

@@ -46,6 +46,13 @@ PendingTable prepare_state_count(orv_table_s *t, const orv_node_s *node, std::si
 PendingTable prepare_state_permutation(orv_table_s *t, const orv_node_s *node,
                                        const std::size_t *to_new);
 
+// The table with discrete `node`'s dimension replaced by `new_count` states,
+// each a weighted sum of the old ones: new state j holds the sum over old
+// states s of weights[j * old_count + s] times old state s (entries and CG
+// blocks alike). Throws bad_alloc.
+PendingTable prepare_state_mix(orv_table_s *t, const orv_node_s *node, std::size_t new_count,
+                               const double *weights);
+
 // The table over the same nodes in `order` (a permutation of its list that
 // keeps discrete nodes first), with discrete entries, CG blocks and roles
 // moved to follow it. Throws bad_alloc.

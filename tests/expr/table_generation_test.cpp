@@ -102,6 +102,34 @@ TEST_F(Generation, InvalidParametersFailWithALogLineAndKeepTheTable) {
   std::fclose(log);
 }
 
+// An aggregate whose convolution would run to a million values fails with a
+// log line naming the node and configuration; a moderate one succeeds.
+TEST(GenerationLimits, HugeAggregateFailsCleanly) {
+  orv_domain_t d = orv_net_parse_domain(R"(net {}
+node L { states = ("lo" "hi"); }
+node H { states = ("0" "top"); subtype = number; state_values = (0 1000000); }
+potential (L) { data = (0.5 0.5); }
+potential (H | L) { model_nodes = (L); model_data = ( aggregate(Poisson(2), Poisson(1)), Distribution(1, 1) ); }
+)",
+                                        nullptr, nullptr);
+  ASSERT_NE(d, nullptr);
+  orv_node_t h = orv_domain_get_node_by_name(d, "H");
+  std::FILE *log = std::tmpfile();
+  ASSERT_EQ(orv_domain_set_log_file(d, log), orv_error_none);
+  EXPECT_EQ(orv_node_generate_table(h), orv_error_invalid_expression);
+  std::rewind(log);
+  char line[256] = "";
+  ASSERT_NE(std::fgets(line, sizeof line, log), nullptr);
+  EXPECT_STREQ(line, "Table generation for H failed at configuration (L = 0): the aggregate is too large to convolve\n");
+  orv_domain_set_log_file(d, nullptr);
+  std::fclose(log);
+
+  ASSERT_EQ(orv_node_set_state_value(h, 1, 2000), orv_error_none);
+  ASSERT_EQ(orv_node_generate_table(h), orv_error_none);
+  EXPECT_NEAR(data_of(h)[0], 1.0, 1e-15);  // P(sum = 2000) is negligible beside P(0)
+  orv_domain_delete(d);
+}
+
 TEST_F(Generation, EveryFailedAllocationLeavesTheTable) {
   ASSERT_NE(d, nullptr);
   // C has no table before (a failure must not leave one); K has one.

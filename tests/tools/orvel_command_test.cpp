@@ -78,6 +78,16 @@ TEST(OrvelCommand, NamedNodesTakeTheTargetedPathUnlessCompiledIsAsked) {
                {"query " + kAsia + " -e tub=no -e lung=no -e either=yes -n dysp", 1, {"zero probability"}}});
 }
 
+// A network whose tables all come from models: they are generated before
+// compiling. The figures were computed independently from the models' normal
+// masses (Reading sampled at 10 points per Truth interval), binomials and the
+// noisy-or.
+TEST(OrvelCommand, NetworksWithModelsGenerateTheirTables) {
+  const std::string sensor = std::string(ORVEL_DATA_DIR) + "/networks/models/sensor.net";
+  expect_runs({{"query " + sensor + " -e Alarm=true -n Mode --json", 0,
+                {"\"log_pe\": -0.7945665473", "\"Mode\": {\"normal\": 0.5500146266"}}});
+}
+
 const std::string kEm = std::string(ORVEL_DATA_DIR) + "/em/";
 
 TEST(OrvelLearn, LearnsStructureThenTables) {

@@ -341,6 +341,26 @@ public final class BindingTest {
     }
   }
 
+  /** Interval nodes refined and coarsened, and the interval mass of a mixture, through the natives. */
+  public static void testIntervalsAndMixtureMass() {
+    String net = "net {} node X { states = (\"a\" \"b\"); subtype = interval; state_values = (0 2 4); } "
+        + "continuous node C {} potential (X) { data = (0.25 0.75); } "
+        + "potential (C | X) { data = ( normal(0, 1) normal(0, 4) ); }";
+    try (Domain d = Domain.parse(net)) {
+      long x = d.getNodeByName("X").nodePeer;
+      equal(0, N.orvNodeDoubleNumberOfIntervals(x), "double");
+      equal(4L, N.orvNodeGetNumberOfStates(x), "four intervals");
+      equal(1.0, N.orvNodeGetStateValue(x, 1), "split at the midpoint");
+      equal(0, N.orvNodeHalveNumberOfIntervals(x), "halve");
+      equal(2.0, N.orvNodeGetStateValue(x, 1), "merged back");
+      equal(0, N.orvDomainCompile(d.modelPeer), "compile");
+      long mix = N.orvNodeGetDistribution(d.getNodeByName("C").nodePeer);
+      equal(0.5, N.orvTableComputeProbabilityOfInterval(mix, 0, Double.MAX_VALUE), "half above the mean");
+      equal(-1.0, N.orvTableComputeProbabilityOfInterval(mix, 1, 0), "reversed bounds");
+      equal(0, N.orvTableDelete(mix), "delete mixture");
+    }
+  }
+
   /** Class tables learned through the natives from a domain made from the class. */
   public static void testClassTablesAreLearned() {
     long cc = N.orvNewClassCollection(new Object(), 0);
