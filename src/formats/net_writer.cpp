@@ -323,7 +323,7 @@ class NetWriter {
     for (std::size_t i = 0; i < m->expressions.size(); ++i) {
       if (i > 0) out_.put(l_.is_class ? ",\n\t\t\t" : ",\n\t\t");
       if (!m->expressions[i]) continue;
-      char *text = format_expression(m->expressions[i]);
+      char *text = format_expression(m->expressions[i], out_.exact);
       try {
         out_.put(text);
       } catch (...) {

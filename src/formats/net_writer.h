@@ -25,6 +25,9 @@ void write_domain_net(NetOutput &out, orv_domain_s *d);
 // Writes one class ("class NAME { ... } % class NAME").
 void write_class_net(NetOutput &out, orv_domain_s *c);
 
+// Writes every class of the collection of class `d`, used classes first.
+void write_collection_net(NetOutput &out, orv_domain_s *d);
+
 // Writes a domain into a file (recording the file name in the domain on
 // success) or into new text, with the given writer, under the C locale.
 // `exact` writes numbers with 17 significant digits.
