@@ -8,9 +8,13 @@
 
 #include "formats/kb_stream.h"
 #include "formats/net_parse.h"
+#include "formats/net_reader.h"
+#include "formats/parse_driver.h"
 #include "formats/net_writer.h"
 #include "oobn/class.h"
 #include "runtime/error.h"
+#include "tables/node_table.h"
+#include "tables/table.h"
 
 namespace orv {
 
@@ -147,10 +151,78 @@ void check_net_text(const String &text) {
   if (!is_text) fail(orv_error_bad_kb_format);
 }
 
+void write_structure(NetOutput &out, orv_domain_s *d) {
+  out.table_data = false;
+  write_domain_net(out, d);
+}
+
+bool in_binary(const orv_node_s *n) {
+  return n->category != orv_category_instance && !is_output_clone(n) && stored_in_binary(n);
+}
+
+// The tables the text leaves out: their count, then per table the node's
+// position in the chain, the size and the entries. (Reading the text drops
+// such tables; they are made again over the same nodes.)
+void write_tables(ByteWriter &w, orv_domain_s *d) {
+  std::size_t count = 0;
+  for (orv_node_s *n = d->first_node; n; n = n->next) count += in_binary(n);
+  w.u64(count);
+  std::size_t position = 0;
+  for (orv_node_s *n = d->first_node; n; n = n->next, ++position) {
+    if (!in_binary(n)) continue;
+    w.u64(position);
+    w.u64(n->table->size);
+    w.f64s(n->table->data, n->table->size);
+  }
+}
+
+// The structure text, keeping the tables whose data follows in binary.
+void parse_structure(ParseData &p, orv_domain_s *d) {
+  p.get_token = get_new_token;
+  NetReader reader(p, d);
+  reader.keep_unfilled_tables = true;
+  reader.parse_body();
+}
+
+// What the reader does at its end for tables that received no data: such a
+// table stays, filled, for a node with learning tables, else it goes.
+void settle_unfilled_tables(orv_domain_s *d) {
+  for (orv_node_s *n = d->first_node; n; n = n->next) {
+    orv_table_s *t = n->table;
+    if (!t || t->data) continue;
+    if (n->experience || n->fading) {
+      _orv_allocate_data_arrays(t);
+    } else {
+      n->table = nullptr;
+      _orv_free_table(t);
+    }
+  }
+}
+
+void read_tables(ByteReader &r, orv_domain_s *d) {
+  Vector<orv_node_s *> chain;
+  for (orv_node_s *n = d->first_node; n; n = n->next) chain.push_back(n);
+  const std::size_t count = r.count(16);
+  std::size_t next = 0;
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::uint64_t position = r.u64();
+    if (position < next || position >= chain.size()) fail(orv_error_bad_kb_format);
+    next = static_cast<std::size_t>(position) + 1;
+    orv_node_s *n = chain[position];
+    if (n->category == orv_category_instance || n->model || !node_can_have_table(n)) fail(orv_error_bad_kb_format);
+    orv_table_s *t = node_table(n);
+    if (r.u64() != t->size || t->continuous_count != 0) fail(orv_error_bad_kb_format);
+    _orv_allocate_data_arrays(t, false);
+    r.f64s(t->data, t->size);
+    n->table_valid = false;  // checked again before compiling, as after parsing
+  }
+}
+
 Bytes domain_model(orv_domain_s *d) {
   ByteWriter w;
-  OwnedText text{domain_text(d, true, write_domain_net)};
+  OwnedText text{domain_text(d, true, write_structure)};
   put_text(w, text.text);
+  write_tables(w, d);
   write_cases(w, d);
   write_triangulation(w, d);
   return std::move(w.bytes);
@@ -161,12 +233,19 @@ orv_domain_s *load_domain(const char *file_name, const char *password) {
   ByteReader r{model.data(), model.data() + model.size()};
   String text = get_text(r);
   check_net_text(text);
-  orv_domain_s *raw = orv_net_parse_domain(text.c_str(), nullptr, nullptr);
+  orv_domain_s *raw = nullptr;
+  try {
+    raw = run_parse(nullptr, text.c_str(), parse_structure, nullptr, nullptr);
+  } catch (const Failure &f) {
+    set_error(f.code);
+  }
   check_model(raw != nullptr);
   struct Deleter {
     orv_domain_s *d;
     ~Deleter() { if (d) orv_domain_delete(d); }
   } owner{raw};
+  read_tables(r, raw);
+  settle_unfilled_tables(raw);
   read_cases(r, raw);
   read_triangulation(r, raw);
   if (!r.done()) fail(orv_error_bad_kb_format);

@@ -14,6 +14,7 @@
 #include <sodium.h>
 #include <zlib.h>
 
+#include <bit>
 #include <cstdio>
 #include <cstring>
 
@@ -131,6 +132,14 @@ void ByteWriter::f64(double v) {
   u64(bits);
 }
 
+void ByteWriter::f64s(const double *v, std::size_t n) {
+  if constexpr (std::endian::native == std::endian::little) {
+    run(v, n * sizeof(double));
+  } else {
+    for (std::size_t i = 0; i < n; ++i) f64(v[i]);
+  }
+}
+
 void ByteWriter::run(const void *data, std::size_t n) {
   const auto *p = static_cast<const unsigned char *>(data);
   bytes.insert(bytes.end(), p, p + n);
@@ -150,6 +159,15 @@ double ByteReader::f64() {
   double v;
   std::memcpy(&v, &bits, sizeof v);
   return v;
+}
+
+void ByteReader::f64s(double *v, std::size_t n) {
+  if constexpr (std::endian::native == std::endian::little) {
+    if (n > static_cast<std::size_t>(end - at) / sizeof(double)) bad_format();
+    std::memcpy(v, run(n * sizeof(double)), n * sizeof(double));
+  } else {
+    for (std::size_t i = 0; i < n; ++i) v[i] = f64();
+  }
 }
 
 const unsigned char *ByteReader::run(std::size_t n) {

@@ -17,6 +17,7 @@ struct ByteWriter {
   void u8(unsigned v) { bytes.push_back(static_cast<unsigned char>(v)); }
   void u64(std::uint64_t v);
   void f64(double v);
+  void f64s(const double *v, std::size_t n);
   void run(const void *data, std::size_t n);
 };
 
@@ -27,6 +28,7 @@ struct ByteReader {
   unsigned u8();
   std::uint64_t u64();
   double f64();
+  void f64s(double *v, std::size_t n);
   const unsigned char *run(std::size_t n);
   // A count of items of at least `item_size` bytes each, checked against what is left.
   std::size_t count(std::size_t item_size);

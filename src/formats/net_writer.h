@@ -35,6 +35,10 @@ using DomainWriter = void (*)(NetOutput &out, orv_domain_s *d);
 void save_domain_file(orv_domain_s *d, const char *file_name, bool exact, DomainWriter write);
 char *domain_text(orv_domain_s *d, bool exact, DomainWriter write);
 
+// Whether the node's table is one that KB files store in binary rather than
+// as NET text: a discrete table not generated from a model.
+bool stored_in_binary(const orv_node_s *n);
+
 // Table data ending in ";", the last row comment and a newline.
 void write_table(NetOutput &out, orv_table_s *t, const NetLayout &layout);
 // Whether write_table puts the data on the line of its attribute.

@@ -326,6 +326,7 @@ TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {
   const std::string file = temp("sweep.kb"), other = temp("sweep_other.kb");
   ASSERT_EQ(orv_domain_save_as_kb(d.get(), file.c_str(), nullptr), orv_error_none);
   const std::string text = exact_text(d.get()), bytes = gunzip(file);
+  std::remove(other.c_str());
   auto save = test::expect_no_memory_sweep(
       "save", [&] { return orv_domain_save_as_kb(d.get(), other.c_str(), nullptr); },
       [&] {
