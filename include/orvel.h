@@ -695,13 +695,16 @@ ORV_API orv_status_t orv_domain_save_as_net_exact(orv_domain_t domain, const cha
  * ====================================================================== */
 /* A KB file is a gzip stream: bytes 7D 00, a format version byte, a type
  * byte (domain or class collection), byte-order and width bytes, then the
- * model: the network with every table bit for bit (as exact NET text), and
- * for a domain its case data and triangulation. A compiled domain is saved
- * as compiled and recompiled on load with its elimination order, giving the
- * same beliefs. With a password (else NULL) the model is compressed and
- * sealed: an Argon2id key from the password and a random salt in the file,
- * and authenticated XChaCha20-Poly1305, so nothing of the model can be read
- * or altered without the password.
+ * model: the network's structure, models, learning tables and attributes
+ * (exact NET text) and its discrete tables as binary doubles, so that every
+ * number reads back bit for bit, and for a domain its case data and
+ * triangulation (elimination order). Evidence is not saved. A compiled
+ * domain is saved as compiled and recompiled on load with its elimination
+ * order (beliefs equal up to rounding in the last bits). With a password
+ * (else NULL) the model is compressed and sealed: an Argon2id key from the
+ * password and a random salt in the file, and authenticated
+ * XChaCha20-Poly1305, so nothing of the model can be read or altered without
+ * the password.
  * Saves the domain (records the file name). Errors: usage, io, no_memory. */
 ORV_API orv_status_t orv_domain_save_as_kb(orv_domain_t domain, const char *file_name, const char *password);
 /* Saves every class of a non-empty collection. Errors: usage, io, no_memory. */

@@ -1,9 +1,9 @@
-// Saving and loading domains and class collections as KB files. The model is
-// stored as exact NET text (every number with 17 significant digits, so tables
-// read back bit for bit), followed for a domain by its case data and its
-// triangulation: the elimination order, and whether it was compiled. A
-// compiled domain is recompiled on load with the stored order, which gives the
-// same junction forest and the same beliefs.
+// Saving and loading domains and class collections as KB files. A domain is
+// stored as exact NET text without its discrete tables, those tables as
+// binary doubles (read straight into the tables the reader keeps for them),
+// its case data and its triangulation: the elimination order, and whether it
+// was compiled. A compiled domain is recompiled on load with the stored
+// order. A class collection is stored as exact NET text.
 #include <cstring>
 
 #include "formats/kb_stream.h"
