@@ -1300,10 +1300,11 @@ ORV_API orv_status_t orv_node_report_beliefs(orv_node_t node);
  * caller frees with orv_table_delete; stores ln P(evidence) of all entered
  * evidence in *log_pe when log_pe is not null (without it, only evidence that
  * bears on the nodes is checked for being possible). Leaves the domain, its
- * compiled state and its evidence untouched. Errors: usage (also for domains
- * with decision, utility or continuous nodes or undirected links),
- * inconsistency_or_underflow (impossible evidence), size_too_large,
- * no_memory. */
+ * compiled state and its evidence untouched. Domains with decision, utility
+ * or continuous nodes or undirected links are answered by compiling and
+ * propagating a copy of the domain (with the current policies of a LIMID).
+ * Errors: usage, inconsistency_or_underflow (impossible evidence),
+ * size_too_large, no_memory, and those of compilation for such domains. */
 ORV_API orv_table_t orv_domain_query_marginal(orv_domain_t domain, orv_node_t *nodes, double *log_pe);
 /* Targeted beliefs of many nodes at once, sharing the work: for each listed
  * node in order, its number of states entries are written to beliefs

@@ -268,12 +268,6 @@ class Selection {
 
 }  // namespace
 
-void require_targeted_domain(const orv_domain_s *d) {
-  if (d->is_class() || d->decision_count > 0 || d->utility_count > 0 || d->continuous_count > 0 ||
-      d->first_chain_block)
-    fail(orv_error_usage);
-}
-
 void select_factors(orv_domain_s *d, orv_node_s *const *targets, std::size_t count,
                     bool with_evidence_ancestors, Problem &p) {
   Selection s(d, p);

@@ -85,9 +85,11 @@ struct Problem {
   static bool hard(const orv_node_s *n) { return n->selected_state >= 0; }
 };
 
-// Refuses (usage) domains the targeted path cannot answer yet: classes and
-// domains with decision, utility or continuous nodes or undirected links.
-void require_targeted_domain(const orv_domain_s *d);
+// Domains with decision, utility or continuous nodes or undirected links are
+// answered on a compiled and propagated copy of the domain instead.
+bool needs_compiled_copy(const orv_domain_s *d);
+orv_table_s *compiled_copy_marginal(orv_domain_s *d, orv_node_s *const *targets, double *log_pe);
+void compiled_copy_beliefs(orv_domain_s *d, orv_node_s *const *targets, double *beliefs, double *log_pe);
 
 // Builds the variables and network factors for the free targets (targets
 // with hard evidence need nothing); with_evidence_ancestors keeps every

@@ -33,7 +33,7 @@ double normalize(double *data, std::size_t size) {
 }  // namespace
 
 orv_table_s *targeted_marginal(orv_domain_s *d, orv_node_s *const *targets, double *log_pe) {
-  require_targeted_domain(d);
+  if (needs_compiled_copy(d)) return compiled_copy_marginal(d, targets, log_pe);
   std::size_t count = 0;
   while (targets[count]) ++count;
   TablePtr result(_orv_create_table(d, targets, orv_table_probability, 0, true, false));
@@ -102,7 +102,7 @@ void single_target_beliefs(orv_node_s *const *targets, std::size_t count, const 
 }  // namespace
 
 void targeted_beliefs(orv_domain_s *d, orv_node_s *const *targets, double *beliefs, double *log_pe) {
-  require_targeted_domain(d);
+  if (needs_compiled_copy(d)) return compiled_copy_beliefs(d, targets, beliefs, log_pe);
   std::size_t count = 0;
   while (targets[count]) ++count;
   // One free target (perhaps listed twice): eliminating everything else is
