@@ -130,10 +130,12 @@ void read_triangulation(ByteReader &r, orv_domain_s *d) {
   order.reserve(n + 1);
   for (std::size_t i = 0; i < n; ++i) order.push_back(node_named(d, r));
   order.push_back(nullptr);
-  const orv_status_t s = orv_domain_triangulate_with_order(d, order.data());
-  if (s == orv_error_usage) fail(orv_error_bad_kb_format);
-  check(s == orv_error_none);
-  if (state == 2) check(orv_domain_compile(d) == orv_error_none);
+  // What was saved triangulated or compiled does so again: any failure but
+  // memory means damage.
+  orv_status_t s = orv_domain_triangulate_with_order(d, order.data());
+  if (s == orv_error_none && state == 2) s = orv_domain_compile(d);
+  if (s == orv_error_no_memory) fail(orv_error_no_memory);
+  if (s != orv_error_none) fail(orv_error_bad_kb_format);
 }
 
 // Fails with the load's own code: text that passed the checks but does not
@@ -298,9 +300,9 @@ orv_status_t orv_cc_save_as_kb(orv_class_collection_t cc, const char *file_name,
     orv::ByteWriter w;
     orv::OwnedText text{orv::domain_text(cc->members[0], true, orv::write_collection_net)};
     orv::put_text(w, text.text);
-    orv::String name(file_name);
+    orv::Vector<orv::String> names(cc->members.size(), orv::String(file_name));
     orv::write_kb_file(file_name, orv::KbType::class_collection, w.bytes, password);
-    for (orv_class_s *c : cc->members) c->file_name = name;
+    for (std::size_t i = 0; i < names.size(); ++i) cc->members[i]->file_name.swap(names[i]);
   });
 }
 

@@ -17,6 +17,7 @@
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
+#include "oobn/class.h"
 #include "runtime/allocate.h"
 
 namespace orv {
@@ -346,6 +347,10 @@ TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {
   ASSERT_EQ(orv_net_parse_classes(ORVEL_DATA_DIR "/classes/hierarchy.net", cc.get(), nullptr, nullptr, nullptr),
             orv_error_none);
   ASSERT_EQ(orv_cc_save_as_kb(cc.get(), file.c_str(), nullptr), orv_error_none);
+  orv_class_t top = orv_cc_get_class_by_name(cc.get(), "Top");
+  test::expect_no_memory_sweep(
+      "class save", [&] { return orv_cc_save_as_kb(cc.get(), other.c_str(), nullptr); },
+      [&] { EXPECT_STREQ(top->file_name.c_str(), file.c_str()); });
   auto cc_load = test::expect_no_memory_sweep(
       "class load", [&] { return orv_kb_load_class_collection(file.c_str(), nullptr); }, [] {});
   ASSERT_NE(cc_load.result, nullptr);
