@@ -832,8 +832,11 @@ ORV_API double orv_domain_get_significance_level(orv_domain_t domain);
 /* Learns links from the case data by independence tests and orientation
  * rules under the edge constraints and replaces the domain's links (which
  * must be none) by them; EM can then learn their tables. Every node must be
- * a discrete chance node without parents, and cases must be present. Tests
- * run on the concurrency level's threads. Errors: usage, io (log, or thread
+ * a chance node without parents, and cases must be present. Pairs of
+ * discrete nodes are tested by G² on counts; pairs with a continuous node by
+ * a likelihood ratio of linear regressions within the discrete
+ * configurations, and a discrete-continuous edge always points to the
+ * continuous node. Tests run on the concurrency level's threads. Errors: usage, io (log, or thread
  * setup), no_memory; on failure the domain has no links. */
 ORV_API orv_status_t orv_domain_learn_structure(orv_domain_t domain);
 

@@ -48,6 +48,7 @@ class DomainCopy {
     d->grain_size = from_->grain_size;
     d->concurrency_level = from_->concurrency_level;
     d->em_concurrency_level = from_->em_concurrency_level;
+    d->significance_level = from_->significance_level;
     d->random = from_->random;
     d->file_name = from_->file_name;
     d->attributes = copy_attribute_list(from_->attributes);
@@ -74,6 +75,8 @@ class DomainCopy {
       orv_node_s *c = counterpart(n);
       c->parents.swap(parents);
       c->children.swap(children);
+      for (const EdgeConstraintRecord &r : n->edge_constraints)
+        c->edge_constraints.push_back(EdgeConstraintRecord{counterpart(r.other), r.code});
     }
   }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 
 #include "model/node.h"
 #include "runtime/allocate.h"
@@ -48,10 +49,18 @@ class CaseColumns {
   std::size_t size() const { return nodes_.size(); }
   orv_node_s *node(std::size_t v) const { return nodes_[v]; }
   std::size_t states(std::size_t v) const { return nodes_[v]->state_count; }
+  bool continuous(std::size_t v) const { return nodes_[v]->is_continuous(); }
   std::size_t cases() const { return cases_; }
   // State of vertex v in case i, -1 when missing.
   int state(std::size_t v, std::size_t i) const {
     return nodes_[v]->case_states ? nodes_[v]->case_states[i] : -1;
+  }
+  // Value of continuous vertex v in case i; false when missing.
+  bool value(std::size_t v, std::size_t i, double &x) const {
+    const orv_node_s *n = nodes_[v];
+    if (!n->case_value_set || !n->case_value_set[i]) return false;
+    x = n->case_values[i];
+    return true;
   }
   double weight(std::size_t i) const { return counts_ ? counts_[i] : 1.0; }
 
@@ -60,6 +69,9 @@ class CaseColumns {
   std::size_t cases_;
   const double *counts_;
 };
+
+// A pair and at most three conditioning nodes.
+constexpr std::size_t kMaxTestSet = 5;
 
 // Result of one test of a pair given a conditioning set.
 struct TestResult {
@@ -84,13 +96,54 @@ class JointCounts {
   double total_ = 0.0;
 };
 
+// Weighted moments of the complete cases over a set with continuous
+// members, per configuration of its discrete members. Throws.
+class GaussianMoments {
+ public:
+  GaussianMoments(const CaseColumns &columns, const std::uint32_t *members, std::size_t count);
+  // Tests members a and b (at least one continuous) given the others.
+  TestResult test(std::size_t a, std::size_t b) const;
+
+ private:
+  struct Member {
+    std::uint32_t vertex;
+    bool continuous;
+    std::size_t index;   // continuous: position among them; discrete: stride
+    std::size_t states;  // discrete only
+  };
+  Vector<double> pooled(std::size_t merged, std::size_t &occupied, double &df) const;
+  Vector<Member> members_;
+  std::size_t continuous_ = 0;
+  std::size_t stride_ = 1;  // weight, sums, cross products
+  Vector<double> moments_;
+  double total_ = 0.0;
+};
+
+// The tests of the pairs of one node set: G² over counts when every member
+// is discrete, the Gaussian likelihood ratio otherwise. Throws.
+class SetTests {
+ public:
+  SetTests(const CaseColumns &columns, const std::uint32_t *members, std::size_t count);
+  // Two discrete members of a set with continuous ones are never tested.
+  bool testable(std::size_t a, std::size_t b) const;
+  TestResult test(std::size_t a, std::size_t b) const;
+
+ private:
+  bool mixed_ = false;
+  bool discrete_[kMaxTestSet] = {};
+  std::optional<JointCounts> counts_;
+  std::optional<GaussianMoments> moments_;
+};
+
 // Fills dependent and strength for every pair by marginal tests, on up to
 // `workers` threads. Throws.
 void marginal_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers);
 
 // Conditional tests with sets of size 1, 2 and 3 on `workers` threads (one
-// mutex when more than one); then records the separating sets. Throws.
-void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers);
+// mutex when more than one), after a primary pass unless `npc` (the variant
+// that keeps ambiguous edges open); then records the separating sets. Throws.
+void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers,
+                       bool npc);
 
 // The learning graph and its orientation, logged to the domain's log.
 class LearningGraph {
@@ -121,7 +174,8 @@ class LearningGraph {
   bool separated_by(std::size_t x, std::size_t y, std::size_t z) const;
   bool has_extension() const;
   std::size_t undirected_degree(std::size_t x) const;
-  double parent_configurations(std::size_t x) const;
+  double parent_configurations(std::size_t x) const;  // over discrete parents
+  double added_parameters(std::size_t tail, std::size_t head) const;
   // The rules: try to direct edge (a, b) as a -> b; true when a rule fired.
   bool rule1(std::size_t a, std::size_t b);
   bool rule2(std::size_t a, std::size_t b);

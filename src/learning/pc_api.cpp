@@ -47,7 +47,7 @@ void store(orv_node_s *a, orv_node_s *b, orv_edge_constraint_t code) {
 }
 
 void check_structure_preconditions(orv_domain_s *d) {
-  if (d->node_count != d->chance_count || d->continuous_count > 0 || d->number_of_cases == 0) fail(orv_error_usage);
+  if (d->node_count != d->chance_count || d->number_of_cases == 0) fail(orv_error_usage);
   for (orv_node_s *n = d->first_node; n; n = n->next)
     if (!n->parents.empty()) fail(orv_error_usage);
   if (domain_is_compiled(d))
@@ -68,7 +68,9 @@ void apply_constraints(const CaseColumns &columns, Vector<PairRecord> &pairs) {
     }
 }
 
-void learn_structure(orv_domain_s *d) {
+// `npc` selects the variant that keeps ambiguous edges for a decision; only
+// the plain method is offered so far.
+void learn_structure(orv_domain_s *d, bool npc) {
   check_structure_preconditions(d);
   const CaseColumns columns(d);
   const std::size_t n = columns.size();
@@ -76,7 +78,7 @@ void learn_structure(orv_domain_s *d) {
   Vector<PairRecord> pairs(n * (n - 1) / 2);
   marginal_tests(columns, d->significance_level, pairs, workers);
   apply_constraints(columns, pairs);
-  conditional_tests(columns, d->significance_level, pairs, workers);
+  conditional_tests(columns, d->significance_level, pairs, workers, npc);
   LearningGraph graph(d, columns, pairs);
   graph.identify_skeleton();
   graph.identify_colliders();
@@ -127,7 +129,7 @@ double orv_domain_get_significance_level(orv_domain_t domain) {
 
 orv_status_t orv_domain_learn_structure(orv_domain_t domain) {
   if (!orv::is_learning_domain(domain)) return usage(orv_error_usage);
-  return guarded_status([&] { orv::learn_structure(domain); });
+  return guarded_status([&] { orv::learn_structure(domain, false); });
 }
 
 }  // extern "C"

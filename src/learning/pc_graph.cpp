@@ -81,7 +81,13 @@ void LearningGraph::identify_skeleton() {
       std::size_t tail = i, head = j;
       if (c == orv_constraint_backward_edge_required || c == orv_constraint_forward_edge_forbidden) std::swap(tail, head);
       else if (c != orv_constraint_forward_edge_required && c != orv_constraint_backward_edge_forbidden) {
-        add_edge(i, j, false);
+        if (columns_.continuous(i) == columns_.continuous(j)) {
+          add_edge(i, j, false);
+        } else {  // a continuous node cannot be the parent of a discrete one
+          if (columns_.continuous(i)) std::swap(tail, head);
+          add_edge(tail, head, true);
+          log("%s -> %s (CG constraint)\n", name(tail), name(head));
+        }
         continue;
       }
       if (path_exists(head, tail)) {
@@ -172,6 +178,11 @@ void LearningGraph::to_domain() {
   } catch (...) {
     for (std::size_t i = added.size(); i-- > 0;)
       eliminate_parent(columns_.node(edges_[added[i]].b), columns_.node(edges_[added[i]].a), 0);
+    // The domain had no links: release what the rolled-back lists grew.
+    for (std::size_t v = 0; v < n_; ++v) {
+      NodeList().swap(columns_.node(v)->parents);
+      NodeList().swap(columns_.node(v)->children);
+    }
     throw;
   }
 }

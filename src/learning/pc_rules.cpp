@@ -107,8 +107,17 @@ std::size_t LearningGraph::undirected_degree(std::size_t x) const {
 double LearningGraph::parent_configurations(std::size_t x) const {
   double product = 1.0;
   for (std::size_t y = 0; y < n_; ++y)
-    if (directed_from(y, x)) product *= static_cast<double>(columns_.states(y));
+    if (directed_from(y, x) && !columns_.continuous(y)) product *= static_cast<double>(columns_.states(y));
   return product;
+}
+
+// Table parameters the edge tail -> head adds: a discrete head gets a
+// distribution per state of the tail, a continuous one a regression
+// coefficient per configuration of its discrete parents.
+double LearningGraph::added_parameters(std::size_t tail, std::size_t head) const {
+  if (columns_.continuous(head)) return parent_configurations(head);
+  const double s_tail = static_cast<double>(columns_.states(tail)), s_head = static_cast<double>(columns_.states(head));
+  return s_tail * (s_head - 1.0) * parent_configurations(head);
 }
 
 void LearningGraph::complete_orientation() {
@@ -116,9 +125,7 @@ void LearningGraph::complete_orientation() {
   for (std::size_t e = 0; e < edges_.size(); ++e) {
     if (edges_[e].directed) continue;
     const std::size_t a = edges_[e].a, b = edges_[e].b;
-    const double sa = static_cast<double>(columns_.states(a)), sb = static_cast<double>(columns_.states(b));
-    const double forward = sa * (sb - 1.0) * parent_configurations(b);
-    const double backward = sb * (sa - 1.0) * parent_configurations(a);
+    const double forward = added_parameters(a, b), backward = added_parameters(b, a);
     std::size_t tail = b, head = a;
     if (forward < backward || (forward == backward && undirected_degree(b) < undirected_degree(a))) {
       tail = a;

@@ -14,7 +14,7 @@ namespace orv {
 
 namespace {
 
-constexpr std::size_t kMaxSet = 5;                           // a pair and three others
+constexpr std::size_t kMaxSet = kMaxTestSet;
 constexpr std::size_t kMaxPairs = kMaxSet * (kMaxSet - 1) / 2;
 using SetKey = std::array<std::uint32_t, kMaxSet>;           // sorted, padded with kNoVertex
 
@@ -39,6 +39,7 @@ struct Search {
   Vector<PairRecord> &pairs;
   std::size_t n;
   std::size_t k = 0;
+  bool primary = false;            // only the strongest candidate of each pair
   Vector<unsigned char> adjacent;  // n x n snapshot of the dependence graph
   Vector<unsigned char> needs;     // per pair, at the start of the pass
   Vector<ListedPair> list;         // pairs to test, by decreasing strength
@@ -63,11 +64,11 @@ struct Search {
     CacheEntry entry;
     entry.outcome.fill(-1);
     entry.done = true;
-    const JointCounts counts(columns, set.data(), size);
+    const SetTests tests(columns, set.data(), size);
     for (std::size_t a = 0; a < size; ++a)
       for (std::size_t b = a + 1; b < size; ++b)
-        if (scheduled(set, size, a, b))
-          entry.outcome[member_pair(a, b, size)] = counts.test(a, b).p_value < level ? 0 : 1;
+        if (tests.testable(a, b) && scheduled(set, size, a, b))
+          entry.outcome[member_pair(a, b, size)] = tests.test(a, b).p_value < level ? 0 : 1;
     return entry;
   }
 
@@ -101,11 +102,13 @@ struct Search {
     return found->second.outcome[member_pair(std::min(a, b), std::max(a, b), size)] == 1;
   }
 
-  // Candidates for (x, y): others adjacent to x or y, by decreasing strength.
+  // Candidates for (x, y): others adjacent to x or y, by decreasing strength;
+  // only discrete ones for a discrete pair.
   Vector<std::uint32_t> candidates(std::uint32_t x, std::uint32_t y) const {
     Vector<std::uint32_t> c;
+    const bool discrete_pair = !columns.continuous(x) && !columns.continuous(y);
     for (std::uint32_t z = 0; z < n; ++z)
-      if (z != x && z != y && (adj(z, x) || adj(z, y))) c.push_back(z);
+      if (z != x && z != y && (adj(z, x) || adj(z, y)) && !(discrete_pair && columns.continuous(z))) c.push_back(z);
     std::stable_sort(c.begin(), c.end(), [&](std::uint32_t u, std::uint32_t v) {
       return strength(u, x) + strength(u, y) > strength(v, x) + strength(v, y);
     });
@@ -127,6 +130,7 @@ struct Search {
         touches = touches || adj(s[i], x) || adj(s[i], y);
       }
       if (touches && independent_given(x, y, s)) return;
+      if (primary) return;
       std::size_t i = k;
       while (i > 0 && pick[i - 1] == c.size() - k + i - 1) --i;
       if (i == 0) return;
@@ -157,13 +161,24 @@ void search_worker(void *context, std::size_t) { static_cast<Search *>(context)-
 
 }  // namespace
 
-void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers) {
+void conditional_tests(const CaseColumns &columns, double level, Vector<PairRecord> &pairs, std::size_t workers,
+                       bool npc) {
   const std::size_t n = columns.size();
   OptionalMutex mutex(workers > 1);
-  Search search{columns, level, pairs, n, 0, {}, {}, {}, 0, {}, mutex};
+  Search search{columns, level, pairs, n, 0, false, {}, {}, {}, 0, {}, mutex};
   search.adjacent.assign(n * n, 0);
   search.needs.assign(pairs.size(), 0);
-  for (search.k = 1; search.k <= 3; ++search.k) {
+  // The primary pass tests each pair given its strongest candidate alone,
+  // which separates most pairs before the full passes enumerate sets.
+  struct Pass {
+    std::size_t k;
+    bool primary;
+  };
+  constexpr Pass kPasses[] = {{1, true}, {1, false}, {2, false}, {3, false}};
+  for (const Pass &pass : kPasses) {
+    if (pass.primary && npc) continue;
+    search.k = pass.k;
+    search.primary = pass.primary;
     search.list.clear();
     for (std::size_t x = 0; x < n; ++x)
       for (std::size_t y = x + 1; y < n; ++y) {

@@ -106,7 +106,7 @@ void marginal_worker(void *context, std::size_t w) {
     for (std::uint32_t j = i + 1; j < n; ++j, ++p) {
       if (p % pass.workers != w) continue;
       const std::uint32_t members[2] = {i, j};
-      const TestResult r = JointCounts(pass.columns, members, 2).test(0, 1);
+      const TestResult r = SetTests(pass.columns, members, 2).test(0, 1);
       PairRecord &record = pass.pairs[p];
       record.strength = r.total > 0.0 ? r.g2 / (2.0 * r.total) : 0.0;
       record.dependent = r.p_value < pass.level ? 1 : 0;

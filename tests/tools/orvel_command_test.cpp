@@ -89,6 +89,25 @@ TEST(OrvelLearn, LearnsStructureThenTables) {
   EXPECT_TRUE(contains(read_file(out), "potential (BP | ")) << read_file(out);
 }
 
+// A CG network: D -> X by the CG rule, X -> Y by R1, and EM fits Y's slope.
+TEST(OrvelLearn, LearnsConditionalGaussianStructure) {
+  const std::string net = write_temp("cg_structure.net", R"(net {}
+node D { states = ("a" "b"); }
+continuous node X {}
+continuous node Y {}
+)");
+  std::string cases = "D X Y\n";
+  for (int i = 0; i < 400; ++i) {  // scattered noise without a generator
+    const double x = 2.0 * (i % 2) + ((i * 7) % 11 - 5) / 5.0, y = x + ((i * 13) % 17 - 8) / 8.0;
+    cases += std::string(i % 2 ? "b " : "a ") + std::to_string(x) + " " + std::to_string(y) + "\n";
+  }
+  const std::string out = ::testing::TempDir() + "cg_structure_learned.net";
+  expect_run({"learn-structure " + net + " " + write_temp("cg_structure.dat", cases) + " -o " + out, 0,
+              {"D -> X\n", "X -> Y\n", "2 links learned"}});
+  EXPECT_TRUE(contains(read_file(out), "potential (Y | X)")) << read_file(out);
+  EXPECT_TRUE(contains(read_file(out), " * X, ")) << read_file(out);
+}
+
 TEST(OrvelLearn, LearnsWithProgressLinesAndWritesTheNetwork) {
   const std::string out = ::testing::TempDir() + "learned.net", learn = "learn " + kEm + "asia.net ";
   const Outcome r = expect_run({learn + kEm + "asia.dat -o " + out + " --threads 2", 0,

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include "cli.h"
 
@@ -59,8 +60,18 @@ void default_experience(orv_domain_t d) {
   for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
     if (orv_node_has_experience_table(n) == 1) return;
   for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
-    if (orv_node_get_category(n) == orv_category_chance && orv_node_get_kind(n) == orv_kind_discrete)
-      orv_node_get_experience_table(n);
+    if (orv_node_get_category(n) == orv_category_chance) orv_node_get_experience_table(n);
+}
+
+// The tables a network had mean nothing under learned links (and their zeros
+// could make cases impossible): EM starts from uniform tables instead.
+void uniform_tables(orv_domain_t d) {
+  for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
+    if (orv_node_get_kind(n) != orv_kind_discrete) continue;  // CG nodes start at their regressions' zero slopes
+    orv_table_t t = orv_node_get_table(n);
+    const std::vector<double> data(orv_table_get_size(t), 1.0 / double(orv_node_get_number_of_states(n)));
+    if (orv_table_set_data(t, data.data(), 0, data.size()) != orv_error_none) check_engine("cannot reset the tables");
+  }
 }
 
 }  // namespace
@@ -75,8 +86,8 @@ int run_learn(Args &args) {
     if (args.option("--help", "-h")) {
       std::fputs("usage: orvel learn NET DATA [-o OUT.net] [--tolerance T] [--max-iterations N] [--threads K]\n"
                  "Learns the tables of NET from the case data file DATA by EM, using the\n"
-                 "experience tables as prior (a network without any learns every discrete\n"
-                 "chance node), and writes the learned network to OUT.net or stdout.\n"
+                 "experience tables as prior (a network without any learns every chance\n"
+                 "node, discrete and continuous), and writes the learned network to OUT.net or stdout.\n"
                  "Each iteration's log-likelihood and change go to stderr.\n",
                  stdout);
       return kExitOk;
@@ -154,6 +165,7 @@ int run_learn_structure(Args &args) {
     for (orv_node_t *p = orv_node_get_parents(n); *p; ++p, ++links)
       std::fprintf(stderr, "%s -> %s\n", orv_node_get_name(*p), orv_node_get_name(n));
   std::fprintf(stderr, "%zu links learned in %.3f s\n", links, seconds);
+  uniform_tables(d);
   if (orv_domain_compile(d) != orv_error_none) check_engine("cannot compile the learned network");
   default_experience(d);
   if (orv_domain_learn_tables(d) != orv_error_none) check_engine("learning the tables failed");
