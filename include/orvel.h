@@ -715,6 +715,35 @@ ORV_API int orv_node_has_fading_table(orv_node_t node);
  * back gives bit-identical tables. Errors: as the plain forms. */
 ORV_API char *orv_domain_to_net_string_exact(orv_domain_t domain);
 ORV_API orv_status_t orv_domain_save_as_net_exact(orv_domain_t domain, const char *file_name);
+
+/* ======================================================================
+ * KB files: binary save and load
+ * ====================================================================== */
+/* A KB file is a gzip stream: bytes 7D 00, a format version byte, a type
+ * byte (domain or class collection), byte-order and width bytes, then the
+ * model: the network's structure, models, learning tables and attributes
+ * (exact NET text) and its discrete tables as binary doubles, so that every
+ * number reads back bit for bit, and for a domain its case data and
+ * triangulation (elimination order). Evidence is not saved. A compiled
+ * domain is saved as compiled and recompiled on load with its elimination
+ * order (beliefs equal up to rounding in the last bits). With a password
+ * (else NULL) the model is compressed and sealed: an Argon2id key from the
+ * password and a random salt in the file, and authenticated
+ * XChaCha20-Poly1305, so nothing of the model can be read or altered without
+ * the password.
+ * Saves the domain (records the file name). Errors: usage, io, no_memory. */
+ORV_API orv_status_t orv_domain_save_as_kb(orv_domain_t domain, const char *file_name, const char *password);
+/* Saves every class of a non-empty collection. Errors: usage, io, no_memory. */
+ORV_API orv_status_t orv_cc_save_as_kb(orv_class_collection_t cc, const char *file_name, const char *password);
+/* Loads a domain (the caller deletes it); NULL on failure. The password may
+ * be NULL for an unprotected file. Errors: usage, io, no_memory,
+ * bad_kb_format (not a KB file, truncated or damaged), bad_kb_version,
+ * bad_kb_type (a class collection), bad_kb_password (missing or wrong, or
+ * the sealed part was altered). */
+ORV_API orv_domain_t orv_kb_load_domain(const char *file_name, const char *password);
+/* Loads a class collection (the caller deletes it); errors as
+ * orv_kb_load_domain (bad_kb_type for a domain). */
+ORV_API orv_class_collection_t orv_kb_load_class_collection(const char *file_name, const char *password);
 /* Parse a domain of discrete chance nodes from BIF, from XMLBIF (decision
  * and utility variables included) or from a UAI BAYES network (variables
  * named X0, X1, ... with states 0, 1, ...). The argument is the text itself

@@ -13,6 +13,7 @@ command -v javac >/dev/null || need+=(openjdk-17-jdk-headless)
 command -v python3 >/dev/null || need+=(python3)
 command -v ccache >/dev/null || need+=(ccache)
 [ -f /usr/include/libxml2/libxml/parser.h ] || need+=(libxml2-dev)
+[ -f /usr/include/sodium.h ] || need+=(libsodium-dev)
 command -v pkg-config >/dev/null || need+=(pkgconf)
 command -v dot >/dev/null || need+=(graphviz)
 if [ ${#need[@]} -gt 0 ]; then

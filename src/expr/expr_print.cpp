@@ -43,14 +43,14 @@ bool needs_parentheses(const orv_expression_s *parent, std::size_t index) {
 // Emits the text through a sink that either counts or copies.
 class Printer {
  public:
-  explicit Printer(char *buffer) : buffer_(buffer) {}
+  Printer(char *buffer, bool exact) : buffer_(buffer), exact_(exact) {}
   std::size_t length() const { return length_; }
 
   void print(const orv_expression_s *e) {
     switch (e->op) {
       case orv_op_number: {
         char text[64];
-        const int n = std::snprintf(text, sizeof text, "%G", e->number);
+        const int n = std::snprintf(text, sizeof text, exact_ ? "%.17G" : "%G", e->number);
         emit(text, static_cast<std::size_t>(n));
         return;
       }
@@ -94,17 +94,18 @@ class Printer {
   }
 
   char *buffer_;
+  bool exact_;
   std::size_t length_ = 0;
 };
 
 }  // namespace
 
-char *format_expression(const orv_expression_s *e) {
-  Printer counter(nullptr);
+char *format_expression(const orv_expression_s *e, bool exact) {
+  Printer counter(nullptr, exact);
   counter.print(e);
   char *text = static_cast<char *>(_orv_allocate(size_add(counter.length(), 1)));
   if (!text) throw std::bad_alloc();
-  Printer writer(text);
+  Printer writer(text, exact);
   try {
     writer.print(e);
   } catch (...) {

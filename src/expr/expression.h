@@ -74,7 +74,9 @@ struct ExpressionDeleter {
 using OwnedExpression = std::unique_ptr<orv_expression_s, ExpressionDeleter>;
 
 // The text form ("%G" numbers, escaped labels, minimal parentheses) in funnel
-// memory (free with _orv_free). Throws bad_alloc. Run under the C locale.
-char *format_expression(const orv_expression_s *e);
+// memory (free with _orv_free). `exact` writes numbers with 17 significant
+// digits, which read back to the same doubles. Throws bad_alloc. Run under
+// the C locale.
+char *format_expression(const orv_expression_s *e, bool exact = false);
 
 }  // namespace orv

@@ -35,6 +35,8 @@ Vector<orv_class_s *> dependency_order(orv_class_collection_s *cc) {
   return order;
 }
 
+}  // namespace
+
 void write_collection_net(NetOutput &out, orv_domain_s *d) {
   orv_class_collection_s *cc = as_class(d)->collection;
   bool first = true;
@@ -44,8 +46,6 @@ void write_collection_net(NetOutput &out, orv_domain_s *d) {
     write_class_net(out, c);
   }
 }
-
-}  // namespace
 
 }  // namespace orv
 

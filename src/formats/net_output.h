@@ -33,6 +33,9 @@ class NetOutput {
   char *release_text();
 
   bool exact = false;
+  // False: the data of tables that KB files store in binary is left out
+  // (see stored_in_binary).
+  bool table_data = true;
 
  private:
   std::FILE *stream_ = nullptr;

@@ -39,7 +39,7 @@ void NetReader::parse_body() {
       p_.syntax_error(t, message.c_str());
     }
   }
-  handle_incomplete_tables();
+  if (!keep_unfilled_tables) handle_incomplete_tables();
 }
 
 bool NetReader::parse_declaration(const String &word) {

@@ -52,7 +52,11 @@ class NetReader {
   // Sets the queued attributes on the node (the domain or class when null).
   void flush_attributes(orv_node_s *n, AttributeQueue &queue);
 
+  // Drops the tables no data was read into (keeping and filling those of
+  // nodes with learning tables), unless keep_unfilled_tables is set: KB files
+  // fill them afterwards.
   void handle_incomplete_tables();
+  bool keep_unfilled_tables = false;
 
   ParseData &p_;
   orv_domain_s *d_;

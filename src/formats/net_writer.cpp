@@ -269,7 +269,7 @@ class NetWriter {
   void potential(orv_node_s *n) {
     potential_head(n);
     // Learning tables also need a body, so that they are not lost.
-    if (!n->table && !n->model && !n->experience && !n->fading) {
+    if ((!n->table || (!out_.table_data && stored_in_binary(n))) && !n->model && !n->experience && !n->fading) {
       out_.put(" {}\n");
       return;
     }
@@ -280,7 +280,7 @@ class NetWriter {
     // written instead.
     const bool with_model = n->model && !n->is_continuous();
     if (with_model) model(n->model);
-    if (n->table && (!with_model || n->model->table_supplied)) {
+    if (n->table && (!with_model || n->model->table_supplied) && (out_.table_data || !stored_in_binary(n))) {
       field("data");
       if (!l_.is_class && !table_fits_on_one_line(n->table)) {
         out_.put("\n");
@@ -326,7 +326,7 @@ class NetWriter {
     for (std::size_t i = 0; i < m->expressions.size(); ++i) {
       if (i > 0) out_.put(l_.is_class ? ",\n\t\t\t" : ",\n\t\t");
       if (!m->expressions[i]) continue;
-      char *text = format_expression(m->expressions[i]);
+      char *text = format_expression(m->expressions[i], out_.exact);
       try {
         out_.put(text);
       } catch (...) {
@@ -344,6 +344,10 @@ class NetWriter {
 };
 
 }  // namespace
+
+bool stored_in_binary(const orv_node_s *n) {
+  return n->table && n->table->data && !n->model && n->table->continuous_count == 0 && !n->table->cg_data;
+}
 
 void write_domain_net(NetOutput &out, orv_domain_s *d) { NetWriter(out, d, kDomainLayout).write_domain(); }
 

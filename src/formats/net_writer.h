@@ -25,12 +25,19 @@ void write_domain_net(NetOutput &out, orv_domain_s *d);
 // Writes one class ("class NAME { ... } % class NAME").
 void write_class_net(NetOutput &out, orv_domain_s *c);
 
+// Writes every class of the collection of class `d`, used classes first.
+void write_collection_net(NetOutput &out, orv_domain_s *d);
+
 // Writes a domain into a file (recording the file name in the domain on
 // success) or into new text, with the given writer, under the C locale.
 // `exact` writes numbers with 17 significant digits.
 using DomainWriter = void (*)(NetOutput &out, orv_domain_s *d);
 void save_domain_file(orv_domain_s *d, const char *file_name, bool exact, DomainWriter write);
 char *domain_text(orv_domain_s *d, bool exact, DomainWriter write);
+
+// Whether the node's table is one that KB files store in binary rather than
+// as NET text: a discrete table not generated from a model.
+bool stored_in_binary(const orv_node_s *n);
 
 // Table data ending in ";", the last row comment and a newline.
 void write_table(NetOutput &out, orv_table_s *t, const NetLayout &layout);

@@ -83,6 +83,25 @@ JNIEXPORT jlong ORV_JNI(NewClassCollection)(JNIEnv *env, jobject, jobject peer, 
   return to_handle(cc);
 }
 
+// As NewClassCollection, for a collection loaded from a KB file (`password` may be null).
+JNIEXPORT jlong ORV_JNI(KBLoadClassCollection)(JNIEnv *env, jobject, jobject peer, jstring file_name,
+                                               jstring password) {
+  if (!peer) return orv::usage<jlong>(0);
+  orv::jni::FileName name(env, file_name);
+  if (!name) return 0;
+  orv::jni::OptionalUtf8 secret(env, password);
+  if (!secret) return 0;
+  orv_class_collection_t cc = orv_kb_load_class_collection(name.get(), secret.get());
+  if (!cc) return 0;
+  if (!orv::jni::hold_reference(env, cc, peer)) {
+    const orv_error_t cause = orv::error_code();
+    orv_cc_delete(cc);
+    orv::set_error(cause);
+    return cause == orv_error_no_memory ? orv_error_no_memory : 0;
+  }
+  return to_handle(cc);
+}
+
 // `collection` is the Java class collection handed to insertClass.
 JNIEXPORT jint ORV_JNI(NetParseClasses)(JNIEnv *env, jobject, jstring source, jlong cc, jobject collection,
                                         jobject receiver) {

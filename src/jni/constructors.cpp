@@ -75,6 +75,16 @@ JNIEXPORT jlong ORV_JNI(NetParseDomain)(JNIEnv *env, jobject, jobject peer, jstr
   return keep_or_delete(env, domain, peer);
 }
 
+// `password` may be null (an unprotected file).
+JNIEXPORT jlong ORV_JNI(KBLoadDomain)(JNIEnv *env, jobject, jobject peer, jstring file_name, jstring password) {
+  if (!peer) return orv::usage<jlong>(0);
+  orv::jni::FileName name(env, file_name);
+  if (!name) return 0;
+  orv::jni::OptionalUtf8 secret(env, password);
+  if (!secret) return 0;
+  return keep_or_delete(env, orv_kb_load_domain(name.get(), secret.get()), peer);
+}
+
 // The node's global reference is made first, so that the node never exists
 // without its peer; a failed creation drops the reference again.
 JNIEXPORT jlong ORV_JNI(DomainNewNode)(JNIEnv *env, jobject, jobject peer, jlong domain, jint category,

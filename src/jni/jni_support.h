@@ -45,6 +45,21 @@ class Utf8 {
   char *text_ = nullptr;
 };
 
+// A string argument that may be null (passed on as NULL); false only when a
+// non-null string could not be converted.
+class OptionalUtf8 {
+ public:
+  OptionalUtf8(JNIEnv *env, jstring text) : present_(text != nullptr), text_(env, text) {
+    if (!present_) set_error(orv_error_none);
+  }
+  explicit operator bool() const { return !present_ || bool(text_); }
+  const char *get() const { return present_ ? text_.get() : nullptr; }
+
+ private:
+  bool present_;
+  Utf8 text_;
+};
+
 // File names are passed to the C library in the JVM's modified UTF-8; kept a
 // separate conversion so that a platform encoding can later apply to them alone.
 using FileName = Utf8;

@@ -2,6 +2,7 @@
 // Graphviz pictures (checked with dot -Tsvg when Graphviz is installed).
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 #include "tools/orvel_runner.h"
@@ -38,6 +39,35 @@ TEST(OrvelFormats, ConvertWritesBifOrExactNetByExtension) {
   EXPECT_EQ(a.output.substr(a.output.find("\"equilibrium\"")), b.output.substr(b.output.find("\"equilibrium\"")));
   EXPECT_EQ(orvel("convert " + net + " " + temp("x.uai")).status, 2);
   EXPECT_EQ(orvel("convert --exact " + net + " " + temp("x.bif")).status, 2);
+}
+
+// KB files by content wherever a network is read, sealed ones through the
+// password variable, and conversion both ways keeping classes as classes.
+TEST(OrvelFormats, KbFilesAreReadEverywhereAndConverted) {
+  const std::string kb = temp("asia.kb"), sealed = temp("asia_sealed.data"), back = temp("asia_back.net");
+  const std::string classes = temp("hierarchy.kb"), classes_net = temp("hierarchy_back.net");
+  ASSERT_EQ(orvel("convert " + data("asia.net") + " " + kb).status, 0);
+  ASSERT_EQ(orvel("convert --password pw " + kb + " " + temp("asia_sealed.kb")).status, 0);
+  ASSERT_EQ(std::rename(temp("asia_sealed.kb").c_str(), sealed.c_str()), 0);  // told by content, not name
+  ASSERT_EQ(orvel("convert --exact " + kb + " " + back).status, 0);
+  EXPECT_EQ(read_file(back), orvel("convert --exact " + data("asia.net") + " /dev/stdout").output);
+  const std::string cls = std::string(ORVEL_DATA_DIR) + "/classes/hierarchy.net";
+  ASSERT_EQ(orvel("convert " + cls + " " + classes).status, 0);
+  ASSERT_EQ(orvel("convert " + classes + " " + classes_net).status, 0);
+  EXPECT_TRUE(contains(read_file(classes_net), "class Base")) << read_file(classes_net);
+  const Outcome net_answer = orvel("query " + cls + " --class Top -n B");
+  ASSERT_EQ(net_answer.status, 0) << net_answer.output;
+  expect_runs({
+      {"query " + kb + " -e smoke=yes -n lung", 0, {"0.100000"}},
+      {"info " + kb, 0, {"dysp"}},
+      {"query " + sealed + " -e smoke=yes -n lung", 1, {"password"}},
+      {"query " + classes + " --class Top -n B", 0, {net_answer.output.substr(net_answer.output.find('\n'))}},
+      {"query " + kb + " --class Top", 2, {"holds a domain"}},
+  });
+  const std::string with_password = "ORVEL_KB_PASSWORD=pw " + std::string(ORVEL_BIN) + " query " + sealed;
+  const std::string opened = run(with_password + " -e smoke=yes -n lung").output;
+  EXPECT_TRUE(contains(opened, "yes    0.100000")) << opened;
+  EXPECT_TRUE(contains(run("ORVEL_KB_PASSWORD=wrong " + std::string(ORVEL_BIN) + " query " + sealed).output, "password"));
 }
 
 TEST(OrvelFormats, DryRunReportsTheMemoryOfTheChosenTriangulation) {

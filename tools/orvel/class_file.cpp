@@ -59,15 +59,19 @@ void Network::load_classes(const std::optional<std::string> &class_name, orv_err
   const orv_status_t status = orv_net_parse_classes(path_.c_str(), classes_, load_class, handler, messages);
   current_load = nullptr;
   if (status != orv_error_none) return;  // the caller reports the messages
+  unfold(class_name, load.loaded);
+}
+
+void Network::unfold(const std::optional<std::string> &class_name, const std::vector<std::string> &loaded) {
   orv_class_t chosen = nullptr;
   if (class_name) {
     chosen = orv_cc_get_class_by_name(classes_, class_name->c_str());
     if (!chosen) usage_error("no class named '" + *class_name + "' in " + path_);
   } else {
     for (orv_class_t *c = orv_cc_get_members(classes_); c && *c; ++c) {
-      bool loaded = false;
-      for (const auto &name : load.loaded) loaded = loaded || name == orv_class_get_name(*c);
-      if (!loaded) chosen = *c;
+      bool skip = false;
+      for (const auto &name : loaded) skip = skip || name == orv_class_get_name(*c);
+      if (!skip) chosen = *c;
     }
     if (!chosen) failure(path_ + ": the file holds no class");
   }

@@ -53,9 +53,14 @@ class Args {
 std::pair<std::string, std::string> split_assignment(const std::string &text, const char *option);
 
 // Network file formats, told by the file name's extension (.bif, .xml or
-// .xmlbif, .uai; anything else is NET).
-enum class Format { net, bif, xmlbif, uai };
+// .xmlbif, .uai, .kb; anything else is NET). For reading, a KB file is told
+// by its first bytes whatever its name.
+enum class Format { net, bif, xmlbif, uai, kb };
 Format format_of(const std::string &path);
+bool is_kb_file(const std::string &path);
+// The password of KB files: set by an option, else $ORVEL_KB_PASSWORD, else none.
+void set_kb_password(const std::string &password);
+const char *kb_password();
 
 // A domain read from a network file (format by extension), deleted on scope
 // exit. A NET file of classes (or any NET file when a class is named) is read
@@ -79,6 +84,9 @@ class Network {
 
  private:
   void load_classes(const std::optional<std::string> &class_name, orv_error_handler_t handler, void *messages);
+  void load_kb(const std::optional<std::string> &class_name);
+  // Unfolds the named class, else the last class not in `loaded`.
+  void unfold(const std::optional<std::string> &class_name, const std::vector<std::string> &loaded);
 
   std::string path_;
   orv_domain_t domain_ = nullptr;

@@ -15,7 +15,7 @@ constexpr const char *kUsage =
     "  info NET                      nodes, states and links; cliques after compilation\n"
     "  query NET [options]           enter evidence, propagate and print beliefs\n"
     "  compile NET [options]         triangulate, compile and write the compilation log\n"
-    "  convert IN OUT [--exact]      read a network (NET, BIF, XMLBIF, UAI), write NET or BIF\n"
+    "  convert IN OUT [options]      read a network (NET, KB, BIF, XMLBIF, UAI), write NET, KB or BIF\n"
     "  dot NET [options]             Graphviz picture of the network or its junction forest\n"
     "  learn NET DATA [options]      learn the tables from a case data file by EM\n"
     "  learn-structure NET DATA [options]  learn links, then tables, from a case data file\n"
@@ -23,6 +23,8 @@ constexpr const char *kUsage =
     "  solve NET [options]           solve an influence diagram: policies and expected utilities\n"
     "  data FILE.csv [options]       describe or discretize a delimiter-separated data file\n"
     "\n"
+    "Wherever a NET file is read, a KB file may be given (told by its content); the password\n"
+    "of a sealed one is taken from $ORVEL_KB_PASSWORD.\n"
     "Run 'orvel <command> --help' for the options of a command.\n";
 
 int dispatch(const std::string &command, cli::Args &args) {

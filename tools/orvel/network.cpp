@@ -1,4 +1,4 @@
-// Loading a network (NET, BIF, XMLBIF or UAI) for a command, with parse messages as file:line: text.
+// Loading a network (NET, KB, BIF, XMLBIF or UAI) for a command, with parse messages as file:line: text.
 #include <sys/stat.h>
 
 #include <cctype>
@@ -34,6 +34,7 @@ Format format_of(const std::string &path) {
   if (extension == "bif") return Format::bif;
   if (extension == "xml" || extension == "xmlbif") return Format::xmlbif;
   if (extension == "uai") return Format::uai;
+  if (extension == "kb") return Format::kb;
   return Format::net;
 }
 
@@ -59,10 +60,12 @@ Network::Network(const std::string &path, const std::optional<std::string> &clas
   std::fclose(probe);
   if (unreadable) failure("cannot read '" + path + "': " + std::strerror(reason));
   ParseMessages messages{path, {}, {}};
-  switch (format_of(path)) {
+  const Format format = is_kb_file(path) ? Format::kb : format_of(path);
+  switch (format) {
     case Format::bif: domain_ = orv_bif_parse_domain(path.c_str(), collect_message, &messages); break;
     case Format::xmlbif: domain_ = orv_xmlbif_parse_domain(path.c_str(), collect_message, &messages); break;
     case Format::uai: domain_ = orv_uai_parse_domain(path.c_str(), collect_message, &messages); break;
+    case Format::kb: load_kb(class_name); break;
     case Format::net:
       if (class_name || is_class_file(path)) {
         load_classes(class_name, collect_message, &messages);

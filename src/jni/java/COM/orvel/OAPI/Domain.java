@@ -172,6 +172,20 @@ public class Domain implements AutoCloseable {
     OrvelException.check();
   }
 
+  /** Saves the domain as a KB file, sealed with the password (null: not sealed). */
+  public void saveAsKB(String fileName, String password) {
+    Natives.API.orvDomainSaveAsKB(handle(), fileName, password);
+    OrvelException.check();
+  }
+
+  /** A domain loaded from a KB file; the password is null for a file saved without one. */
+  public static Domain loadKB(String fileName, String password) {
+    Domain d = new Domain(0);
+    d.modelPeer = Natives.API.orvKBLoadDomain(d, fileName, password);
+    OrvelException.check();
+    return d;
+  }
+
   /** Appends compilation and propagation logs to the named file (null stops logging). */
   public void setLogFile(String fileName) {
     Natives.API.orvDomainSetLogFile(handle(), fileName);

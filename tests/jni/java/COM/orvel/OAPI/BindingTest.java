@@ -384,4 +384,33 @@ public final class BindingTest {
     check(peer.isClosed(), "the peer is zeroed");
     equal(0, N.orvCCDelete(cc), "delete collection");
   }
+
+  /** KB files: a domain and a class collection saved and loaded, with and without a password. */
+  public static void testKBFiles() throws Exception {
+    Path file = Files.createTempFile("orvel", ".kb");
+    String name = file.toString();
+    try (Domain d = rain()) {
+      d.saveAsKB(name, "secret");
+      try (Domain back = Domain.loadKB(name, "secret")) {
+        equal(d.toNetString(), back.toNetString(), "the same network");
+      }
+      equal(13, expectError(() -> Domain.loadKB(name, "wrong"), "wrong password").getCode(), "bad_kb_password");
+      equal(13, expectError(() -> Domain.loadKB(name, null), "no password").getCode(), "bad_kb_password");
+      d.saveAsKB(name, null);
+      try (Domain back = Domain.loadKB(name, null)) {
+        equal(d.toNetString(), back.toNetString(), "the same network, not sealed");
+      }
+    }
+    long cc = N.orvNewClassCollection(new Object(), 0);
+    equal(0, N.orvNetParseClasses("class C { node X { states = (\"a\" \"b\"); } }", cc, null, null), "parse");
+    equal(0, N.orvCCSaveAsKB(cc, name, null), "save classes");
+    long back = N.orvKBLoadClassCollection(new Object(), name, null);
+    check(back != 0 && N.orvCCGetClassByName(back, "C") != 0, "class C loaded");
+    equal(N.orvCCToNetString(cc), N.orvCCToNetString(back), "the same classes");
+    equal(0L, N.orvKBLoadDomain(new Object(), name, null), "a class collection is no domain");
+    equal(15, N.orvErrorCode(), "bad_kb_type");
+    equal(0, N.orvCCDelete(back), "delete");
+    equal(0, N.orvCCDelete(cc), "delete");
+    Files.delete(file);
+  }
 }

@@ -1,0 +1,48 @@
+// KB files: the byte-level layer. Bounds-checked little-endian encoding, the
+// gzip container with its header, and password sealing of the model bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "runtime/allocate.h"
+
+namespace orv {
+
+using Bytes = Vector<unsigned char>;
+
+// Appends fixed-width little-endian values and byte runs.
+struct ByteWriter {
+  Bytes bytes;
+  void u8(unsigned v) { bytes.push_back(static_cast<unsigned char>(v)); }
+  void u64(std::uint64_t v);
+  void f64(double v);
+  void f64s(const double *v, std::size_t n);
+  void run(const void *data, std::size_t n);
+};
+
+// Reads what ByteWriter wrote; any read past the end fails with bad_kb_format.
+struct ByteReader {
+  const unsigned char *at;
+  const unsigned char *end;
+  unsigned u8();
+  std::uint64_t u64();
+  double f64();
+  void f64s(double *v, std::size_t n);
+  const unsigned char *run(std::size_t n);
+  // A count of items of at least `item_size` bytes each, checked against what is left.
+  std::size_t count(std::size_t item_size);
+  bool done() const { return at == end; }
+};
+
+enum class KbType : unsigned char { domain = 1, class_collection = 2 };
+
+// Writes the header and the model bytes (sealed when a password is given) as
+// one gzip file. Throws Failure (io) or bad_alloc; a partial file is removed.
+void write_kb_file(const char *file_name, KbType type, const Bytes &model, const char *password);
+
+// Reads a KB file of the given type back to its model bytes. Fails with io,
+// bad_kb_format, bad_kb_version, bad_kb_type or bad_kb_password.
+Bytes read_kb_file(const char *file_name, KbType type, const char *password);
+
+}  // namespace orv
