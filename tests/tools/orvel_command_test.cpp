@@ -101,7 +101,7 @@ TEST(OrvelLearn, LearnsStructureThenTables) {
 
 // A CG network: D -> X by the CG rule, X -> Y by R1, and EM fits Y's slope.
 TEST(OrvelLearn, LearnsConditionalGaussianStructure) {
-  const std::string net = write_temp("cg_structure.net", R"(net {}
+  const std::string net = temp_file("cg_structure.net", R"(net {}
 node D { states = ("a" "b"); }
 continuous node X {}
 continuous node Y {}
@@ -112,7 +112,7 @@ continuous node Y {}
     cases += std::string(i % 2 ? "b " : "a ") + std::to_string(x) + " " + std::to_string(y) + "\n";
   }
   const std::string out = ::testing::TempDir() + "cg_structure_learned.net";
-  expect_run({"learn-structure " + net + " " + write_temp("cg_structure.dat", cases) + " -o " + out, 0,
+  expect_run({"learn-structure " + net + " " + temp_file("cg_structure.dat", cases) + " -o " + out, 0,
               {"D -> X\n", "X -> Y\n", "2 links learned"}});
   EXPECT_TRUE(contains(read_file(out), "potential (Y | X)")) << read_file(out);
   EXPECT_TRUE(contains(read_file(out), " * X, ")) << read_file(out);
