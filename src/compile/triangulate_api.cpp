@@ -12,6 +12,7 @@
 #include "model/node.h"
 #include "runtime/error.h"
 #include "runtime/files.h"
+#include "tables/node_table.h"
 
 namespace orv {
 namespace {
@@ -20,6 +21,14 @@ bool has_participants(const orv_domain_s *d) { return d->discrete_count + d->con
 
 bool can_triangulate(orv_domain_s *d) {
   return is_domain(d) && !d->is_class() && has_participants(d) && !d->compiled;
+}
+
+// A model's table may be generated only at compilation, after this phase
+// has built the forest: its table object must exist now for the forest to
+// reach it.
+void give_model_nodes_tables(orv_domain_s *d) {
+  for (orv_node_s *n = d->first_node; n; n = n->next)
+    if (n->model && !n->table && node_can_have_table(n)) node_table(n);
 }
 
 // Installs the state, then completes the phase; any failure from here on
@@ -59,6 +68,7 @@ std::size_t get_search_limit(orv_domain_t domain, std::size_t orv_domain_s::*fie
 
 void triangulate_with_order(orv_domain_s *d, orv_node_t const *order) {
   _orv_check_elimination_order(d, order);
+  give_model_nodes_tables(d);
   std::FILE *log = d->log;
   auto state = make_owned<CompiledDomain>();
   log_time_stamp(log);
@@ -79,6 +89,7 @@ orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_metho
   if (!orv::can_triangulate(domain) || method < orv_tm_clique_size || method > orv_tm_best_greedy)
     return orv::usage(orv_error_usage);
   return guarded_status([&] {
+    orv::give_model_nodes_tables(domain);
     std::FILE *log = domain->log;
     auto state = orv::make_owned<orv::CompiledDomain>();
     orv::log_time_stamp(log);

@@ -132,10 +132,7 @@ void read_triangulation(ByteReader &r, orv_domain_s *d) {
   order.push_back(nullptr);
   // What was saved triangulated or compiled does so again: any failure but
   // memory means damage.
-  // Model tables are generated first: a triangulation made before their
-  // tables exist would not reach them.
-  orv_status_t s = orv_domain_generate_tables(d);
-  if (s == orv_error_none) s = orv_domain_triangulate_with_order(d, order.data());
+  orv_status_t s = orv_domain_triangulate_with_order(d, order.data());
   if (s == orv_error_none && state == 2) s = orv_domain_compile(d);
   if (s == orv_error_no_memory) fail(orv_error_no_memory);
   if (s != orv_error_none) fail(orv_error_bad_kb_format);

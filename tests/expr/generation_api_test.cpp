@@ -94,6 +94,26 @@ TEST_F(GenerationApi, RefusesBadArguments) {
   EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
 }
 
+// A model whose table does not exist yet when the domain is triangulated
+// (by a heuristic or an order) still reaches the compiled forest.
+TEST(GenerationApiTriangulated, ModelTablesReachAForestBuiltBeforeThem) {
+  for (int by_order = 0; by_order < 2; ++by_order) {
+    orv_domain_t d = orv_net_parse_domain(R"(net {}
+node A { states = ("a" "b"); }
+node B { states = ("x" "y" "z"); }
+potential (A) { data = (0.3 0.7); }
+potential (B | A) { model_nodes = (A); model_data = ( Distribution(1, 2, 3), Distribution(3, 2, 1) ); }
+)", nullptr, nullptr);
+    ASSERT_NE(d, nullptr);
+    orv_node_t order[] = {orv_domain_get_node_by_name(d, "B"), orv_domain_get_node_by_name(d, "A"), nullptr};
+    ASSERT_EQ(by_order ? orv_domain_triangulate_with_order(d, order) : orv_domain_triangulate(d, orv_tm_fill_in_size),
+              orv_error_none);
+    ASSERT_EQ(orv_domain_compile(d), orv_error_none);
+    EXPECT_NEAR(orv_node_get_belief(order[0], 0), 0.3 / 6 + 0.7 * 3 / 6, 1e-15) << by_order;
+    orv_domain_delete(d);
+  }
+}
+
 TEST(GenerationApiCg, QuantileOfAContinuousNodeInvertsItsMixture) {
   orv_domain_t d = orv_net_parse_domain(R"(net {}
 node A { states = ("a" "b"); }
