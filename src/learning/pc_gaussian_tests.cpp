@@ -42,8 +42,7 @@ GaussianMoments::GaussianMoments(const CaseColumns &columns, const std::uint32_t
     Member member{members[m], columns.continuous(members[m]), 0, 0};
     if (member.continuous) {
       member.index = continuous_++;
-    } else {
-      member.index = slices;  // the stride is fixed once all are known
+    } else {  // index: the stride, set below once all are known
       member.states = columns.states(members[m]);
       slices = size_multiply(slices, member.states);
     }
