@@ -1066,7 +1066,8 @@ ORV_API orv_status_t orv_domain_add_cases(orv_domain_t domain, orv_data_set_t da
  * separator limits below, and otherwise by many seeded randomized greedy
  * runs; it is never worse than best greedy (20) and deterministic. Errors:
  * usage (null, class, no discrete or continuous node, already triangulated,
- * bad method), io (log), no_memory; on failure the domain stays
+ * bad method), io (log), no_memory, cyclic_functional_dependency and
+ * invalid_expression (as orv_domain_compile); on failure the domain stays
  * untriangulated. */
 ORV_API orv_status_t orv_domain_triangulate(orv_domain_t domain, orv_triangulation_method_t method);
 /* Method 19 searches a prime component exactly only when it has at most
@@ -1100,9 +1101,16 @@ ORV_API orv_node_t *orv_node_get_moral_neighbors(orv_node_t node);
 /* Compiles the domain: triangulates it with the best greedy method unless a
  * junction forest exists, then allocates the clique and separator tables and
  * propagates (sum, normal). On failure the domain is as it was (a forest
- * the user made stays). Errors:
+ * the user made stays). A discrete function node with a model is determined
+ * by its parents: its potential is derived at each propagation from the
+ * parents' posterior (see orv_node_get_belief); the nodes its model reads
+ * must lie in other junction trees. Errors:
  * usage (null, class, no discrete or continuous node, already compiled), io,
- * no_memory, inconsistency_or_underflow, overflow. */
+ * no_memory, inconsistency_or_underflow, overflow, invalid_expression (also a
+ * discrete function node's model using a continuous node),
+ * cyclic_functional_dependency (such a model reading a node of its own
+ * junction tree, as in a LIMID's single tree, or trees depending on each
+ * other in a cycle; with a log set, a line names the node). */
 ORV_API orv_status_t orv_domain_compile(orv_domain_t domain);
 /* 1 when compiled, 0 otherwise; -1 with usage for a null domain. */
 ORV_API int orv_domain_is_compiled(orv_domain_t domain);
@@ -1210,12 +1218,16 @@ ORV_API int orv_jt_cg_evidence_is_propagated(orv_junction_tree_t tree);
  * Propagation
  * ====================================================================== */
 /* Brings every junction tree into sum or max equilibrium with the entered
- * evidence, in normal or fast-retraction mode. On failure every tree is
- * reset. Errors: usage, not_compiled, invalid_evidence,
- * inconsistency_or_underflow, overflow, fast_retraction, no_memory. */
+ * evidence, in normal or fast-retraction mode. A tree holding discrete
+ * function nodes with models is propagated after the trees holding what
+ * their models read, and reloaded when their derived potentials changed. On
+ * failure every tree is reset. Errors: usage, not_compiled, invalid_evidence,
+ * inconsistency_or_underflow, overflow, fast_retraction, invalid_expression
+ * (a function node's model), no_memory. */
 ORV_API orv_status_t orv_domain_propagate(orv_domain_t domain, orv_equilibrium_t equilibrium,
                                           orv_evidence_mode_t mode);
-/* The same for one tree; the clique variant makes the clique the root. */
+/* The same for one tree (after the trees its derived potentials depend on);
+ * the clique variant makes the clique the root. */
 ORV_API orv_status_t orv_jt_propagate(orv_junction_tree_t tree, orv_equilibrium_t equilibrium,
                                       orv_evidence_mode_t mode);
 ORV_API orv_status_t orv_clique_propagate(orv_clique_t clique, orv_equilibrium_t equilibrium,
@@ -1246,7 +1258,9 @@ ORV_API double orv_clique_get_conflict(orv_clique_t clique);
 ORV_API int orv_domain_tables_to_propagate(orv_domain_t domain);
 ORV_API int orv_jt_tables_to_propagate(orv_junction_tree_t tree);
 /* Tells propagation that the node's table was changed, so that the next
- * propagation reloads the node's junction tree. Errors: usage. */
+ * propagation reloads the node's junction tree (for a discrete function node
+ * of a compiled domain: its model changed; its potential is derived anew).
+ * Errors: usage. */
 ORV_API orv_status_t orv_node_touch_table(orv_node_t node);
 /* Keeps a copy of the initial sum/normal equilibrium so that resets reload
  * from memory. Errors: usage (decision nodes, evidence propagated, other
@@ -1258,7 +1272,14 @@ ORV_API orv_status_t orv_domain_save_to_memory(orv_domain_t domain);
  * Beliefs and query results
  * ====================================================================== */
 /* The belief of a state of a discrete node (exactly 1/0 for hard evidence
- * propagated in normal mode). Errors: usage, not_compiled, no_equilibrium. */
+ * propagated in normal mode). A discrete function node F with a model
+ * (F = f(parents), one expression value or distribution per configuration)
+ * has prior P(F = s) = sum over the parents' configurations c of
+ * P(c | evidence) P_model(F = s | c), with the parents' joint posterior taken
+ * from their own junction trees (parents in different trees independent) and
+ * real-valued function parents entering by their value. The dependence is
+ * one way: evidence on F or below it changes F's tree only, never the
+ * beliefs of F's parents. Errors: usage, not_compiled, no_equilibrium. */
 ORV_API double orv_node_get_belief(orv_node_t node, size_t state);
 /* Expected utility: of a utility node (the state is ignored); of a decision
  * option, the expected total utility when the decision takes that option in

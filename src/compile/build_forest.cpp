@@ -6,6 +6,7 @@
 
 #include "compile/forest_log.h"
 #include "compile/hypergraph_mcs.h"
+#include "inference/function_potentials.h"
 #include "model/node_ops.h"
 #include "runtime/error.h"
 
@@ -259,7 +260,10 @@ void create_node_results(JunctionForest &forest) {
   for (NodeResults &r : forest.results) r.node->results = &r;
 }
 
-orv_table_s *node_potential(orv_node_t node) { return node->table; }
+orv_table_s *node_potential(orv_node_t node) {
+  if (node->results && node->results->derived) return node->results->derived;
+  return node->table;
+}
 
 void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const *cliques,
                                        RankFunction user_rank) {
@@ -273,6 +277,7 @@ void _orv_domain_compile_qualitatively(orv_domain_s *d, orv_node_t const *const 
     report_cliques(d, cliques);
     build_junction_forest(*f, cliques, user_rank);
     create_node_results(*f);
+    construct_derived_potentials(*f);
     assign_potentials(*f);
     create_forest_controls(*f);
     log_flush(d);

@@ -34,7 +34,8 @@ void assign_potentials(JunctionForest &forest);
 void create_forest_controls(JunctionForest &forest);
 void free_forest_controls(JunctionForest &forest) noexcept;
 
-// The potential whose nodes decide a node's clique: its table, or null.
+// The potential whose nodes decide a node's clique: the derived potential of
+// a discrete function node with a model, else its table, or null.
 orv_table_s *node_potential(orv_node_t node);
 
 }  // namespace orv

@@ -96,6 +96,11 @@ struct orv_junction_tree_s : orv::Tagged {
   // Bumped whenever the tables change state (propagation, reset), so that
   // results derived from them can tell when they are stale.
   std::uint64_t serial = 0;
+  // Trees holding what the derived potentials of this tree's function nodes
+  // depend on: they are made consistent first. The stamp is the sum of their
+  // serials when the derived potentials were last computed.
+  orv::Vector<orv_junction_tree_s *> prerequisites;
+  std::uint64_t prerequisite_stamp = 0;
 
   std::size_t clique_count() const { return cliques.empty() ? 0 : cliques.size() - 1; }
 };
@@ -124,6 +129,9 @@ struct NodeResults {
   // Some distribution of the node's table does not sum to one, so the table
   // also weighs its parents' configurations (set when the tables are loaded).
   bool unnormalized = false;
+  // A discrete function node with a model: its potential over the node
+  // alone, the distribution its model induces from the parents' posterior.
+  orv_table_s *derived = nullptr;
 };
 
 // Tables of the junction forest saved by orv_domain_save_to_memory.
@@ -174,6 +182,7 @@ struct JunctionForest : Attachment {
   bool has_utility = false;
   bool has_continuous = false;
   bool user_order = false;  // ranks come from a user-given elimination order
+  bool has_derived = false;  // some discrete function node has a derived potential
 
   // Decision order and cached decision results, owned by the decision layer.
   Owned<Attachment> decisions;

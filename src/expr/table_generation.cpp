@@ -8,6 +8,7 @@
 
 #include "compile/forest_log.h"
 #include "expr/evaluate.h"
+#include "expr/function_values.h"
 #include "expr/model_upkeep.h"
 #include "runtime/error.h"
 #include "tables/node_table.h"
@@ -32,8 +33,13 @@ struct ConfigurationContext : EvaluationContext {
   }
   std::size_t state_index(orv_node_s *n) override { return states[position(n)]; }
   Value node_value(orv_node_s *n) override {
-    const std::size_t s = state_index(n);
     Value v;
+    if (n->category == orv_category_function && n->kind == orv_kind_other) {
+      v.type = kTypeNumeric;  // a real-valued function parent enters by its value
+      v.number = function_value(n);
+      return v;
+    }
+    const std::size_t s = state_index(n);
     switch (n->subtype) {
       case orv_subtype_label:
       case orv_subtype_boolean: return symbolic_state_value(n, s);
@@ -215,99 +221,105 @@ void log_failure(orv_node_s *node, const orv_table_s *t, const std::size_t *stat
 
 }  // namespace
 
-void generate_table(orv_node_s *node) {
+void fill_from_model(orv_node_s *node, orv_table_s *t) {
   orv_model_s *m = node->model;
   const bool utility = node->category == orv_category_utility;
   const bool cg = node->is_continuous();
-  if (!m || !(utility || node->category == orv_category_chance)) fail(orv_error_usage);
+  if (!m) fail(orv_error_usage);
+  if (!t->data) _orv_allocate_data_arrays(t);
+  const std::size_t k = utility || cg ? 1 : node->state_count;
+  std::size_t head = t->discrete_count, stride = 1;
+  for (std::size_t i = 0; i < t->discrete_count; ++i)
+    if (t->nodes[i] == node) head = i;
+  if (!utility && !cg) stride = stride_after(t, head);
+  Vector<double> data(t->size, 0.0), column(k), form, blocks;
+  if (cg) blocks.assign(t->cg_data, t->cg_data + t->size * t->block_size);
+  double moments[2];
+  Vector<std::size_t> states(t->discrete_count + 1, 0), model_positions;
+  for (orv_node_s *mn : m->nodes)
+    for (std::size_t i = 0; i < t->discrete_count; ++i)
+      if (t->nodes[i] == mn) model_positions.push_back(i);
+  if (model_positions.size() != m->nodes.size()) fail(orv_error_usage);
+  Vector<orv_node_s *> sampled;
+  Vector<std::size_t> sampled_positions;
+  Vector<double> points;
+  ConfigurationContext context;
+  context.table = t;
+  context.states = states.data();
+  context.sampled = &sampled;
+  context.points = &points;
+  for (std::size_t index = 0; index < t->size; ++index) {
+    _orv_table_get_configuration_from_index(t, states.data(), index);
+    if (!utility && !cg && states[head] != 0) continue;
+    std::size_t mi = 0;
+    for (std::size_t p : model_positions) mi = mi * t->nodes[p]->state_count + states[p];
+    const orv_expression_s *e = m->expressions[mi];
+    try {
+      if (!e) invalid("the model has no expression for this configuration");
+      sampled.clear();
+      sampled_positions.clear();
+      for (std::size_t i = 0; i < t->discrete_count; ++i) {
+        orv_node_s *p = t->nodes[i];
+        if (p != node && p->subtype == orv_subtype_interval && p->state_values.size() > p->state_count &&
+            mentions(e, p)) {
+          sampled.push_back(p);
+          sampled_positions.push_back(i);
+        }
+      }
+      const std::size_t per = m->samples_per_interval;
+      std::size_t combinations = 1;
+      for (std::size_t i = 0; i < sampled.size(); ++i) combinations = size_multiply(combinations, per);
+      if (combinations == kSizeSentinel) fail(orv_error_size_too_large);
+      points.assign(sampled.size(), 0.0);
+      std::fill(column.begin(), column.end(), 0.0);
+      form.assign(t->continuous_count, 0.0);
+      moments[0] = moments[1] = 0.0;
+      for (std::size_t c = 0; c < combinations; ++c) {
+        std::size_t rest = c;
+        for (std::size_t i = sampled.size(); i-- > 0;) {
+          points[i] = sample_point(sampled[i], states[sampled_positions[i]], rest % per, per);
+          rest /= per;
+        }
+        const double weight = 1.0 / static_cast<double>(combinations);
+        if (cg) {
+          add_normal(e, t, context, weight, form, moments);
+          continue;
+        }
+        Value v = evaluate(e, context);
+        if (utility) {
+          if (v.type != kTypeNumeric || !std::isfinite(v.number)) invalid("a utility must be a finite number");
+          column[0] += weight * v.number;
+        } else {
+          add_column(node, v, weight, column.data());
+        }
+      }
+    } catch (const EvaluationError &error) {
+      log_failure(node, t, states.data(), error.reason);
+      fail(error.code);
+    }
+    if (cg) {
+      // Sampled parents mix normals: keep the mean, widen the variance by
+      // the spread of the intercepts.
+      double *block = blocks.data() + index * t->block_size;
+      for (std::size_t i = 0; i < form.size(); ++i) block[cg_vector_index(i)] = form[i];
+      block[cg_matrix_index(0, 0)] = moments[1] + std::fmax(moments[0] - form[0] * form[0], 0.0);
+      continue;
+    }
+    for (std::size_t s = 0; s < k; ++s) data[index + s * stride] = column[s];
+  }
+  if (cg)
+    std::memcpy(t->cg_data, blocks.data(), blocks.size() * sizeof(double));
+  else
+    std::memcpy(t->data, data.data(), t->size * sizeof(double));
+}
+
+void generate_table(orv_node_s *node) {
+  if (!node->model || !(node->category == orv_category_utility || node->category == orv_category_chance))
+    fail(orv_error_usage);
   const bool had_table = node->table != nullptr;
   orv_table_s *t = node_table(node);
   try {
-    if (!t->data) _orv_allocate_data_arrays(t);
-    const std::size_t k = utility || cg ? 1 : node->state_count;
-    std::size_t head = t->discrete_count, stride = 1;
-    for (std::size_t i = 0; i < t->discrete_count; ++i)
-      if (t->nodes[i] == node) head = i;
-    if (!utility && !cg) stride = stride_after(t, head);
-    Vector<double> data(t->size, 0.0), column(k), form, blocks;
-    if (cg) blocks.assign(t->cg_data, t->cg_data + t->size * t->block_size);
-    double moments[2];
-    Vector<std::size_t> states(t->discrete_count + 1, 0), model_positions;
-    for (orv_node_s *mn : m->nodes)
-      for (std::size_t i = 0; i < t->discrete_count; ++i)
-        if (t->nodes[i] == mn) model_positions.push_back(i);
-    if (model_positions.size() != m->nodes.size()) fail(orv_error_usage);
-    Vector<orv_node_s *> sampled;
-    Vector<std::size_t> sampled_positions;
-    Vector<double> points;
-    ConfigurationContext context;
-    context.table = t;
-    context.states = states.data();
-    context.sampled = &sampled;
-    context.points = &points;
-    for (std::size_t index = 0; index < t->size; ++index) {
-      _orv_table_get_configuration_from_index(t, states.data(), index);
-      if (!utility && !cg && states[head] != 0) continue;
-      std::size_t mi = 0;
-      for (std::size_t p : model_positions) mi = mi * t->nodes[p]->state_count + states[p];
-      const orv_expression_s *e = m->expressions[mi];
-      try {
-        if (!e) invalid("the model has no expression for this configuration");
-        sampled.clear();
-        sampled_positions.clear();
-        for (std::size_t i = 0; i < t->discrete_count; ++i) {
-          orv_node_s *p = t->nodes[i];
-          if (p != node && p->subtype == orv_subtype_interval && p->state_values.size() > p->state_count &&
-              mentions(e, p)) {
-            sampled.push_back(p);
-            sampled_positions.push_back(i);
-          }
-        }
-        const std::size_t per = m->samples_per_interval;
-        std::size_t combinations = 1;
-        for (std::size_t i = 0; i < sampled.size(); ++i) combinations = size_multiply(combinations, per);
-        if (combinations == kSizeSentinel) fail(orv_error_size_too_large);
-        points.assign(sampled.size(), 0.0);
-        std::fill(column.begin(), column.end(), 0.0);
-        form.assign(t->continuous_count, 0.0);
-        moments[0] = moments[1] = 0.0;
-        for (std::size_t c = 0; c < combinations; ++c) {
-          std::size_t rest = c;
-          for (std::size_t i = sampled.size(); i-- > 0;) {
-            points[i] = sample_point(sampled[i], states[sampled_positions[i]], rest % per, per);
-            rest /= per;
-          }
-          const double weight = 1.0 / static_cast<double>(combinations);
-          if (cg) {
-            add_normal(e, t, context, weight, form, moments);
-            continue;
-          }
-          Value v = evaluate(e, context);
-          if (utility) {
-            if (v.type != kTypeNumeric || !std::isfinite(v.number)) invalid("a utility must be a finite number");
-            column[0] += weight * v.number;
-          } else {
-            add_column(node, v, weight, column.data());
-          }
-        }
-      } catch (const EvaluationError &error) {
-        log_failure(node, t, states.data(), error.reason);
-        fail(error.code);
-      }
-      if (cg) {
-        // Sampled parents mix normals: keep the mean, widen the variance by
-        // the spread of the intercepts.
-        double *block = blocks.data() + index * t->block_size;
-        for (std::size_t i = 0; i < form.size(); ++i) block[cg_vector_index(i)] = form[i];
-        block[cg_matrix_index(0, 0)] = moments[1] + std::fmax(moments[0] - form[0] * form[0], 0.0);
-        continue;
-      }
-      for (std::size_t s = 0; s < k; ++s) data[index + s * stride] = column[s];
-    }
-    if (cg)
-      std::memcpy(t->cg_data, blocks.data(), blocks.size() * sizeof(double));
-    else
-      std::memcpy(t->data, data.data(), t->size * sizeof(double));
+    fill_from_model(node, t);
     node->table_valid = false;
   } catch (...) {
     if (!had_table) {

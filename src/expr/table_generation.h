@@ -13,6 +13,12 @@ namespace orv {
 // (a table created for the purpose is freed again).
 void generate_table(orv_node_s *node);
 
+// The same into a given table over the node, its model nodes and the
+// discrete parents its expressions use (the node last for a function node):
+// the conditional distribution of the node given those parents. Throws as
+// generate_table; the table's data is then unspecified.
+void fill_from_model(orv_node_s *node, orv_table_s *t);
+
 // Generates the table of every node whose model is not up to date and marks
 // the models generated; on failure every table is as it was.
 void generate_domain_tables(orv_domain_s *d);

@@ -39,7 +39,7 @@ void check_tree_request(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, o
 void tree_propagate(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode,
                     orv_clique_s *root) {
   check_tree_request(t, equilibrium, mode);
-  make_consistent(t, equilibrium, mode, root);
+  make_consistent_after_prerequisites(t, equilibrium, mode, root);
 }
 
 JunctionForest &compiled_forest(orv_domain_s *d) {

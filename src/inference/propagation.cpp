@@ -11,6 +11,7 @@
 #include "inference/cg_propagation.h"
 #include "inference/d_connection.h"
 #include "inference/evidence.h"
+#include "inference/function_potentials.h"
 #include "runtime/error.h"
 #include "tables/control.h"
 
@@ -272,6 +273,7 @@ void propagate_tree(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_e
 void make_consistent(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode,
                      orv_clique_s *root) {
   try {
+    update_derived_potentials(t);
     propagate_tree(t, equilibrium, mode, root);
   } catch (...) {
     const orv_error_t saved = error_code();
@@ -286,14 +288,55 @@ void make_consistent(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_
   }
 }
 
+namespace {
+
+// Depth first: the trees a tree's derived potentials depend on come first.
+void visit_prerequisites(orv_junction_tree_s *t, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode) {
+  for (orv_junction_tree_s *p : t->prerequisites) {
+    if (p->visited) continue;
+    p->visited = true;
+    visit_prerequisites(p, equilibrium, mode);
+    make_consistent(p, equilibrium, mode, nullptr);
+  }
+}
+
+void clear_visits(JunctionForest &forest) noexcept {
+  for (orv_junction_tree_s *t = forest.first_tree; t; t = t->next) t->visited = false;
+}
+
+}  // namespace
+
+void make_consistent_after_prerequisites(orv_junction_tree_s *t, orv_equilibrium_t equilibrium,
+                                         orv_evidence_mode_t mode, orv_clique_s *root) {
+  JunctionForest &forest = *junction_forest(t->domain);
+  try {
+    schedule_prerequisites(forest);
+    t->visited = true;
+    visit_prerequisites(t, equilibrium, mode);
+  } catch (...) {
+    clear_visits(forest);
+    throw;
+  }
+  clear_visits(forest);
+  make_consistent(t, equilibrium, mode, root);
+}
+
 void propagate_domain(orv_domain_s *d, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode) {
   JunctionForest *forest = junction_forest(d);
   try {
-    for (orv_junction_tree_s *t = forest->first_tree; t; t = t->next) make_consistent(t, equilibrium, mode, nullptr);
+    schedule_prerequisites(*forest);
+    for (orv_junction_tree_s *t = forest->first_tree; t; t = t->next) {
+      if (t->visited) continue;
+      t->visited = true;
+      visit_prerequisites(t, equilibrium, mode);
+      make_consistent(t, equilibrium, mode, nullptr);
+    }
   } catch (...) {
+    clear_visits(*forest);
     reset_inference_engine(*forest);
     throw;
   }
+  clear_visits(*forest);
 }
 
 }  // namespace orv

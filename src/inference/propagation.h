@@ -17,7 +17,12 @@ void reset_inference_engine(JunctionForest &forest) noexcept;
 // rethrown.
 void make_consistent(orv_junction_tree_s *tree, orv_equilibrium_t equilibrium,
                      orv_evidence_mode_t mode, orv_clique_s *root);
-// Makes every tree consistent; on failure every tree is reset.
+// The same after making consistent, depth first, the trees that the tree's
+// derived potentials depend on (a failing tree is reset).
+void make_consistent_after_prerequisites(orv_junction_tree_s *tree, orv_equilibrium_t equilibrium,
+                                         orv_evidence_mode_t mode, orv_clique_s *root);
+// Makes every tree consistent, each after its prerequisite trees; on failure
+// every tree is reset.
 void propagate_domain(orv_domain_s *d, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode);
 
 // The checks that propagation entry points share (usage, not_compiled,

@@ -22,6 +22,11 @@ long inferred_state(const orv_node_s *n);
 double expected_utility_of(const orv_node_s *n, std::size_t state);
 double node_expected_utility(const orv_node_s *n);
 
+// The joint posterior of distinct discrete nodes (null-terminated) as a new
+// table over them in the given order; throws usage, not_compiled,
+// no_equilibrium, no_memory.
+orv_table_s *domain_marginal(orv_domain_s *d, orv_node_t const *nodes);
+
 // The belief report for the log (no-op without a log); throws io,
 // not_compiled, no_equilibrium.
 void report_beliefs(orv_domain_s *d);

@@ -23,7 +23,8 @@ constexpr unsigned char kCopied = 32;      // its table is used through a normal
 // dropping barren and separated nodes is exact only for distributions.
 constexpr double kRowSumTolerance = 1e-14;
 
-// A function node's table holds the node alone: its parents do not condition it.
+// A function node's table holds the node alone: its parents do not condition
+// it (function nodes with models never come here: see needs_compiled_copy).
 bool conditioned_by_parents(const orv_node_s *n) { return n->category != orv_category_function; }
 bool probabilistic_child(const orv_node_s *c) { return c->category == orv_category_chance && c->is_discrete(); }
 std::size_t slot(const orv_node_s *n) { return n->number - 1; }

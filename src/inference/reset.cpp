@@ -65,7 +65,8 @@ void reset_tree(orv_junction_tree_s *t, orv_evidence_mode_t mode) {
   }
   t->constant = t->accumulated_constant = 1.0;
   t->log_constant = t->accumulated_log = 0.0;
-  if (f.saved) restore_saved_tables(f, t);
+  // The saved copy holds derived potentials as they were when saved.
+  if (f.saved && t->prerequisites.empty()) restore_saved_tables(f, t);
   else load_from_potentials(t);
   note_unnormalized_tables(t);
   for (orv_clique_s *c : t->cliques)

@@ -85,8 +85,9 @@ struct Problem {
   static bool hard(const orv_node_s *n) { return n->selected_state >= 0; }
 };
 
-// Domains with decision, utility or continuous nodes or undirected links are
-// answered on a compiled and propagated copy of the domain instead.
+// Domains with decision, utility or continuous nodes, undirected links or
+// discrete function nodes with models are answered on a compiled and
+// propagated copy of the domain instead.
 bool needs_compiled_copy(const orv_domain_s *d);
 orv_table_s *compiled_copy_marginal(orv_domain_s *d, orv_node_s *const *targets, double *log_pe);
 void compiled_copy_beliefs(orv_domain_s *d, orv_node_s *const *targets, double *beliefs, double *log_pe);

@@ -1,9 +1,10 @@
 // Targeted queries on networks the elimination path does not cover
-// (continuous nodes, decisions, utilities, chain blocks): a copy of the
-// domain with its evidence is compiled and propagated, so that the domain,
-// its compiled state and its evidence stay untouched.
+// (continuous nodes, decisions, utilities, chain blocks, function nodes with
+// models): a copy of the domain with its evidence is compiled and propagated,
+// so that the domain, its compiled state and its evidence stay untouched.
 #include <memory>
 
+#include "inference/function_potentials.h"
 #include "inference/targeted.h"
 #include "model/domain.h"
 #include "runtime/error.h"
@@ -50,7 +51,12 @@ void store_log_pe(orv_domain_s *copy, double *log_pe) {
 }  // namespace
 
 bool needs_compiled_copy(const orv_domain_s *d) {
-  return d->decision_count > 0 || d->utility_count > 0 || d->continuous_count > 0 || d->first_chain_block;
+  if (d->decision_count > 0 || d->utility_count > 0 || d->continuous_count > 0 || d->first_chain_block) return true;
+  // Discrete function nodes with models take their potential from their
+  // parents' posterior in other junction trees.
+  for (const orv_node_s *n = d->first_node; n; n = n->next)
+    if (derives_potential(n)) return true;
+  return false;
 }
 
 orv_table_s *compiled_copy_marginal(orv_domain_s *d, orv_node_s *const *targets, double *log_pe) {
