@@ -25,10 +25,10 @@ bool can_triangulate(orv_domain_s *d) {
 
 // A model's table may be generated only at compilation, after this phase
 // has built the forest: its table object must exist now for the forest to
-// reach it.
+// reach it. A function node's potential is derived at propagation instead.
 void give_model_nodes_tables(orv_domain_s *d) {
   for (orv_node_s *n = d->first_node; n; n = n->next)
-    if (n->model && !n->table && node_can_have_table(n)) node_table(n);
+    if (n->model && !n->table && node_can_have_table(n) && n->category != orv_category_function) node_table(n);
 }
 
 // Installs the state, then completes the phase; any failure from here on

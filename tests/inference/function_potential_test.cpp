@@ -143,7 +143,9 @@ TEST(FunctionPotentials, UseTheJointOfTheirParentsAndChain) {
   ASSERT_NE(n.d, nullptr);
   ASSERT_EQ(orv_domain_compile(n.d.get()), orv_error_none);
   for (int b : {-1, 1, 0}) {
-    if (b >= 0) ASSERT_EQ(orv_node_select_state(n.node("B"), b), orv_error_none);
+    if (b >= 0) {
+      ASSERT_EQ(orv_node_select_state(n.node("B"), b), orv_error_none);
+    }
     ASSERT_EQ(n.propagate(), orv_error_none);
     const double t = brute_equal(b);
     test::expect_all_near(n.beliefs("F"), {1 - t, t}, 1e-15, "F, B = " + std::to_string(b));
@@ -223,11 +225,12 @@ TEST(FunctionPotentials, FailedAllocationsLeaveTheDomain) {
   test::expect_all_near(n.beliefs("F"), {0.14, 0.65, 0.21}, 1e-15, "compiled");
   ASSERT_EQ(orv_node_select_state(n.node("A"), 1), orv_error_none);
   ASSERT_EQ(orv_node_select_state(n.node("C"), 1), orv_error_none);
-  test::expect_no_memory_sweep("propagate", [&] { return n.propagate(); }, [&] {
+  const auto clean = test::expect_no_memory_sweep("propagate", [&] { return n.propagate(); }, [&] {
     EXPECT_EQ(orv_domain_equilibrium_is(n.d.get(), orv_equilibrium_none), 1);
     EXPECT_EQ(orv_node_get_selected_state(n.node("A")), 1);
     EXPECT_EQ(orv_node_get_selected_state(n.node("C")), 1);
   });
+  EXPECT_GT(clean.n, 0u);  // deriving F's potential allocates: the sweep saw failures
   test::expect_all_near(n.beliefs("F"), {0.02 / 0.47, 0.3 / 0.47, 0.15 / 0.47}, 1e-15, "propagated");
 }
 
