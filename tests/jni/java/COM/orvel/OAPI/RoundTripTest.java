@@ -1,9 +1,8 @@
 package COM.orvel.OAPI;
 
 import static COM.orvel.OAPI.BindingTest.N;
-import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
-import static COM.orvel.OAPI.TestRunner.near;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -37,11 +36,10 @@ public final class RoundTripTest {
         equal(0, N.orvErrorCode(), s.name() + " set");
         equal(s.value(), s.get().applyAsLong(h), s.name() + " read back");
       }
-      equal(1, N.orvDomainSetConcurrencyLevel(h, 0), "level 0 is usage");
-      equal(3L, N.orvDomainGetConcurrencyLevel(h), "level kept");
-      equal(0, N.orvDomainSetLogLikelihoodTolerance(h, 1e-3), "tolerance");
-      equal(1e-3, N.orvDomainGetLogLikelihoodTolerance(h), "tolerance read back");
-      equal(2L, N.orvDomainGetNumberOfChanceNodes(h), "chance nodes");
+      rows("level 0 is usage", 1, N.orvDomainSetConcurrencyLevel(h, 0), "level kept", 3L, N.orvDomainGetConcurrencyLevel(h),
+          "tolerance", 0, N.orvDomainSetLogLikelihoodTolerance(h, 1e-3),
+          "tolerance read back", 1e-3, N.orvDomainGetLogLikelihoodTolerance(h),
+          "chance nodes", 2L, N.orvDomainGetNumberOfChanceNodes(h));
     }
   }
 
@@ -55,14 +53,13 @@ public final class RoundTripTest {
   public static void testAttributesWalk() {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
-      equal(0, N.orvDomainSetAttribute(h, "author", "me"), "set");
-      equal(0, N.orvDomainSetAttribute(h, "note", "é ü"), "set non-ASCII");
-      equal("é ü", N.orvDomainGetAttribute(h, "note"), "read");
-      equal(Map.of("author", "me", "note", "é ü"), attributes(N.orvDomainGetFirstAttribute(h)), "domain chain");
-      equal(0, N.orvNodeSetAttribute(rain, "k", "v"), "node attribute");
-      equal(Map.of("k", "v"), attributes(N.orvNodeGetFirstAttribute(rain)), "node chain");
-      equal(null, N.orvNodeGetAttribute(rain, "absent"), "absent key");
-      equal(1, N.orvNodeSetAttribute(rain, null, "v"), "null key is usage");
+      rows("set", 0, N.orvDomainSetAttribute(h, "author", "me"),
+          "set non-ASCII", 0, N.orvDomainSetAttribute(h, "note", "é ü"), "read", "é ü", N.orvDomainGetAttribute(h, "note"),
+          "domain chain", Map.of("author", "me", "note", "é ü"), attributes(N.orvDomainGetFirstAttribute(h)),
+          "node attribute", 0, N.orvNodeSetAttribute(rain, "k", "v"),
+          "node chain", Map.of("k", "v"), attributes(N.orvNodeGetFirstAttribute(rain)),
+          "absent key", null, N.orvNodeGetAttribute(rain, "absent"),
+          "null key is usage", 1, N.orvNodeSetAttribute(rain, null, "v"));
     }
   }
 
@@ -70,18 +67,13 @@ public final class RoundTripTest {
   public static void testCasesEnterAsEvidence() {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
-      equal(0, N.orvDomainSetNumberOfCases(h, 2), "cases");
-      equal(0, N.orvNodeSetCaseState(rain, 1, 1), "case state");
-      equal(0, N.orvDomainSetCaseCount(h, 1, 2.5), "count");
-      equal(2.5, N.orvDomainGetCaseCount(h, 1), "count read back");
-      check(N.orvNodeCaseIsSet(rain, 1) && !N.orvNodeCaseIsSet(rain, 0), "set and unset cells");
+      rows("cases", 0, N.orvDomainSetNumberOfCases(h, 2), "case state", 0, N.orvNodeSetCaseState(rain, 1, 1),
+          "count", 0, N.orvDomainSetCaseCount(h, 1, 2.5), "count read back", 2.5, N.orvDomainGetCaseCount(h, 1),
+          "set cell", true, N.orvNodeCaseIsSet(rain, 1), "unset cell", false, N.orvNodeCaseIsSet(rain, 0));
       d.compile();
-      equal(0, N.orvDomainEnterCase(h, 1), "enter case");
-      equal(1L, N.orvNodeGetSelectedState(rain), "case entered as evidence");
-      equal(2L, N.orvDomainNewCase(h), "new case index");
-      equal(3L, N.orvDomainGetNumberOfCases(h), "three cases");
-      equal(0, N.orvNodeUnsetCase(rain, 1), "unset");
-      check(!N.orvNodeCaseIsSet(rain, 1), "unset cell");
+      rows("enter case", 0, N.orvDomainEnterCase(h, 1), "case entered as evidence", 1L, N.orvNodeGetSelectedState(rain),
+          "new case index", 2L, N.orvDomainNewCase(h), "three cases", 3L, N.orvDomainGetNumberOfCases(h),
+          "unset", 0, N.orvNodeUnsetCase(rain, 1), "unset cell", false, N.orvNodeCaseIsSet(rain, 1));
     }
   }
 
@@ -89,18 +81,12 @@ public final class RoundTripTest {
   public static void testDataSetColumns() {
     long ds = N.orvNewDataSet();
     equal(0L, N.orvDSNewColumn(ds, "x"), "first column");
-    String[] cells = {"4", "1", "3"};
-    for (String cell : cells) N.orvDSSetDataItem(ds, N.orvDSNewRow(ds), 0, cell);
-    equal(3L, N.orvDSGetNumberOfRows(ds), "rows");
-    equal(1L, N.orvDSGetNumberOfColumns(ds), "columns");
-    near(8.0 / 3.0, N.orvDSComputeMean(ds, 0), "mean");
-    equal(0, N.orvDSSetColumnName(ds, 0, "y"), "rename");
-    equal("y", N.orvDSGetColumnName(ds, 0), "renamed");
-    equal(0, N.orvDSSortRowsNumerically(ds, 0, 1), "sort");
-    equal(2L, N.orvDSFindRow(ds, 0, "4", 0), "4 is last after sorting");
-    equal("y\n1\n3\n4\n", N.orvDSToCSVString(ds, ','), "CSV text");
-    equal(-1.0, N.orvDSComputeMean(ds, 5), "no such column");
-    equal(1, N.orvErrorCode(), "usage");
-    equal(0, N.orvDSDelete(ds), "delete");
+    for (String cell : new String[] {"4", "1", "3"}) N.orvDSSetDataItem(ds, N.orvDSNewRow(ds), 0, cell);
+    rows("rows", 3L, N.orvDSGetNumberOfRows(ds), "columns", 1L, N.orvDSGetNumberOfColumns(ds),
+        "mean", 8.0 / 3.0, N.orvDSComputeMean(ds, 0), "rename", 0, N.orvDSSetColumnName(ds, 0, "y"),
+        "renamed", "y", N.orvDSGetColumnName(ds, 0), "sort", 0, N.orvDSSortRowsNumerically(ds, 0, 1),
+        "4 is last after sorting", 2L, N.orvDSFindRow(ds, 0, "4", 0),
+        "CSV text", "y\n1\n3\n4\n", N.orvDSToCSVString(ds, ','),
+        "no such column", -1.0, N.orvDSComputeMean(ds, 5), "usage", 1, N.orvErrorCode(), "delete", 0, N.orvDSDelete(ds));
   }
 }
