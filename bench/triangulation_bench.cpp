@@ -97,7 +97,8 @@ void print_cost_table() {
     }
     std::printf("\n");
   }
-  std::printf("\n| network | nodes | best greedy | CPU s | total weight | CPU s | ratio | best known | vs best known |\n");
+  std::printf("\n| network | nodes | best greedy | CPU s | total weight | CPU s | ratio | best known "
+              "| vs best known |\n");
   std::printf("|---|---:|---:|---:|---:|---:|---:|---:|---:|\n");
   for (const Network &net : networks()) {
     double cost[2], time[2];

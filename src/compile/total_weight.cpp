@@ -1,7 +1,8 @@
 // Method 19 per prime component: the exact search when the component's
 // minimal separators stay within the domain's limits and the optimum admits
 // a strong elimination order, otherwise the cheapest of best greedy and a
-// series of seeded randomized greedy runs. Either way the result is never
+// series of seeded randomized greedy runs, improved by exact searches over
+// windows of neighbouring cliques. Either way the result is never
 // worse than best greedy, and it depends only on the graph and the limits.
 #include <algorithm>
 #include <limits>
@@ -180,7 +181,8 @@ ComponentTriangulation triangulate_by_total_weight(const Fragment &g, std::FILE 
     log_separator_count(log, g.domain, exact, limits);
     log_printf(log, ", %s: best greedy %s, randomized greedy %s, exact windows %s\n",
                exact.best.cliques.empty() ? "beyond the limits" : "no strong exact optimum",
-               cost_text(g.domain, greedy_cost), cost_text(g.domain, randomized_cost), cost_text(g.domain, result.cost));
+               cost_text(g.domain, greedy_cost), cost_text(g.domain, randomized_cost),
+               cost_text(g.domain, result.cost));
   }
   log_printf(log, "\nFound triangulation of prime component of cost %s\n", cost_text(g.domain, result.cost));
   return result;

@@ -1,6 +1,7 @@
 // Triangulation for the smallest total clique weight: exact over minimal
 // triangulations when the component's minimal separators stay within the
-// limits, otherwise the best of best greedy and seeded randomized greedy runs.
+// limits, otherwise the best of best greedy and seeded randomized greedy runs,
+// improved by re-triangulating windows of neighbouring cliques exactly.
 #pragma once
 
 #include <cstdint>

@@ -270,7 +270,8 @@ TEST(TotalWeightMethod, LimitsChooseBetweenExactAndFallbackInTheLog) {
     ASSERT_EQ(orv_domain_set_max_separator_size(d.get(), count ? 0 : 1), orv_error_none);
     const std::string fallback =
         test::capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_total_weight), 0); });
-    EXPECT_CONTAINS(fallback, std::string("    ") + text + ", beyond the limits: best greedy 24, randomized greedy 24, exact windows 24\n");
+    EXPECT_CONTAINS(fallback, std::string("    ") + text +
+                                  ", beyond the limits: best greedy 24, randomized greedy 24, exact windows 24\n");
     EXPECT_EQ(test::check_domain(d.get()), "");
     uncompile(d.get());
   }
