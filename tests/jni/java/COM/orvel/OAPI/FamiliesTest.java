@@ -187,6 +187,9 @@ public final class FamiliesTest {
         a.setEdgeConstraint(b, constraint);
         int mirrored = constraint == Node.FORWARD_EDGE_REQUIRED ? Node.BACKWARD_EDGE_REQUIRED : constraint;
         equal(mirrored, b.getEdgeConstraint(a), "the other end stores the mirrored constraint");
+        d.setSignificanceLevel(0.01);
+        equal(0.01, d.getSignificanceLevel(), "significance level");
+        equal(1, expectError(() -> d.setSignificanceLevel(1), "level 1").getCode(), "usage");
         d.learnStructure();
         int links = a.getParents().size() + b.getParents().size();
         equal(constraint == Node.EDGE_FORBIDDEN ? 0 : 1, links, "links between A and B, constraint " + constraint);
@@ -260,6 +263,10 @@ public final class FamiliesTest {
       near(-2.4588193627830357, x1.getMean(), 1e-9, "X1 mean given D3, X2");
       near(2.328082312940201, x1.getVariance(), 1e-9, "X1 variance given D3, X2");
       near(-0.715, x2.getEnteredValue(), 0, "entered value");
+      d.setNumberOfCases(1);
+      x1.setCaseValue(0, 1.5);
+      near(1.5, x1.getCaseValue(0), 0, "case value");
+      equal(32, expectError(() -> x2.getCaseValue(0), "unset case value").getCode(), "no_value");
       x2.setBeta(-2.5, x1, 0);
       near(-2.5, x2.getBeta(x1, 0), 0, "beta set");
       equal(1, expectError(() -> x1.setGamma(-1, 0), "negative variance").getCode(), "usage");
@@ -357,18 +364,21 @@ public final class FamiliesTest {
       joint.close();
       equal(1, expectError(() -> d.getMarginal(List.of(rain, rain)), "twice").getCode(), "usage");
 
+      // A program's own model peer class, laid out unlike Model: each is zeroed through its own field.
       final class OwnPeer {
+        long tag = 42;
         long modelPeer;
       }
+      Model api = rain.newModel(List.of());
       OwnPeer own = new OwnPeer();
       long list = NativesTest.list(rain.nodePeer);
       long raw = N.orvNodeNewModel(wet.nodePeer, list);
       N.orvListDelete(list);
       own.modelPeer = raw;
       equal(0, N.orvModelSetBackpointer(raw, own), "a program's own model peer");
-      Model api = rain.newModel(List.of());
       N.orvModelDelete(raw);
       api.delete();
+      equal(42L, own.tag, "the other field is untouched");
       check(own.modelPeer == 0 && api.isDeleted(), "both peers zeroed");
     }
   }
