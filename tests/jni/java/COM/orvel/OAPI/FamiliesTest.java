@@ -282,6 +282,7 @@ public final class FamiliesTest {
 
   /** Models generate tables with the binomial numbers; function values and quantiles follow the beliefs. */
   public static void testModelsGenerateTablesAndValues() {
+    Model last;
     try (Domain d = Domain.parse(MODELS)) {
       Node mode = d.getNodeByName("Mode"), faults = d.getNodeByName("Faults"), f = d.getNodeByName("F");
       Node truth = d.getNodeByName("Truth");
@@ -345,7 +346,9 @@ public final class FamiliesTest {
 
       m.delete();
       check(m.isDeleted() && faults.getModel() == null, "deleting zeroes the model's peer");
+      last = truth.newModel(List.of());
     }
+    check(last.isDeleted(), "closing the domain zeroes its models' peers");
   }
 
   /** Marginals the caller closes, and model peers of two classes both zeroed on deletion. */
