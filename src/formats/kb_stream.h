@@ -15,10 +15,14 @@ using Bytes = Vector<unsigned char>;
 struct ByteWriter {
   Bytes bytes;
   void u8(unsigned v) { bytes.push_back(static_cast<unsigned char>(v)); }
+  void u32(std::uint32_t v);
   void u64(std::uint64_t v);
   void f64(double v);
   void f64s(const double *v, std::size_t n);
   void run(const void *data, std::size_t n);
+  // A length and the bytes of a string without NUL.
+  void text(const char *s, std::size_t n);
+  void text(const String &s) { text(s.data(), s.size()); }
 };
 
 // Reads what ByteWriter wrote; any read past the end fails with bad_kb_format.
@@ -26,12 +30,15 @@ struct ByteReader {
   const unsigned char *at;
   const unsigned char *end;
   unsigned u8();
+  std::uint32_t u32();
   std::uint64_t u64();
   double f64();
   void f64s(double *v, std::size_t n);
   const unsigned char *run(std::size_t n);
   // A count of items of at least `item_size` bytes each, checked against what is left.
   std::size_t count(std::size_t item_size);
+  // What ByteWriter::text wrote; a NUL inside is damage.
+  void text(String &into);
   bool done() const { return at == end; }
 };
 
