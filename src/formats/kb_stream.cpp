@@ -225,6 +225,20 @@ bool gz_write_all(gzFile gz, const Bytes &bytes) {
   return true;
 }
 
+// The uncompressed size that the gzip trailer of the file states, when it is
+// plausible (deflate expands at most about 1032:1), else 0.
+std::size_t stated_size(const char *file_name) {
+  std::FILE *f = std::fopen(file_name, "rb");
+  if (!f) return 0;
+  unsigned char trailer[4];
+  long length = -1;
+  if (std::fseek(f, -4, SEEK_END) == 0 && std::fread(trailer, 1, 4, f) == 4) length = std::ftell(f);
+  std::fclose(f);
+  if (length < 18) return 0;
+  const std::size_t size = trailer[0] | trailer[1] << 8 | trailer[2] << 16 | static_cast<std::size_t>(trailer[3]) << 24;
+  return size / 1032 <= static_cast<std::size_t>(length) ? size : 0;
+}
+
 }  // namespace
 
 void write_kb_file(const char *file_name, KbType type, const Bytes &model, const char *password) {
@@ -252,15 +266,18 @@ void write_kb_file(const char *file_name, KbType type, const Bytes &model, const
 }
 
 Bytes read_kb_file(const char *file_name, KbType type, const char *password) {
+  const std::size_t hint = stated_size(file_name);
   gzFile gz = gzopen(file_name, "rb");
   if (!gz) fail(orv_error_io);
   Bytes content;
   try {
-    // Inflated straight into the growing buffer, through a large read buffer.
+    // Inflated straight into one buffer of the stated size (one byte more
+    // shows the end), grown only when the trailer was wrong.
     gzbuffer(gz, 1u << 17);
+    content.resize(hint + 1);
     std::size_t size = 0;
     for (;;) {
-      if (content.size() - size < (1u << 16)) content.resize(std::max<std::size_t>(2 * content.size(), 1u << 18));
+      if (content.size() == size) content.resize(std::max<std::size_t>(2 * size, 1u << 16));
       const unsigned room = static_cast<unsigned>(std::min<std::size_t>(content.size() - size, 1u << 30));
       const int n = gzread(gz, content.data() + size, room);
       if (n <= 0) break;

@@ -4,12 +4,36 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <utility>
+#include <vector>
 
 #include "runtime/allocate.h"
 
 namespace orv {
 
-using Bytes = Vector<unsigned char>;
+// Funnel memory whose new elements are left unwritten, so that a buffer about
+// to be filled is touched once.
+template <class T>
+struct RawAllocator : Allocator<T> {
+  template <class U>
+  struct rebind {
+    using other = RawAllocator<U>;
+  };
+  RawAllocator() noexcept = default;
+  template <class U>
+  RawAllocator(const RawAllocator<U> &) noexcept {}
+  template <class U>
+  void construct(U *p) noexcept {
+    ::new (static_cast<void *>(p)) U;
+  }
+  template <class U, class... Args>
+  void construct(U *p, Args &&...args) {
+    ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
+  }
+};
+
+using Bytes = std::vector<unsigned char, RawAllocator<unsigned char>>;
 
 // Appends fixed-width little-endian values and byte runs.
 struct ByteWriter {
