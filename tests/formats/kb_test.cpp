@@ -442,6 +442,15 @@ TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {
   test::expect_all_near(beliefs(load.result), beliefs(d.get()), 1e-13);
   orv_domain_delete(load.result);
 
+  // Models, CG blocks and learning tables.
+  DomainPtr everything = parse_net(kEverything);
+  ASSERT_EQ(orv_domain_save_as_kb(everything.get(), file.c_str(), nullptr), orv_error_none);
+  auto every = test::expect_no_memory_sweep(
+      "load everything", [&] { return orv_kb_load_domain(file.c_str(), nullptr); }, [] {});
+  ASSERT_NE(every.result, nullptr);
+  EXPECT_EQ(describe_all(every.result), describe_all(everything.get()));
+  orv_domain_delete(every.result);
+
   CollectionPtr cc(orv_new_class_collection());
   ASSERT_EQ(orv_net_parse_classes(ORVEL_DATA_DIR "/classes/hierarchy.net", cc.get(), nullptr, nullptr, nullptr),
             orv_error_none);
