@@ -151,6 +151,7 @@ void ByteWriter::f64(double v) {
 }
 
 void ByteWriter::f64s(const double *v, std::size_t n) {
+  if (n == 0) return;  // v may be null then
   if constexpr (std::endian::native == std::endian::little) {
     run(v, n * sizeof(double));
   } else {
@@ -174,7 +175,7 @@ std::uint32_t ByteReader::u32() {
 void ByteReader::text(String &into) {
   const std::size_t n = count(1);
   const unsigned char *p = run(n);
-  if (std::memchr(p, 0, n)) bad_format();
+  if (n && std::memchr(p, 0, n)) bad_format();
   into.assign(reinterpret_cast<const char *>(p), n);
 }
 
@@ -193,6 +194,7 @@ double ByteReader::f64() {
 }
 
 void ByteReader::f64s(double *v, std::size_t n) {
+  if (n == 0) return;  // v may be null then
   if constexpr (std::endian::native == std::endian::little) {
     if (n > static_cast<std::size_t>(end - at) / sizeof(double)) bad_format();
     std::memcpy(v, run(n * sizeof(double)), n * sizeof(double));
