@@ -52,6 +52,9 @@ TEST(ModelUpkeep, ExpressionsFollowStatesLinksAndDeletedNodes) {
   using V = std::vector<std::string>;
   const std::string e5 = R"(if (A == "c", Distribution (1, 5), Distribution (1, 0)))";
   ASSERT_EQ(texts(k)[4], e5);
+  // The model holds its expressions: deleting one elsewhere does nothing.
+  EXPECT_EQ(orv_expression_delete(orv_model_get_expression(orv_node_get_model(k), 4)), orv_error_none);
+  ASSERT_EQ(texts(k)[4], e5);
 
   // Reordering A's states moves the expressions with them (A is slower than B).
   const char *order[] = {"c", "a", "b", nullptr};

@@ -7,21 +7,25 @@ package COM.orvel.OAPI;
 public class Expression implements AutoCloseable {
   long handle;
 
-  private Expression(long handle) {
+  // How to make this leaf again (see toString).
+  private final java.util.function.LongSupplier maker;
+
+  private Expression(java.util.function.LongSupplier maker) {
+    this.maker = maker;
+    this.handle = maker.getAsLong();
     OrvelException.check();
-    this.handle = handle;
   }
 
   public static Expression number(double value) {
-    return new Expression(Natives.API.orvNumberMakeExpression(value));
+    return new Expression(() -> Natives.API.orvNumberMakeExpression(value));
   }
 
   public static Expression label(String text) {
-    return new Expression(Natives.API.orvLabelMakeExpression(text));
+    return new Expression(() -> Natives.API.orvLabelMakeExpression(text));
   }
 
   public static Expression bool(boolean value) {
-    return new Expression(Natives.API.orvBooleanMakeExpression(value));
+    return new Expression(() -> Natives.API.orvBooleanMakeExpression(value));
   }
 
   public boolean isComposite() {
@@ -38,9 +42,15 @@ public class Expression implements AutoCloseable {
     return v;
   }
 
+  /**
+   * The text form. The native releases an expression that no model or composite holds, which is
+   * what every object of this class wraps, so the leaf is made again and this object stays usable.
+   */
   @Override
   public String toString() {
     String s = Natives.API.orvExpressionToString(handle);
+    OrvelException.check();
+    handle = maker.getAsLong();
     OrvelException.check();
     return s;
   }
