@@ -219,9 +219,7 @@ TEST(NodeListFiles, NamesAndMessages) {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
   orv_node_t *list = orv_domain_parse_nodes(d, temp_file("nodes", "A N\n% comment\nI\n").c_str(), nullptr, nullptr);
   ASSERT_NE(list, nullptr);
-  EXPECT_EQ(list[0], orv_domain_get_node_by_name(d, "A"));
-  EXPECT_EQ(list[2], orv_domain_get_node_by_name(d, "I"));
-  EXPECT_EQ(list[3], nullptr);
+  EXPECT_EQ(test::names_of(list), (std::vector<std::string>{"A", "N", "I"}));
   std::free(list);
   Messages messages;
   EXPECT_EQ(orv_domain_parse_nodes(d, temp_file("nodes", "A\nZ\n").c_str(), Messages::handler, &messages), nullptr);
