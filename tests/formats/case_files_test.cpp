@@ -183,7 +183,9 @@ TEST(CaseFiles, FindingsEnteredAndSavedBack) {
     for (const char *name : {"A", "B"}) EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, name)), 1);
     EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2) << path;
     EXPECT_EQ(orv_node_get_entered_finding(orv_domain_get_node_by_name(d, "I"), 0), 0.25) << path;
-    if (path != saved) ASSERT_EQ(orv_domain_save_case(d, saved.c_str()), orv_error_none);
+    if (path != saved) {
+      ASSERT_EQ(orv_domain_save_case(d, saved.c_str()), orv_error_none);
+    }
   }
   orv_domain_delete(d);
 }
