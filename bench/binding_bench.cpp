@@ -4,6 +4,8 @@
 // (retract, select the reference evidence, propagate, read every belief) on munin.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+
 #include <string>
 #include <vector>
 
@@ -59,7 +61,12 @@ void BM_TypicalRequestMunin(benchmark::State &state) {
     benchmark::DoNotOptimize(sum);
   }
 }
-BENCHMARK(BM_TypicalRequestMunin)->Unit(benchmark::kMillisecond);
+// Single runs, best of 10, as the Java half measures it.
+BENCHMARK(BM_TypicalRequestMunin)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(10)
+    ->ComputeStatistics("best", [](const std::vector<double> &v) { return *std::min_element(v.begin(), v.end()); });
 
 }  // namespace
 

@@ -211,6 +211,16 @@ orv_expression_s *clone_expression(const orv_expression_s *e, ExpressionNodeMap 
   }
 }
 
+void hold_expression(orv_expression_s *e) noexcept {
+  if (e) ++e->references;
+}
+
+void release_expression(orv_expression_s *e) noexcept {
+  if (!e) return;
+  --e->references;
+  delete_expression(e);
+}
+
 void delete_expression(orv_expression_s *e) noexcept {
   if (!e || e->references != 0) return;
   if (e->is_composite()) {

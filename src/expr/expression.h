@@ -29,7 +29,7 @@ struct orv_expression_s : orv::Tagged {
 
   orv_operator_t op;
   int type = orv::kTypeUnknown;
-  std::uint64_t references = 0;  // composites holding this one as an operand
+  std::uint64_t references = 0;  // composites holding it as an operand, and a model holding it
   std::size_t height = 1;        // longest path to a leaf, counting this node
   // Payload, by operator: operands (null-terminated) for composites.
   orv::Vector<orv_expression_s *> operands;
@@ -66,6 +66,11 @@ orv_expression_s *clone_expression(const orv_expression_s *e, ExpressionNodeMap 
                                    const void *context = nullptr);
 // Frees e unless it is still an operand somewhere; operands follow by the same rule.
 void delete_expression(orv_expression_s *e) noexcept;
+
+// A model's hold on e: while held, deleting e elsewhere leaves it alone.
+// Releasing drops the hold and deletes e by the reference rule. Null is allowed.
+void hold_expression(orv_expression_s *e) noexcept;
+void release_expression(orv_expression_s *e) noexcept;
 
 // Owning handle that deletes by the reference rule.
 struct ExpressionDeleter {

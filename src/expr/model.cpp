@@ -6,7 +6,7 @@
 #include "runtime/error.h"
 
 orv_model_s::~orv_model_s() {
-  for (orv_expression_s *e : expressions) orv::delete_expression(e);
+  for (orv_expression_s *e : expressions) orv::release_expression(e);
 }
 
 namespace orv {
@@ -33,8 +33,10 @@ orv_model_s *new_model(orv_node_s *node, orv_node_t const *nodes) {
 }
 
 void set_model_expression(orv_model_s *m, std::size_t index, orv_expression_s *e) noexcept {
-  delete_expression(m->expressions[index]);
+  if (m->expressions[index] == e) return;
+  release_expression(m->expressions[index]);
   m->expressions[index] = e;
+  hold_expression(e);
 }
 
 }  // namespace orv

@@ -42,7 +42,7 @@ std::size_t model_size(orv_node_t const *nodes);
 // Replaces node's model by a new one over `nodes`. Throws on failure and then
 // leaves the old model in place.
 orv_model_s *new_model(orv_node_s *node, orv_node_t const *nodes);
-// Stores e (ownership passes to the model) at index, deleting the old one.
+// Stores e at index (the model holds it) and releases the old one.
 void set_model_expression(orv_model_s *m, std::size_t index, orv_expression_s *e) noexcept;
 
 }  // namespace orv

@@ -38,6 +38,9 @@ PendingModel::~PendingModel() {
 
 void PendingModel::commit() noexcept {
   model_->expressions.swap(expressions_);
+  for (orv_expression_s *e : model_->expressions) hold_expression(e);
+  for (orv_expression_s *e : expressions_)  // the old ones, freed with this record
+    if (e) --e->references;
   mark_stale(model_);
 }
 
@@ -85,7 +88,7 @@ void drop_model_node(orv_node_s *child, const orv_node_s *parent, std::size_t st
         if (j == state) {
           m->expressions[kept++] = e;
         } else {
-          delete_expression(e);
+          release_expression(e);
         }
       }
   m->expressions.resize(kept);
@@ -108,7 +111,7 @@ void forget_node_in_models(const orv_node_s *node) noexcept {
     if (!n->model) continue;
     for (orv_expression_s *&e : n->model->expressions)
       if (e && mentions(e, node)) {
-        delete_expression(e);
+        release_expression(e);
         e = nullptr;
         mark_stale(n->model);
       }

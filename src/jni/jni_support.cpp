@@ -38,7 +38,20 @@ void zero_peer(JNIEnv *env, Tagged *record) noexcept {
   auto peer = static_cast<jobject>(record->java_peer);
   record->java_peer = nullptr;
   if (!env) return;  // not on a JVM thread: nothing can be released
-  if (f && f->id.load()) env->SetLongField(peer, f->id.load(), 0);
+  if (f && f->id.load()) {
+    // The cached identifier belongs to the first peer class seen for this
+    // kind; a peer of another class with the same field (a model peer of the
+    // API next to one of a program's own) has its own identifier.
+    if (env->ExceptionCheck() || env->IsInstanceOf(peer, static_cast<jclass>(f->pinned))) {
+      env->SetLongField(peer, f->id.load(), 0);
+    } else {
+      jclass cls = env->GetObjectClass(peer);
+      jfieldID id = env->GetFieldID(cls, f->name, "J");
+      if (id) env->SetLongField(peer, id, 0);
+      else env->ExceptionClear();
+      env->DeleteLocalRef(cls);
+    }
+  }
   delete_global(env, peer);
 }
 

@@ -1,8 +1,10 @@
 // Natives whose strings need more than a conversion: lists of strings,
-// escape removal that keeps the Java object, and log files the binding opens.
+// escape removal that keeps the Java object, printing that releases a
+// temporary expression, and log files the binding opens.
 #include <cstdio>
 #include <cstdlib>
 
+#include "expr/expression.h"
 #include "jni/jni_support.h"
 #include "model/domain.h"
 #include "runtime/allocate.h"
@@ -64,6 +66,15 @@ JNIEXPORT jstring ORV_JNI(RemoveEscapeSequences)(JNIEnv *env, jobject, jstring t
   for (const char *c = source.get(); *c; ++c) escaped |= *c == '\\';
   if (!escaped) return orv::set_error(orv_error_none), text;
   return orv::jni::new_owned_string(env, orv_remove_escape_sequences(source.get()));
+}
+
+// The text of the expression; one that no model or composite holds is
+// released afterwards, so that Java can print a temporary expression.
+JNIEXPORT jstring ORV_JNI(ExpressionToString)(JNIEnv *env, jobject, jlong expression) {
+  auto *e = from_handle<orv_expression_t>(expression);
+  jstring text = orv::jni::new_owned_string(env, orv_expression_to_string(e));
+  if (text && e->references == 0) orv_expression_delete(e);
+  return text;
 }
 
 // The cases are the indexes listed (null: all of them); the nodes a list

@@ -206,6 +206,8 @@ class EStepRunner {
   std::size_t workers() const { return workers_; }
 
  private:
+  void build_work_domains(orv_domain_s *d, const Vector<LearnedNode> &learned, const Vector<signed char> &flags);
+
   struct Impl;
   Impl *impl_;
   std::size_t workers_;

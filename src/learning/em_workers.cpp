@@ -119,6 +119,56 @@ struct EStepRunner::Impl {
   }
 };
 
+namespace {
+
+struct BuildJob {
+  orv_domain_s *source;
+  const Vector<LearnedNode> *learned;
+  const Vector<signed char> *flags;
+  Worker *worker;
+  pthread_t thread{};
+  bool running = false;
+};
+
+void build_work_domain(BuildJob &job) noexcept {
+  Worker &w = *job.worker;
+  set_error(orv_error_none);
+  try {
+    w.domain = clone_work_domain(job.source);
+    w.site.reset(make<Site>(job.source, w.domain.get(), *job.learned, *job.flags));
+  } catch (const Failure &f) {
+    w.error = f.code;
+  } catch (const std::bad_alloc &) {
+    w.error = orv_error_no_memory;
+  } catch (...) {
+    w.error = orv_error_error;
+  }
+}
+
+void *build_main(void *argument) {
+  build_work_domain(*static_cast<BuildJob *>(argument));
+  return nullptr;
+}
+
+}  // namespace
+
+// Each work domain is built on a thread of its own, all at once, so that the
+// allocator serves them from separate arenas: the records that two workers
+// write for every case then never share a cache line.
+void EStepRunner::build_work_domains(orv_domain_s *d, const Vector<LearnedNode> &learned,
+                                     const Vector<signed char> &flags) {
+  BuildJob jobs[kMaxCaseBlocks];
+  const std::size_t count = impl_->workers.size();
+  for (std::size_t k = 0; k < count; ++k) {
+    jobs[k] = BuildJob{d, &learned, &flags, impl_->workers[k].get()};
+    jobs[k].running = pthread_create(&jobs[k].thread, nullptr, build_main, &jobs[k]) == 0;
+  }
+  for (std::size_t k = 0; k < count; ++k)
+    if (!jobs[k].running || pthread_join(jobs[k].thread, nullptr) != 0) build_work_domain(jobs[k]);
+  for (auto &w : impl_->workers)
+    if (w->error != orv_error_none) fail(w->error);
+}
+
 std::size_t em_worker_count(orv_domain_s *d, const Vector<signed char> &flags) {
   const std::size_t level = d->em_concurrency_level;
   if (level < 2 || !can_clone(d)) return 1;
@@ -146,12 +196,11 @@ EStepRunner::EStepRunner(orv_domain_s *d, Vector<LearnedNode> &learned, const Ve
     impl_->slots.assign(size_multiply(impl_->blocks, impl_->slot_size), 0.0);
     for (std::size_t k = 0; k < workers_; ++k) {
       auto w = make_owned<Worker>();
-      w->domain = clone_work_domain(d);
-      w->site.reset(make<Site>(d, w->domain.get(), learned, flags));
       w->first_block = k * impl_->blocks / workers_;
       w->last_block = (k + 1) * impl_->blocks / workers_;
       impl_->workers.push_back(std::move(w));
     }
+    build_work_domains(d, learned, flags);
   } catch (...) {
     destroy(impl_);
     throw;

@@ -8,13 +8,13 @@
 
 namespace orv {
 namespace {
+// What every empty list returns, on every thread: never written.
 orv_node_t empty_list[1] = {nullptr};
 
 bool is_discrete(orv_node_t node) { return node->kind == orv_kind_discrete; }
 }  // namespace
 
 orv_node_t *NodeList::c_list() {
-  empty_list[0] = nullptr;  // the caller must not write, but keep it honest
   return items_.empty() ? empty_list : items_.data();
 }
 

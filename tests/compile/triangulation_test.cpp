@@ -1,11 +1,16 @@
-// Triangulation results checked by the independent oracle on random
-// networks and best greedy's choice among the heuristics.
+// Triangulation results checked by the independent oracle on random networks,
+// best greedy's choice among the heuristics, the triangulation section of the
+// log, and the error convention of the entry points: bad arguments give usage
+// and change nothing; memory and log failures leave the domain untriangulated.
 #include <gtest/gtest.h>
 
+#include "compile/compile_log.h"
 #include "compile/compiled_domain.h"
 #include "compile/elimination.h"
 #include "compile/fragment_builder.h"
 #include "compile/network_builder.h"
+#include "support/contract_sweep.h"
+#include "support/fault_injection.h"
 
 namespace orv {
 namespace {
@@ -45,12 +50,6 @@ TEST(Triangulation, BestGreedyIsNeverWorseThanAnySingleHeuristic) {
   }
 }
 
-// The four-cycle 0-1-2-3 with weights 2, 10, 2, 10: every elimination adds
-// one fill-in. Plain scores tie everywhere (clique 3, one fill-in), so the
-// heap's order takes vertex 0 and joins 1-3: cliques {0,1,3} and {1,2,3},
-// cost 200 + 200. Weighted scores prefer vertex 1 (clique 10*2*2 = 40,
-// weighted fill-in 2*2 = 4, against 200 and 100 for vertex 0), joining 0-2:
-// cliques {0,1,2} and {0,2,3}, cost 40 + 40.
 TEST(Triangulation, RedundantFillInsAreRemoved) {
   // Eliminating the centre of a star first joins its leaves pairwise; no
   // later clique holds two leaves, so all three fill-ins go again.
@@ -84,6 +83,201 @@ TEST(Triangulation, BestGreedyKeepsTheEarlierOfEqualCosts) {
   EXPECT_EQ(test::as_sets(weighted.cliques), (std::vector<std::vector<int>>{{0, 1, 4}, {0, 2, 4}, {2, 3, 4}}));
   ASSERT_NE(test::as_sets(plain.cliques), test::as_sets(weighted.cliques));
   EXPECT_EQ(test::as_sets(try_all_greedy_methods(g, nullptr).cliques), test::as_sets(plain.cliques));
+}
+
+std::string section(const std::string &log, const char *from, const char *to) {
+  const std::size_t start = log.find(from);
+  return log.substr(start, log.find(to, start) - start);
+}
+
+// A -> B -> C -> D <- E <- A: D's parents C and E marry, leaving the
+// chordless cycle A-B-C-E and the triangle C-D-E.
+struct Cycle {
+  test::DomainPtr d = new_domain();
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  orv_node_t dd = add_states(d.get(), "D", 2), e = add_states(d.get(), "E", 3);
+  Cycle() { link(a, b), link(b, c), link(c, dd), link(a, e), link(e, dd); }
+};
+
+// Vertex order E, D, C, B, A. The triangle {E, D, C} (weight 3*2*2) is
+// split off by the clique separator {C, E}. In the cycle E-C-B-A every
+// vertex has clique size 3 and one fill-in; the heap takes the cycle's first
+// vertex, E, and joins its neighbours C and A: cliques {E, C, A} (12) and
+// {C, B, A} (8), so the component costs 20 and the whole 32.
+TEST(TriangulationLog, SingleHeuristicReportsFillInsAndCost) {
+  Cycle net;
+  const std::string log = capture_log(
+      net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_clique_size), orv_error_none); });
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nElimination"),
+            "\n\nMoral links:\n\n"
+            "    Marrying C and E\n"
+            "\n"
+            "\nTriangulating prime component with 3 members:\n"
+            "    E, D, C\n"
+            "This component is a clique of cost 12\n"
+            "\nTriangulating prime component with 4 members:\n"
+            "    E, C, B, A\n"
+            "\n    Using minimum clique size heuristic for triangulation:\n\n"
+            "\tCreating fill-in between C and A\n"
+            "\nFound triangulation of prime component of cost 20\n"
+            "\n\nTotal cost of triangulation for all prime components is 32\n");
+}
+
+TEST(TriangulationLog, BestGreedyWritesOnlyItsHeader) {
+  Cycle net;
+  const std::string log = capture_log(
+      net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none); });
+  EXPECT_EQ(section(log, "\nTriangulating prime component with 4", "\n\nElimination"),
+            "\nTriangulating prime component with 4 members:\n"
+            "    E, C, B, A\n"
+            "\n    Using the best greedy heuristic for triangulation\n\n"
+            "\n\nTotal cost of triangulation for all prime components is 32\n");
+}
+
+TEST(TriangulationLog, NameListsWrapBeforeColumn75) {
+  auto d = new_domain();
+  std::vector<orv_node_t> nodes;
+  for (int i = 0; i < 12; ++i) nodes.push_back(add_states(d.get(), ("Node_number_" + std::to_string(i)).c_str(), 2));
+  std::FILE *log = std::tmpfile();
+  log_name_list(log, nodes.data(), nodes.size());
+  const std::string text = read_stream(log);
+  std::fclose(log);
+  EXPECT_EQ(text,
+            "    Node_number_0, Node_number_1, Node_number_2, Node_number_3,\n"
+            "    Node_number_4, Node_number_5, Node_number_6, Node_number_7,\n"
+            "    Node_number_8, Node_number_9, Node_number_10, Node_number_11\n");
+}
+
+TEST(TriangulationLog, HugeCostsPrintAsHuge) {
+  auto d = new_domain();
+  EXPECT_STREQ(cost_text(d.get(), 9007199254740991.0), "9007199254740991");
+  EXPECT_STREQ(cost_text(d.get(), 9007199254740992.0), "HUGE");
+  EXPECT_STREQ(cost_text(d.get(), 1e300), "HUGE");
+}
+
+TEST(TriangulationContract, BadArgumentsGiveUsageAndChangeNothing) {
+  auto d = new_domain();
+  EXPECT_EQ(orv_domain_triangulate(nullptr, orv_tm_best_greedy), orv_error_usage);
+  EXPECT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_usage);  // no nodes
+  orv_node_t u = add_node(d.get(), "U", orv_category_utility, orv_kind_other);
+  EXPECT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_usage);  // only a utility node
+  EXPECT_EQ(orv_domain_triangulate(reinterpret_cast<orv_domain_t>(u), orv_tm_best_greedy), orv_error_usage);
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2);
+  link(a, b), link(b, u);
+  for (int method : {0, 14, 21}) {
+    EXPECT_EQ(orv_domain_triangulate(d.get(), static_cast<orv_triangulation_method_t>(method)), orv_error_usage);
+    EXPECT_EQ(orv_error_code(), orv_error_usage);
+  }
+  EXPECT_RESULT(orv_domain_get_elimination_order(d.get()), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_moral_neighbors(a), nullptr, orv_error_usage);
+  EXPECT_EQ(orv_domain_triangulate_with_order(d.get(), nullptr), orv_error_usage);
+  orv_node_t order[] = {a, b, nullptr};
+  EXPECT_EQ(orv_domain_triangulate_with_order(nullptr, order), orv_error_usage);
+  EXPECT_EQ(orv_domain_get_elimination_order(nullptr), nullptr);
+  EXPECT_EQ(orv_node_get_moral_neighbors(nullptr), nullptr);
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_fill_in_size), orv_error_none);
+  EXPECT_EQ(orv_domain_triangulate(d.get(), orv_tm_fill_in_size), orv_error_usage);  // already triangulated
+  EXPECT_EQ(orv_domain_triangulate_with_order(d.get(), order), orv_error_usage);
+  EXPECT_NE(orv_domain_get_elimination_order(d.get()), nullptr);
+  EXPECT_EQ(orv_error_code(), orv_error_none);  // the next good call reads 0
+  EXPECT_EQ(test::names_of(orv_node_get_moral_neighbors(a)), std::vector<std::string>{"B"});
+
+  uncompile(d.get());  // what every structural change does
+  EXPECT_EQ(orv_domain_get_elimination_order(d.get()), nullptr);
+  EXPECT_EQ(orv_domain_triangulate_with_order(d.get(), order), orv_error_none);
+}
+
+// A network with fill-ins, redundant ones, CG boundaries and several prime
+// components, so that every allocation site runs.
+void build_sweep_network(orv_domain_t d) {
+  test::random_network(d, 11, 14, 3, 4, 0.25);
+  orv_node_t p = add_states(d, "P", 2), q = add_states(d, "Q", 3), r = add_states(d, "R", 2);
+  orv_node_t s = add_states(d, "S", 2), t = add_states(d, "T", 2);
+  link(p, q), link(q, r), link(p, s), link(s, t), link(r, t);  // a cycle of five after marrying R and S
+}
+
+template <class Operation>
+void sweep(orv_domain_t d, Operation operation, const char *what) {
+  const auto clean =
+      test::expect_no_memory_sweep(what, operation, [&] { EXPECT_EQ(compiled_domain(d), nullptr); });
+  ASSERT_EQ(clean.result, orv_error_none) << what;
+  EXPECT_GT(clean.n, 10u) << what;
+  EXPECT_EQ(test::check_domain(d), "") << what;
+  uncompile(d);
+}
+
+TEST(TriangulationFailure, EveryAllocationFailureLeavesTheDomainUntriangulated) {
+  auto d = new_domain();
+  build_sweep_network(d.get());
+  std::FILE *log = std::tmpfile();
+  for (std::FILE *stream : {static_cast<std::FILE *>(nullptr), log}) {
+    orv_domain_set_log_file(d.get(), stream);
+    for (orv_triangulation_method_t method : {orv_tm_clique_size, orv_tm_clique_weight, orv_tm_fill_in_size,
+                                              orv_tm_fill_in_weight, orv_tm_total_weight, orv_tm_best_greedy})
+      sweep(d.get(), [&] { return orv_domain_triangulate(d.get(), method); }, "triangulate");
+    std::vector<orv_node_t> order;
+    for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n))
+      if (orv_node_get_kind(n) == orv_kind_continuous) order.push_back(n);
+    for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n))
+      if (orv_node_get_kind(n) == orv_kind_discrete) order.push_back(n);
+    order.push_back(nullptr);
+    sweep(d.get(), [&] { return orv_domain_triangulate_with_order(d.get(), order.data()); }, "with order");
+  }
+  orv_domain_set_log_file(d.get(), nullptr);
+  std::fclose(log);
+
+  // Listing the order can fail on its own; the triangulation stays.
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+  const auto clean = test::expect_no_memory_sweep("order", [&] { return orv_domain_get_elimination_order(d.get()); },
+                                                  [&] { EXPECT_NE(compiled_domain(d.get()), nullptr); });
+  EXPECT_NE(clean.result, nullptr);
+}
+
+TEST(TriangulationFailure, LogWriteFailuresGiveIoAndUntriangulate) {
+  auto d = new_domain();
+  build_sweep_network(d.get());
+  // A stream open for reading refuses the first write.
+  std::FILE *read_only = std::fopen("/dev/null", "r");
+  ASSERT_NE(read_only, nullptr);
+  orv_domain_set_log_file(d.get(), read_only);
+  test::LiveBlocks live;
+  EXPECT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_io);
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  EXPECT_EQ(live.delta(), 0);
+  std::fclose(read_only);
+  // A full device accepts buffered writes and fails the final flush, after
+  // the new state was committed: it must be dropped again.
+  std::FILE *full = std::fopen("/dev/full", "w");
+  if (full) {
+    orv_domain_set_log_file(d.get(), full);
+    EXPECT_RESULT(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_io, orv_error_io);
+    EXPECT_EQ(compiled_domain(d.get()), nullptr);
+    EXPECT_EQ(live.delta(), 0);
+    std::fclose(full);
+  }
+  orv_domain_set_log_file(d.get(), nullptr);
+  EXPECT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+}
+
+TEST(TriangulationContract, StructuralChangesDropTheTriangulation) {
+  auto d = new_domain();
+  orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);  // a new link
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  EXPECT_EQ(orv_node_get_moral_neighbors(b), nullptr);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none);
+  EXPECT_EQ(test::names_of(orv_node_get_moral_neighbors(b)).size(), 2u);
+  add_states(d.get(), "D", 2);  // a new node
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+  ASSERT_EQ(orv_node_delete(a), orv_error_none);  // a deleted node
+  EXPECT_EQ(compiled_domain(d.get()), nullptr);
+  ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none);
+  EXPECT_EQ(test::check_domain(d.get()), "");
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace orv::test {
 
 using Cell = std::optional<std::string>;
 using Rows = std::vector<std::vector<Cell>>;
+inline const Cell M = std::nullopt;  // a missing cell
 
 struct DataSet {
   orv_data_set_t ds = orv_new_data_set();

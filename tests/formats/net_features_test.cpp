@@ -14,6 +14,7 @@
 #include "model/node.h"
 #include "runtime/allocate.h"
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
 #include "tables/table.h"
@@ -84,12 +85,13 @@ TEST(NetStates, StateValuesWithInfinityAndSigns) {
            "node N { states = (\"a\" \"b\" \"c\"); subtype = number; state_values = (-1 +2 3.5); }\n"
            "node B { states = (\"no\" \"yes\"); subtype = boolean; }\n");
   ASSERT_NE(p.d, nullptr) << p.messages.first();
-  orv_node_t i = p.node("I"), n = p.node("N");
-  EXPECT_EQ(orv_node_get_state_value(i, 0), -DBL_MAX);
-  EXPECT_EQ(orv_node_get_state_value(i, 1), 0.0);
-  EXPECT_EQ(orv_node_get_state_value(i, 2), DBL_MAX);
-  EXPECT_EQ(orv_node_get_state_value(n, 0), -1.0);
-  EXPECT_EQ(orv_node_get_state_value(n, 1), 2.0);
+  const auto values = [&](const char *name) {
+    std::vector<double> v;
+    for (size_t s = 0; s < 3; ++s) v.push_back(orv_node_get_state_value(p.node(name), s));
+    return v;
+  };
+  EXPECT_EQ(values("I"), (std::vector<double>{-DBL_MAX, 0.0, DBL_MAX}));
+  EXPECT_EQ(values("N"), (std::vector<double>{-1.0, 2.0, 3.5}));
   EXPECT_EQ(orv_node_get_subtype(p.node("B")), orv_subtype_boolean);
   const std::string text = p.text();
   EXPECT_CONTAINS(text, "    state_values = (-infinity 0 infinity);\n");
@@ -135,11 +137,9 @@ TEST(NetCg, MeansWithRegressionRoundTrip) {
   ASSERT_NE(p.d, nullptr) << p.messages.first();
   orv_table_t t = p.node("Y")->table;
   ASSERT_NE(t, nullptr);
-  EXPECT_EQ(t->nodes[0], p.node("A"));
-  EXPECT_EQ(t->nodes[1], p.node("Y"));
-  EXPECT_EQ(t->cg_data[0], 1.0);                 // intercept
-  EXPECT_EQ(t->cg_data[2], 1.0);                 // coefficient of X
-  EXPECT_EQ(t->cg_data[1], 0.1234567891);        // variance
+  EXPECT_EQ(test::names_of(t->nodes.c_list()), (std::vector<std::string>{"A", "Y", "X"}));
+  // Intercept, variance and the coefficient of X for A = a; X's for A = b.
+  EXPECT_EQ(std::vector<double>(t->cg_data, t->cg_data + 3), (std::vector<double>{1.0, 0.1234567891, 1.0}));
   EXPECT_EQ(t->cg_data[t->block_size + 2], -1.0);
   const std::string text = p.text();
   EXPECT_CONTAINS(text, "( normal ( 1 + X, 0.12345679 )\t%  A=a\n\t normal ( -X, 2 ) );\t%  A=b\n");

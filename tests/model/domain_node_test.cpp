@@ -1,11 +1,20 @@
-// Domains and nodes through the public API: creation rules, numbering,
-// names and the name index, deletion, cloning, types and graph lists.
+// Domains and nodes through the public API: creation rules, numbering, names
+// and the name index, deletion, cloning (tables, labels, values, attributes),
+// types, category counts, table and type settings, random deviates, and
+// attributes on domains and nodes.
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "model/attributes.h"
 #include "model/node.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/table_fixture.h"
+#include "tables/table.h"
 
 namespace orv {
 namespace {
@@ -176,6 +185,197 @@ TEST(NodeHandles, WrongKindsAndNullsAreUsageErrors) {
   EXPECT_EQ(orv_node_get_position(n, &x, &x), orv_error_usage);  // aliased or missing outputs
   EXPECT_EQ(orv_node_get_position(n, nullptr, &x), orv_error_usage);
   EXPECT_EQ(orv_domain_get_node_size(d.get(), &w, &w), orv_error_usage);
+}
+
+TEST(DomainQueries, CategoryCountsFollowCreationChangesAndDeletion) {
+  auto d = test::new_domain();
+  orv_node_t c1 = test::add_node(d.get(), "C1"), c2 = test::add_node(d.get(), "C2");
+  test::add_node(d.get(), "D", orv_category_decision);
+  orv_node_t u = test::add_node(d.get(), "U", orv_category_utility, orv_kind_other);
+  orv_node_t f = test::add_node(d.get(), "F", orv_category_function, orv_kind_other);
+  const auto counts = [&] {
+    return std::vector<size_t>{orv_domain_get_number_of_chance_nodes(d.get()),
+                               orv_domain_get_number_of_decision_nodes(d.get()),
+                               orv_domain_get_number_of_utility_nodes(d.get()),
+                               orv_domain_get_number_of_instance_nodes(d.get())};
+  };
+  EXPECT_EQ(counts(), (std::vector<size_t>{2, 1, 1, 0}));
+  ASSERT_EQ(orv_node_set_category(c1, orv_category_decision), orv_error_none);
+  ASSERT_EQ(orv_node_delete(u), orv_error_none);
+  EXPECT_EQ(counts(), (std::vector<size_t>{1, 2, 0, 0}));
+
+  // Tables: discrete and continuous nodes and utility nodes have one.
+  EXPECT_EQ(orv_node_has_table(c2), 1);
+  EXPECT_EQ(orv_node_has_table(f), 0);
+  EXPECT_EQ(orv_node_has_table(test::add_node(d.get(), "U2", orv_category_utility, orv_kind_other)), 1);
+
+  // Category and subtype together; a refusal of either changes neither.
+  test::set_state_count(c2, 3);
+  EXPECT_EQ(orv_node_set_discrete_type(c2, orv_category_decision, orv_subtype_boolean), orv_error_usage);
+  EXPECT_EQ(orv_node_get_category(c2), orv_category_chance);
+  EXPECT_EQ(orv_node_set_discrete_type(c2, orv_category_decision, orv_subtype_number), orv_error_none);
+  EXPECT_EQ(orv_node_get_category(c2), orv_category_decision);
+  EXPECT_EQ(orv_node_get_subtype(c2), orv_subtype_number);
+
+  test::expect_usage_calls(
+      {{"chance count of null", [] { return orv_domain_get_number_of_chance_nodes(nullptr) == SIZE_MAX; }},
+       {"decision count of null", [] { return orv_domain_get_number_of_decision_nodes(nullptr) == SIZE_MAX; }},
+       {"utility count of null", [] { return orv_domain_get_number_of_utility_nodes(nullptr) == SIZE_MAX; }},
+       {"instance count of null", [] { return orv_domain_get_number_of_instance_nodes(nullptr) == SIZE_MAX; }},
+       {"file name of null", [] { return orv_domain_get_file_name(nullptr) == nullptr; }},
+       {"has table of null", [] { return orv_node_has_table(nullptr) == -1; }},
+       {"type of null", [] { return orv_node_set_discrete_type(nullptr, orv_category_chance, orv_subtype_label) == 1; }},
+       {"function node to chance",
+        [&] { return orv_node_set_discrete_type(f, orv_category_chance, orv_subtype_label) == 1; }}},
+      [&] { return orv_domain_get_number_of_decision_nodes(d.get()) == 3; });
+}
+
+TEST(DomainQueries, RandomDeviatesRepeatAfterReseeding) {
+  auto d = test::new_domain();
+  const auto draw = [&] {
+    std::vector<double> values;
+    for (int i = 0; i < 5; ++i) values.push_back(orv_domain_get_uniform_deviate(d.get()));
+    values.push_back(orv_domain_get_normal_deviate(d.get(), 3.0, 4.0));
+    return values;
+  };
+  ASSERT_EQ(orv_domain_seed_random(d.get(), 310952), orv_error_none);
+  const std::vector<double> first = draw();
+  EXPECT_NE(draw(), first);  // the sequence moves on
+  ASSERT_EQ(orv_domain_seed_random(d.get(), 310952), orv_error_none);
+  EXPECT_EQ(draw(), first);
+  double sum = 0.0, squares = 0.0;
+  const int n = 20000;
+  for (int i = 0; i < n; ++i) {
+    const double u = orv_domain_get_uniform_deviate(d.get());
+    ASSERT_TRUE(u >= 0.0 && u < 1.0) << u;
+    const double v = orv_domain_get_normal_deviate(d.get(), 3.0, 4.0);
+    sum += v;
+    squares += v * v;
+  }
+  EXPECT_NEAR(sum / n, 3.0, 0.05);
+  EXPECT_NEAR(squares / n - (sum / n) * (sum / n), 4.0, 0.15);
+  EXPECT_EQ(orv_domain_get_normal_deviate(d.get(), 3.0, 0.0), 3.0);
+  test::expect_usage_calls(
+      {{"seed null", [] { return orv_domain_seed_random(nullptr, 1) == orv_error_usage; }},
+       {"uniform of null", [] { return orv_domain_get_uniform_deviate(nullptr) == -1.0; }},
+       {"negative variance", [&] { return orv_domain_get_normal_deviate(d.get(), 0.0, -1.0) == -1.0; }}},
+      [&] { return orv_domain_get_normal_deviate(d.get(), 1.0, 0.0) == 1.0; });
+}
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+Pairs listed(orv_attribute_t a) {
+  Pairs all;
+  for (; a; a = orv_attribute_get_next(a)) all.emplace_back(orv_attribute_get_key(a), orv_attribute_get_value(a));
+  return all;
+}
+
+TEST(Attributes, OrderReplacementAndDeletion) {
+  auto d = new_domain();
+  orv_node_t n = add_node(d.get(), "N");
+  const auto check_owner = [](auto set, auto get, auto first) {
+    EXPECT_EQ(set("a", "1"), orv_error_none);
+    EXPECT_EQ(set("b", "2"), orv_error_none);
+    EXPECT_EQ(set("a", "3"), orv_error_none);
+    EXPECT_EQ(listed(first()), (Pairs{{"b", "2"}, {"a", "3"}}));  // replacement keeps its place
+    EXPECT_STREQ(get("a"), "3");
+    EXPECT_RESULT(get("c"), nullptr, orv_error_none);
+    EXPECT_EQ(set("c", nullptr), orv_error_none);  // absent: nothing to delete
+    EXPECT_EQ(set("c", "a value long enough to live on the heap, not inline"), orv_error_none);
+    EXPECT_EQ(listed(first()).front().first, "c");
+    EXPECT_EQ(set("b", nullptr), orv_error_none);
+    EXPECT_EQ(listed(first()), (Pairs{{"c", "a value long enough to live on the heap, not inline"}, {"a", "3"}}));
+    EXPECT_EQ(set("a.b", "x"), orv_error_invalid_name);
+    EXPECT_EQ(set("1a", "x"), orv_error_invalid_name);
+    EXPECT_EQ(set("", "x"), orv_error_invalid_name);
+    EXPECT_EQ(set(nullptr, "x"), orv_error_usage);
+    EXPECT_RESULT(get(nullptr), nullptr, orv_error_usage);
+    EXPECT_EQ(listed(first()).size(), 2u);
+  };
+  check_owner([&](const char *k, const char *v) { return orv_domain_set_attribute(d.get(), k, v); },
+              [&](const char *k) { return orv_domain_get_attribute(d.get(), k); },
+              [&] { return orv_domain_get_first_attribute(d.get()); });
+  check_owner([&](const char *k, const char *v) { return orv_node_set_attribute(n, k, v); },
+              [&](const char *k) { return orv_node_get_attribute(n, k); },
+              [&] { return orv_node_get_first_attribute(n); });
+  EXPECT_EQ(orv_attribute_get_next(reinterpret_cast<orv_attribute_t>(n)), nullptr);  // wrong handle kind
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+
+  orv_attribute_s *raw = nullptr;  // file readers insert keys as stored
+  _orv_insert_attribute(&raw, "not.a.name", "v", false);
+  EXPECT_STREQ(find_attribute(raw, "not.a.name")->value.c_str(), "v");
+  _orv_free_attribute_list(raw);
+}
+
+TEST(Attributes, NoMemoryLeavesTheListAsItWas) {
+  auto d = new_domain();
+  const std::string long_value(100, 'v');
+  ASSERT_EQ(orv_domain_set_attribute(d.get(), "kept", long_value.c_str()), orv_error_none);
+  const std::string other(100, 'w');
+  for (const char *key : {"kept", "a_new_key_that_is_long_enough_to_need_the_heap"}) {
+    const auto clean = test::expect_no_memory_sweep(
+        key, [&] { return orv_domain_set_attribute(d.get(), key, other.c_str()); },
+        [&] { EXPECT_EQ(listed(orv_domain_get_first_attribute(d.get())), (Pairs{{"kept", long_value}})); });
+    ASSERT_EQ(clean.result, orv_error_none);
+    ASSERT_EQ(orv_domain_set_attribute(d.get(), key, long_value.c_str()), orv_error_none);
+    if (std::string(key) != "kept") {
+      ASSERT_EQ(orv_domain_set_attribute(d.get(), key, nullptr), orv_error_none);
+    }
+  }
+}
+
+TEST(NodeCloneAndDelete, CarryTablesLabelsValuesAndAttributes) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  orv_node_t y = test::add_continuous(d.get(), "Y");
+  set_state_count(a, 2), set_state_count(b, 3);
+  link(a, b), link(a, x), link(y, x);
+  ASSERT_EQ(orv_node_set_subtype(b, orv_subtype_number), orv_error_none);
+  for (size_t s = 0; s < 3; ++s) ASSERT_EQ(orv_node_set_state_value(b, s, 10.0 * s), orv_error_none);
+  ASSERT_EQ(orv_node_set_state_label(b, 1, "one"), orv_error_none);
+  ASSERT_EQ(orv_node_set_attribute(b, "k1", "v1"), orv_error_none);
+  ASSERT_EQ(orv_node_set_attribute(b, "k2", "v2"), orv_error_none);
+  ASSERT_EQ(orv_node_set_label(b, "the b"), orv_error_none);
+  orv_table_t tb = orv_node_get_table(b), tx = orv_node_get_table(x);
+  test::fill_distinct(tb), test::fill_distinct(tx);
+
+  orv_node_t clone = orv_node_clone(b);
+  ASSERT_NE(clone, nullptr);
+  EXPECT_EQ(orv_domain_get_first_node(d.get()), clone);
+  EXPECT_STREQ(orv_node_get_name(clone), "C5");  // generated, not copied
+  EXPECT_STREQ(orv_node_get_label(clone), "the b");
+  EXPECT_EQ(orv_node_get_subtype(clone), orv_subtype_number);
+  EXPECT_EQ(test::names_of(orv_node_get_parents(clone)), (std::vector<std::string>{"A"}));
+  EXPECT_EQ(orv_node_get_number_of_states(clone), 3u);
+  EXPECT_STREQ(orv_node_get_state_label(clone, 1), "one");
+  EXPECT_EQ(orv_node_get_state_value(clone, 2), 20.0);
+  EXPECT_EQ(listed(orv_node_get_first_attribute(clone)), (Pairs{{"k2", "v2"}, {"k1", "v1"}}));
+  orv_table_t tc = orv_node_get_table(clone);
+  ASSERT_NE(tc, tb);
+  EXPECT_EQ(tc->node, clone);
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(tc)), (std::vector<std::string>{"A", orv_node_get_name(clone)}));
+  EXPECT_EQ(snapshot(tc).data, snapshot(tb).data);
+  EXPECT_EQ(orv_node_set_attribute(clone, "k1", "changed"), orv_error_none);
+  EXPECT_STREQ(orv_node_get_attribute(b, "k1"), "v1");  // a deep copy
+  EXPECT_EQ(orv_node_delete(clone), orv_error_none);
+
+  // Deleting a parent: the children's tables lose its dimension.
+  const auto old_x = snapshot(tx);
+  EXPECT_EQ(orv_node_delete(y), orv_error_none);  // continuous tail of X
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(tx)), (std::vector<std::string>{"A", "X"}));
+  EXPECT_EQ(tx->block_size, 2u);
+  EXPECT_EQ(tx->roles.size(), 1u);
+  for (size_t i = 0; i < 2; ++i) {  // X's mean and variance stay
+    EXPECT_EQ(tx->cg_data[i * 2], old_x.cg_data[i * 5]);
+    EXPECT_EQ(tx->cg_data[i * 2 + 1], old_x.cg_data[i * 5 + 1]);
+  }
+  const auto old_b = snapshot(tb);
+  EXPECT_EQ(orv_node_delete(a), orv_error_none);  // discrete: the slice of state 0 stays
+  EXPECT_EQ(test::names_of(orv_table_get_nodes(tb)), (std::vector<std::string>{"B"}));
+  EXPECT_EQ(snapshot(tb).data, (std::vector<double>{old_b.data[0], old_b.data[1], old_b.data[2]}));
+  EXPECT_EQ(snapshot(tx).data, std::vector<double>{old_x.data[0]});
+  EXPECT_EQ(d->table_count, 2u);
 }
 
 }  // namespace

@@ -1,16 +1,22 @@
-// Allocation failures in every link operation: each failing run reports
-// no_memory, leaks nothing and leaves lists, tables, blocks and the compiled
-// state exactly as they were.
+// Arc reversal (the worked example, refusals, parent unions, random networks
+// whose joint must survive every reversal) and allocation failures in every
+// link operation: each failing run reports no_memory, leaks nothing and leaves
+// lists, tables, blocks and the compiled state exactly as they were.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <functional>
+#include <random>
 
 #include "model/chain_blocks.h"
+#include "model/graph_checks.h"
 #include "runtime/error.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/link_fixture.h"
+#include "support/network_fixture.h"
+#include "tables/table_conditionals.h"
 
 namespace orv {
 namespace {
@@ -116,6 +122,198 @@ TEST(LinkFailurePaths, NoMemoryAtEveryAllocationLeavesTheNetworkUnchanged) {
   EXPECT_EQ(counts, (std::vector<std::size_t>{counts[0], counts[1], counts[2], counts[3], 0, 0, counts[6],
                                               counts[7], counts[8], 0, counts[10]}));
   for (std::size_t i : {0, 1, 2, 3, 6, 7, 8, 10}) EXPECT_GT(counts[i], 2u) << i;
+}
+
+using Names = std::vector<std::string>;
+
+// The joint distribution of every node, normalized, in chain order.
+std::vector<double> joint_distribution(orv_domain_t d) {
+  std::vector<orv_node_t> all;
+  for (orv_node_t n = d->first_node; n; n = n->next) all.push_back(n);
+  return test::brute_force_joint(d, all);
+}
+
+TEST(ArcReversal, WorkedExampleRewritesBothTablesInPlace) {
+  auto d = new_domain();
+  orv_node_t x = add_node(d.get(), "X"), y = add_node(d.get(), "Y");
+  set_state_count(x, 2), set_state_count(y, 2);
+  ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
+  orv_table_t tx = node_table(x, {0.3, 0.7});
+  orv_table_t ty = node_table(y, {0.9, 0.1, 0.2, 0.8});
+  test::learning_table(y, orv_table_experience);
+  test::learning_table(x, orv_table_fading);
+  test::mark_compiled(d.get());
+  const std::size_t tables = d->table_count;
+
+  ASSERT_EQ(orv_node_reverse_edge(y, x), orv_error_none);  // either order names the link
+  EXPECT_FALSE(test::is_compiled(d.get()));
+  EXPECT_EQ(x->table, tx);
+  EXPECT_EQ(y->table, ty);
+  EXPECT_EQ(names_of(orv_node_get_parents(x)), (Names{"Y"}));
+  EXPECT_EQ(names_of(orv_node_get_parents(y)), Names{});
+  EXPECT_EQ(names_of(orv_node_get_children(y)), (Names{"X"}));
+  EXPECT_EQ(names_of(orv_node_get_children(x)), Names{});
+  EXPECT_EQ(names_of(ty->nodes.c_list()), (Names{"Y"}));
+  expect_all_near(entries(ty), {0.41, 0.59}, 1e-15);
+  EXPECT_EQ(names_of(tx->nodes.c_list()), (Names{"Y", "X"}));
+  expect_all_near(entries(tx), {0.27 / 0.41, 0.14 / 0.41, 0.03 / 0.59, 0.56 / 0.59}, 1e-15);
+  EXPECT_TRUE(x->table_valid && y->table_valid);
+  EXPECT_EQ(y->experience, nullptr);
+  EXPECT_EQ(x->fading, nullptr);
+  EXPECT_EQ(d->table_count, tables - 2);
+
+  // Handing out writable data, or new states, makes the next reversal check again.
+  ASSERT_NE(orv_table_get_data(tx), nullptr);
+  EXPECT_FALSE(x->table_valid);
+  EXPECT_TRUE(y->table_valid);
+  ASSERT_EQ(orv_node_set_number_of_states(y, 3), orv_error_none);
+  EXPECT_FALSE(y->table_valid);
+  tx->data[4] = -1.0;
+  EXPECT_EQ(orv_node_reverse_edge(x, y), orv_error_invalid_probability_potential);
+}
+
+TEST(ArcReversal, RefusesWithoutChangingAnything) {
+  auto d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
+  orv_node_t e = add_node(d.get(), "E"), dec = add_node(d.get(), "D", orv_category_decision);
+  for (orv_node_t n : {a, b, c}) set_state_count(n, 2);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(dec, e), orv_error_none);
+  for (orv_node_t n : {a, b, c}) node_table(n);
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_reverse_edge(a, c), orv_error_cyclic_network);  // A -> B -> C remains
+  EXPECT_EQ(orv_node_reverse_edge(a, e), orv_error_usage);           // no link
+  EXPECT_EQ(orv_node_reverse_edge(e, dec), orv_error_usage);         // a decision
+  EXPECT_EQ(orv_node_reverse_edge(a, nullptr), orv_error_usage);
+  a->class_node = e;
+  EXPECT_EQ(orv_node_reverse_edge(a, b), orv_error_usage);
+  a->class_node = nullptr;
+  b->temporal_clone = true;
+  EXPECT_EQ(orv_node_reverse_edge(a, b), orv_error_usage);
+  b->temporal_clone = false;
+
+  // Strict validation of the working copies: a negative entry, or a parent
+  // configuration whose entries sum to zero.
+  b->table->data[1] = -0.5;
+  const std::string bad_entry = snapshot(d.get());
+  EXPECT_EQ(orv_node_reverse_edge(a, b), orv_error_invalid_probability_potential);
+  EXPECT_EQ(snapshot(d.get()), bad_entry);
+  b->table->data[0] = b->table->data[1] = 0.0;
+  const std::string zero_sum = snapshot(d.get());
+  EXPECT_EQ(orv_node_reverse_edge(a, b), orv_error_invalid_probability_potential);
+  EXPECT_EQ(snapshot(d.get()), zero_sum);
+  b->table->data[0] = b->table->data[1] = 1.0;
+  EXPECT_EQ(snapshot(d.get()), before);
+
+  auto cg = new_domain();
+  orv_node_t x = test::add_continuous(cg.get(), "X");
+  orv_node_t y = test::add_continuous(cg.get(), "Y");
+  orv_node_t k = add_node(cg.get(), "K");
+  ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(x, k), orv_error_none);
+  EXPECT_EQ(orv_node_reverse_edge(k, x), orv_error_usage);  // different kinds
+}
+
+TEST(ArcReversal, BothNodesEndWithTheUnionOfTheirParents) {
+  auto d = new_domain();
+  orv_node_t p = add_node(d.get(), "P"), q = add_node(d.get(), "Q"), s = add_node(d.get(), "S");
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  for (orv_node_t n : {p, q, s, a, b}) set_state_count(n, 2);
+  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(a, s), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, q), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, s), orv_error_none);
+  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  for (orv_node_t n : {p, q, s}) node_table(n, {0.25, 0.75});
+  node_table(a, {0.1, 0.9, 0.4, 0.6, 0.5, 0.5, 0.8, 0.2});
+  orv_table_t tb = node_table(b);
+  for (std::size_t i = 0; i < tb->size; i += 2) tb->data[i] = 0.05 * static_cast<double>(i + 1), tb->data[i + 1] = 1 - tb->data[i];
+  const std::vector<double> joint = joint_distribution(d.get());
+
+  ASSERT_EQ(orv_node_reverse_edge(a, b), orv_error_none);
+  EXPECT_EQ(names_of(orv_node_get_parents(a)), (Names{"B", "Q", "S", "P"}));
+  EXPECT_EQ(names_of(orv_node_get_parents(b)), (Names{"P", "S", "Q"}));
+  EXPECT_EQ(names_of(a->table->nodes.c_list()), (Names{"B", "Q", "S", "P", "A"}));
+  EXPECT_EQ(names_of(b->table->nodes.c_list()), (Names{"P", "S", "Q", "B"}));
+  EXPECT_EQ(names_of(orv_node_get_children(q)), (Names{"A", "B"}));
+  expect_all_near(joint_distribution(d.get()), joint, 1e-14);
+}
+
+TEST(ArcReversal, MissingTablesFollowTheDefaults) {
+  auto d = new_domain();
+  orv_node_t x = add_node(d.get(), "X"), y = add_node(d.get(), "Y");
+  set_state_count(x, 2), set_state_count(y, 3);
+  ASSERT_EQ(orv_node_add_parent(y, x), orv_error_none);
+  orv_table_t ty = node_table(y, {0.2, 0.3, 0.5, 0.6, 0.2, 0.2});
+  const std::size_t tables = d->table_count;
+  ASSERT_EQ(orv_node_reverse_edge(x, y), orv_error_none);
+  ASSERT_NE(x->table, nullptr);  // X had none: a uniform one took part
+  EXPECT_EQ(d->table_count, tables + 1);
+  EXPECT_EQ(x->table->node, x);
+  expect_all_near(entries(ty), {0.4, 0.25, 0.35}, 1e-15);
+  expect_all_near(entries(x->table), {0.25, 0.75, 0.6, 0.4, 0.5 / 0.7, 0.2 / 0.7}, 1e-15);
+
+  // Neither node with a table: only the links change.
+  auto bare = new_domain();
+  orv_node_t u = add_node(bare.get(), "U"), v = add_node(bare.get(), "V");
+  ASSERT_EQ(orv_node_add_parent(v, u), orv_error_none);
+  ASSERT_EQ(orv_node_reverse_edge(u, v), orv_error_none);
+  EXPECT_EQ(names_of(orv_node_get_parents(u)), (Names{"V"}));
+  EXPECT_EQ(u->table, nullptr);
+  EXPECT_EQ(v->table, nullptr);
+}
+
+// Random DAGs of up to 6 nodes with 2 or 3 states and random tables: every
+// reversal the graph allows keeps the joint distribution; every refused one
+// changes nothing.
+TEST(ArcReversal, RandomReversalsPreserveTheJointDistribution) {
+  std::mt19937 random(20261121u);
+  std::uniform_real_distribution<double> weight(0.0, 1.0);
+  std::size_t reversals = 0, refusals = 0;
+  for (int network = 0; network < 40; ++network) {
+    auto d = new_domain();
+    const int count = 3 + network % 4;
+    std::vector<orv_node_t> nodes;
+    for (int i = 0; i < count; ++i) {
+      orv_node_t n = add_node(d.get(), ("N" + std::to_string(i)).c_str());
+      set_state_count(n, 2 + random() % 2);
+      nodes.push_back(n);
+    }
+    for (int j = 1; j < count; ++j)
+      for (int i = 0; i < j; ++i)
+        if (weight(random) < 0.5) {
+          ASSERT_EQ(orv_node_add_parent(nodes[j], nodes[i]), orv_error_none);
+        }
+    for (orv_node_t n : nodes) {
+      orv_table_t t = node_table(n);
+      for (std::size_t i = 0; i < t->size; ++i) t->data[i] = weight(random) + (i % 5 == 0 ? 0.0 : 0.01);
+      if (network % 3 == 0) t->data[0] = 0.0;  // zeros survive too
+    }
+    for (orv_node_t n : nodes) normalize_conditional(n->table, ZeroSum::refuse);
+    std::vector<double> joint = joint_distribution(d.get());
+    for (int attempt = 0; attempt < 8; ++attempt) {
+      orv_node_t y = nodes[random() % count];
+      if (y->parents.empty()) continue;
+      orv_node_t x = y->parents[random() % y->parents.size()];
+      const std::string before = snapshot(d.get());
+      const orv_status_t status = random() % 2 ? orv_node_reverse_edge(x, y) : orv_node_reverse_edge(y, x);
+      if (status == orv_error_cyclic_network) {
+        EXPECT_TRUE(_orv_indirect_path_exists(x, y));
+        EXPECT_EQ(snapshot(d.get()), before);
+        ++refusals;
+        continue;
+      }
+      ASSERT_EQ(status, orv_error_none);
+      ++reversals;
+      EXPECT_TRUE(x->parents.contains(y));
+      EXPECT_FALSE(y->parents.contains(x));
+      expect_all_near(joint_distribution(d.get()), joint, 1e-12);
+    }
+  }
+  EXPECT_GT(reversals, 100u);
+  EXPECT_GT(refusals, 5u);
 }
 
 }  // namespace

@@ -1,13 +1,20 @@
 // Tables: the index rule, CG block positions, node tables over families,
-// accessors and their argument checks, instantiation and deletion.
+// accessors and the argument checks of every table entry point, instantiation,
+// deletion, and normalisation as conditional distributions.
 #include <gtest/gtest.h>
 
+#include <cfloat>
+#include <cmath>
+
 #include "model/node.h"
+#include "runtime/error.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/link_fixture.h"
 #include "support/table_fixture.h"
 #include "tables/table.h"
+#include "tables/table_conditionals.h"
 
 namespace orv {
 namespace {
@@ -27,9 +34,7 @@ TEST(TableIndex, RoundTripsOnMixedTables) {
   std::vector<size_t> config(3);
   for (size_t i = 0; i < 12; ++i) {
     ASSERT_EQ(orv_table_get_configuration_from_index(t.get(), config.data(), i), orv_error_none);
-    EXPECT_EQ(config[0], i / 4);
-    EXPECT_EQ(config[1], 0u);
-    EXPECT_EQ(config[2], i % 4);
+    EXPECT_EQ(config, (std::vector<size_t>{i / 4, 0, i % 4})) << i;
     EXPECT_EQ(orv_table_get_index_from_configuration(t.get(), config.data()), i);
   }
   EXPECT_EQ(test::names_of(orv_table_get_nodes(t.get())), (std::vector<std::string>{"A", "B", "C", "X", "Y"}));
@@ -64,13 +69,10 @@ TEST(CgBlocks, PositionsOfMeansAndCovariances) {
   orv_node_t xyz[] = {x, y, z, nullptr};
   Owned<orv_table_s> t(_orv_create_table(d.get(), xyz, orv_table_probability, 0, true, false));
   EXPECT_EQ(t->block_size, 9u);
-  EXPECT_EQ(orv_cg_vector_index(t.get(), 0), 0u);
-  EXPECT_EQ(orv_cg_vector_index(t.get(), 2), 5u);
-  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 2), 6u);
-  EXPECT_EQ(orv_cg_matrix_index(t.get(), 2, 2), 8u);
-  EXPECT_EQ(orv_cg_matrix_index(t.get(), 1, 0), 3u);
-  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 1), 3u);
-  EXPECT_EQ(orv_cg_matrix_index(t.get(), 0, 0), 1u);
+  const auto at = [&](size_t i, size_t j) { return orv_cg_matrix_index(t.get(), i, j); };
+  EXPECT_EQ((std::vector<size_t>{orv_cg_vector_index(t.get(), 0), orv_cg_vector_index(t.get(), 2), at(0, 2), at(2, 2),
+                                 at(1, 0), at(0, 1), at(0, 0)}),
+            (std::vector<size_t>{0, 5, 6, 8, 3, 3, 1}));
   // Every position of the block is named exactly once.
   std::vector<int> seen(9, 0);
   for (size_t i = 0; i < 3; ++i) {
@@ -98,7 +100,7 @@ TEST(NodeTables, AreBuiltOverTheFamily) {
   EXPECT_EQ(tc->type, orv_table_probability);
   EXPECT_EQ(tc->node, c);
   EXPECT_EQ(tc->number, d->table_count);
-  for (size_t i = 0; i < 12; ++i) EXPECT_EQ(orv_table_get_data(tc)[i], 1.0);
+  EXPECT_EQ(table_values(tc), std::vector<double>(12, 1.0));
 
   orv_node_t u = add_node(d.get(), "U", orv_category_utility, orv_kind_other);
   link(a, u);
@@ -128,8 +130,7 @@ TEST(NodeTables, ContinuousNodesGetHeadTailRolesAndUnitVariance) {
   orv_table_t tx = orv_node_get_table(x);
   ASSERT_NE(tx, nullptr);
   EXPECT_EQ(test::names_of(orv_table_get_nodes(tx)), (std::vector<std::string>{"A", "X", "Y"}));
-  EXPECT_EQ(tx->roles[0], kRoleHead);
-  EXPECT_EQ(tx->roles[1], kRoleTail);
+  EXPECT_EQ(std::vector<int>(tx->roles.begin(), tx->roles.end()), (std::vector<int>{kRoleHead, kRoleTail}));
   EXPECT_EQ(orv_cg_tail_count(tx), 1u);
   for (size_t i = 0; i < 3; ++i)
     for (size_t q = 0; q < 5; ++q) EXPECT_EQ(tx->cg_data[i * 5 + q], q == 1 ? 1.0 : 0.0) << i << "," << q;
@@ -139,11 +140,10 @@ TEST(NodeTables, ContinuousNodesGetHeadTailRolesAndUnitVariance) {
   ASSERT_NE(ty, nullptr);
   ty->cg_data[0] = 2.5;
   EXPECT_RESULT(orv_table_get_mean(ty, 0, y), 2.5, orv_error_none);
-  EXPECT_EQ(orv_table_get_variance(ty, 0, y), 1.0);
-  EXPECT_EQ(orv_table_get_covariance(ty, 0, y, y), 1.0);
-  EXPECT_EQ(orv_table_get_mean(ty, 1, y), -1.0);  // index out of range
-  EXPECT_EQ(orv_table_get_mean(ty, 0, x), -1.0);  // not in the table
-  EXPECT_EQ(orv_table_get_mean(ty, 0, a), -1.0);  // not continuous
+  EXPECT_EQ((std::vector<double>{orv_table_get_variance(ty, 0, y), orv_table_get_covariance(ty, 0, y, y)}),
+            (std::vector<double>{1.0, 1.0}));
+  // Out of range, not in the table, not continuous.
+  for (auto [i, n] : {std::pair{1, y}, {0, x}, {0, a}}) EXPECT_EQ(orv_table_get_mean(ty, i, n), -1.0) << i;
   EXPECT_RESULT(orv_table_get_variance(ty, 0, nullptr), -1.0, orv_error_usage);
 }
 
@@ -210,6 +210,76 @@ TEST(TableDelete, FreesLooseAndLearningTablesButKeepsNodeTables) {
   orv_table_s *loose = _orv_discrete_clone_table(own);
   EXPECT_EQ(orv_table_delete(loose), orv_error_none);
   EXPECT_EQ(live.delta(), 0);
+}
+
+TEST(TableContract, BadHandlesGiveUsageAndTheFailureValue) {
+  auto d = test::new_domain();
+  orv_node_t a = test::add_node(d.get(), "A");
+  orv_table_t good = orv_node_get_table(a);
+  ASSERT_NE(good, nullptr);
+  size_t config[1] = {0};
+  // A node handle where a table is expected is caught by the record tag.
+  for (orv_table_t bad : {static_cast<orv_table_t>(nullptr), reinterpret_cast<orv_table_t>(a)}) {
+    const std::vector<test::UsageCall> calls = {
+        {"get_nodes", [&] { return orv_table_get_nodes(bad) == nullptr; }},
+        {"get_data", [&] { return orv_table_get_data(bad) == nullptr; }},
+        {"get_size", [&] { return orv_table_get_size(bad) == kNone; }},
+        {"get_cg_size", [&] { return orv_table_get_cg_size(bad) == kNone; }},
+        {"index", [&] { return orv_table_get_index_from_configuration(bad, config) == kNone; }},
+        {"configuration", [&] { return orv_table_get_configuration_from_index(bad, config, 0) == orv_error_usage; }},
+        {"mean", [&] { return orv_table_get_mean(bad, 0, a) == -1.0; }},
+        {"covariance", [&] { return orv_table_get_covariance(bad, 0, a, a) == -1.0; }},
+        {"variance", [&] { return orv_table_get_variance(bad, 0, a) == -1.0; }},
+        {"vector_index", [&] { return orv_cg_vector_index(bad, 0) == kNone; }},
+        {"matrix_index", [&] { return orv_cg_matrix_index(bad, 0, 0) == kNone; }},
+        {"tail_count", [&] { return orv_cg_tail_count(bad) == kNone; }},
+        {"reorder", [&] { return orv_table_reorder_nodes(bad, good->nodes.c_list()) == orv_error_usage; }},
+        {"delete", [&] { return orv_table_delete(bad) == orv_error_usage; }},
+        {"set_user_data", [&] { return orv_table_set_user_data(bad, nullptr) == orv_error_usage; }},
+        {"get_user_data", [&] { return orv_table_get_user_data(bad) == nullptr; }},
+    };
+    test::expect_usage_calls(calls, [&] { return orv_table_get_size(good) == 1u; });
+  }
+  EXPECT_RESULT(orv_node_get_table(reinterpret_cast<orv_node_t>(good)), nullptr, orv_error_usage);
+}
+
+using Values = std::vector<double>;
+
+Owned<orv_table_s> table(orv_domain_t d, std::vector<orv_node_t> nodes, const Values &data) {
+  nodes.push_back(nullptr);
+  Owned<orv_table_s> t(_orv_create_table(d, nodes.data(), orv_table_probability, 0, true, false));
+  std::copy(data.begin(), data.end(), t->data);
+  return t;
+}
+
+orv_error_t normalize(orv_table_s *t, ZeroSum mode) {
+  return static_cast<orv_error_t>(guarded_status([&] { normalize_conditional(t, mode); }));
+}
+
+TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
+  auto d = test::new_domain();
+  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
+  test::set_state_count(a, 2), test::set_state_count(b, 3);
+  auto t = table(d.get(), {a, b}, {1, 1, 2, 0, 0, 0});
+  EXPECT_EQ(normalize(t.get(), ZeroSum::refuse), orv_error_invalid_probability_potential);
+  std::copy_n(Values{1, 1, 2, 0, 0, 0}.begin(), 6, t->data);
+  EXPECT_EQ(normalize(t.get(), ZeroSum::uniform), orv_error_none);
+  EXPECT_EQ(entries(t.get()), (Values{0.25, 0.25, 0.5, 1.0 / 3, 1.0 / 3, 1.0 / 3}));
+  for (double bad : {-0.1, double(NAN), double(INFINITY), DBL_MAX}) {
+    t->data[4] = bad;
+    EXPECT_EQ(normalize(t.get(), ZeroSum::uniform), orv_error_invalid_probability_potential) << bad;
+  }
+  std::copy_n(Values{DBL_MAX / 2, DBL_MAX / 2, DBL_MAX / 2, 1, 1, 1}.begin(), 6, t->data);
+  EXPECT_EQ(normalize(t.get(), ZeroSum::uniform), orv_error_invalid_probability_potential);
+
+  // A table without data gets its defaults first; one with CG nodes is all 1.0.
+  Owned<orv_table_s> fresh(_orv_create_table(d.get(), t->nodes.c_list(), orv_table_probability, 0, false, false));
+  EXPECT_EQ(normalize(fresh.get(), ZeroSum::refuse), orv_error_none);
+  EXPECT_EQ(entries(fresh.get()), Values(6, 1.0 / 3));
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  auto cg = table(d.get(), {a, x}, {-5, 7});
+  EXPECT_EQ(normalize(cg.get(), ZeroSum::refuse), orv_error_none);
+  EXPECT_EQ(entries(cg.get()), (Values{1, 1}));
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 package COM.orvel.OAPI;
 
+import static COM.orvel.OAPI.Natives.ok;
+import static COM.orvel.OAPI.Natives.status;
+
 import java.util.ArrayList;
 import java.util.List;
 
@@ -43,12 +46,8 @@ public class Domain implements AutoCloseable {
   public static Domain parse(String textOrFileName) {
     StringBuilder messages = new StringBuilder();
     Domain d = new Domain(0);
-    d.modelPeer = Natives.API.orvNetParseDomain(d, textOrFileName, (ParseListener) (line, message) ->
-        messages.append(line).append(": ").append(message).append('\n'));
-    int code = Natives.API.orvErrorCode();
-    if (code != 0) {
-      throw OrvelException.of(code, Natives.API.orvErrorDescription(code) + "\n" + messages);
-    }
+    d.modelPeer = Natives.API.orvNetParseDomain(d, textOrFileName, OrvelException.collect(messages));
+    OrvelException.check(messages);
     return d;
   }
 
@@ -190,5 +189,190 @@ public class Domain implements AutoCloseable {
   public void setLogFile(String fileName) {
     Natives.API.orvDomainSetLogFile(handle(), fileName);
     OrvelException.check();
+  }
+
+  /** The joint marginal of distinct discrete nodes (in that order) after propagation; the caller closes it. */
+  public Table getMarginal(List<Node> nodes) {
+    return Table.of(Natives.withList(Natives.handles(nodes), l -> Natives.API.orvDomainGetMarginal(handle(), l)));
+  }
+
+  /** Generates the table of every node whose model is not up to date (all or nothing). */
+  public void generateTables() {
+    status(Natives.API.orvDomainGenerateTables(handle()));
+  }
+
+  // Decisions (influence diagrams and LIMIDs).
+
+  /**
+   * Single policy updating: every unmade decision gets the options of maximal expected
+   * utility until nothing changes, then the domain is propagated under the new policies.
+   */
+  public void updatePolicies() {
+    status(Natives.API.orvDomainUpdatePolicies(handle()));
+  }
+
+  /** The overall expected utility under the current policies. */
+  public double getExpectedUtility() {
+    return ok(Natives.API.orvDomainGetExpectedUtility(handle()));
+  }
+
+  /** The decisions of the compiled domain in the order policy updating visits them. */
+  public List<Node> getDecisionOrder() {
+    return Natives.list(Natives.API.orvDomainGetDecisionOrder(handle()), Node::of);
+  }
+
+  // Case data.
+
+  public long getNumberOfCases() {
+    return ok(Natives.API.orvDomainGetNumberOfCases(handle()));
+  }
+
+  /** Resizes the case store; new cases have nothing set and weight 1. */
+  public void setNumberOfCases(long count) {
+    status(Natives.API.orvDomainSetNumberOfCases(handle(), count));
+  }
+
+  /** Appends an empty case; returns its index. */
+  public long newCase() {
+    return ok(Natives.API.orvDomainNewCase(handle()));
+  }
+
+  /** The weight of a case (0 leaves it out of learning). */
+  public double getCaseCount(long caseIndex) {
+    return ok(Natives.API.orvDomainGetCaseCount(handle(), caseIndex));
+  }
+
+  public void setCaseCount(long caseIndex, double count) {
+    status(Natives.API.orvDomainSetCaseCount(handle(), caseIndex, count));
+  }
+
+  /** Enters a case as evidence (missing items retract the node's findings); nothing is propagated. */
+  public void enterCase(long caseIndex) {
+    status(Natives.API.orvDomainEnterCase(handle(), caseIndex));
+  }
+
+  /** Appends rows firstRow.. firstRow+count-1 of a data set as cases: columns named as chance nodes feed them. */
+  public void addCases(DataSet data, long firstRow, long count) {
+    status(Natives.API.orvDomainAddCases(handle(), data.handle(), firstRow, count));
+  }
+
+  /** Appends every row of a data set as a case. */
+  public void addCases(DataSet data) {
+    addCases(data, 0, data.getNumberOfRows());
+  }
+
+  /** Appends the cases of a case data file; messages go to listener. */
+  public void parseCases(String fileName, ParseListener listener) {
+    status(Natives.API.orvDomainParseCases(handle(), fileName, listener));
+  }
+
+  /** As parseCases with a listener; the messages become the exception's text. */
+  public void parseCases(String fileName) {
+    StringBuilder messages = new StringBuilder();
+    Natives.API.orvDomainParseCases(handle(), fileName, OrvelException.collect(messages));
+    OrvelException.check(messages);
+  }
+
+  /**
+   * Writes cases (all when cases is null) of the nodes as a case data file: with a count
+   * column when includeCounts, else each case repeated count times.
+   */
+  public void saveCases(String fileName, List<Node> nodes, long[] cases, boolean includeCounts, String separator,
+                        String missingData) {
+    Natives.withList(Natives.handles(nodes), l -> Natives.API.orvDomainSaveCases(handle(), fileName, l, cases,
+        includeCounts, separator, missingData));
+  }
+
+  /** Retracts all findings, then enters those of a case file (lines NODE: FINDING). */
+  public void parseCase(String fileName, ParseListener listener) {
+    status(Natives.API.orvDomainParseCase(handle(), fileName, listener));
+  }
+
+  /** Writes the entered findings as a case file. */
+  public void saveCase(String fileName) {
+    status(Natives.API.orvDomainSaveCase(handle(), fileName));
+  }
+
+  // Learning.
+
+  /**
+   * EM: learns the tables of the nodes with experience tables from the cases (experience
+   * acting as prior). The domain must be compiled with nothing propagated.
+   */
+  public void learnTables() {
+    status(Natives.API.orvDomainLearnTables(handle()));
+  }
+
+  /** EM on a domain made by Class.createDomain, learning the class nodes' tables. */
+  public void learnClassTables() {
+    status(Natives.API.orvDomainLearnClassTables(handle()));
+  }
+
+  /** EM stops when |L - L_prev| <= |L| * tolerance. */
+  public void setLogLikelihoodTolerance(double tolerance) {
+    status(Natives.API.orvDomainSetLogLikelihoodTolerance(handle(), tolerance));
+  }
+
+  public double getLogLikelihoodTolerance() {
+    return ok(Natives.API.orvDomainGetLogLikelihoodTolerance(handle()));
+  }
+
+  /** Most EM iterations (0: no limit). */
+  public void setMaxNumberOfEMIterations(long count) {
+    status(Natives.API.orvDomainSetMaxNumberOfEMIterations(handle(), count));
+  }
+
+  public long getMaxNumberOfEMIterations() {
+    return ok(Natives.API.orvDomainGetMaxNumberOfEMIterations(handle()));
+  }
+
+  /** Most worker threads of EM (default 1). */
+  public void setEMConcurrencyLevel(long level) {
+    status(Natives.API.orvDomainSetEMConcurrencyLevel(handle(), level));
+  }
+
+  public long getEMConcurrencyLevel() {
+    return ok(Natives.API.orvDomainGetEMConcurrencyLevel(handle()));
+  }
+
+  /** Most threads one table operation (and structure learning's tests) may use (default 1). */
+  public void setConcurrencyLevel(long level) {
+    status(Natives.API.orvDomainSetConcurrencyLevel(handle(), level));
+  }
+
+  public long getConcurrencyLevel() {
+    return ok(Natives.API.orvDomainGetConcurrencyLevel(handle()));
+  }
+
+  /** Log-likelihood of the cases under the current tables (0 without cases). */
+  public double getLogLikelihood() {
+    return ok(Natives.API.orvDomainGetLogLikelihood(handle()));
+  }
+
+  /** Log-likelihood minus the number of free parameters. */
+  public double getAIC() {
+    return ok(Natives.API.orvDomainGetAIC(handle()));
+  }
+
+  /** Log-likelihood minus (free parameters / 2) ln(total case weight). */
+  public double getBIC() {
+    return ok(Natives.API.orvDomainGetBIC(handle()));
+  }
+
+  /** Significance level of structure learning's independence tests (default 0.05). */
+  public void setSignificanceLevel(double level) {
+    status(Natives.API.orvDomainSetSignificanceLevel(handle(), level));
+  }
+
+  public double getSignificanceLevel() {
+    return ok(Natives.API.orvDomainGetSignificanceLevel(handle()));
+  }
+
+  /**
+   * Learns the links of a domain of parentless chance nodes from the cases under the edge
+   * constraints (Node.setEdgeConstraint); learnTables can then learn their tables.
+   */
+  public void learnStructure() {
+    status(Natives.API.orvDomainLearnStructure(handle()));
   }
 }

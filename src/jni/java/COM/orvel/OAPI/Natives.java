@@ -29,6 +29,39 @@ final class Natives extends AbstractNativeOAPI {
     return made;
   }
 
+  // A native's result, once the calling thread's engine error (if any) is thrown.
+  static long ok(long value) {
+    OrvelException.check();
+    return value;
+  }
+
+  static double ok(double value) {
+    OrvelException.check();
+    return value;
+  }
+
+  static boolean ok(boolean value) {
+    OrvelException.check();
+    return value;
+  }
+
+  static <T> T ok(T value) {
+    OrvelException.check();
+    return value;
+  }
+
+  /** Throws the error of a native that returned a status. */
+  static void status(int code) {
+    if (code != 0) OrvelException.check();
+  }
+
+  /** The handles of nodes (each must be alive). */
+  static long[] handles(List<Node> nodes) {
+    long[] out = new long[nodes.size()];
+    for (int i = 0; i < out.length; i++) out[i] = nodes.get(i).handle();
+    return out;
+  }
+
   /** The objects of a null-terminated engine list (owned by the engine). */
   static <T> List<T> list(long handle, LongFunction<T> peer) {
     OrvelException.check();
@@ -41,14 +74,19 @@ final class Natives extends AbstractNativeOAPI {
     }
   }
 
-  /** Runs body with a null-terminated engine list of the given handles. */
+  /**
+   * Runs body with a null-terminated engine list of the given handles and throws
+   * the engine error it leaves (before the list is freed, which clears it).
+   */
   static <R> R withList(long[] handles, LongFunction<R> body) {
     long list = API.orvNewList(handles.length + 1);
     OrvelException.check();
     try {
       for (int i = 0; i < handles.length; i++) API.orvListSetItem(list, i, handles[i]);
       API.orvListSetItem(list, handles.length, 0);
-      return body.apply(list);
+      R result = body.apply(list);
+      OrvelException.check();
+      return result;
     } finally {
       API.orvListDelete(list);
     }

@@ -1,11 +1,19 @@
 package COM.orvel.OAPI;
 
+import static COM.orvel.OAPI.Natives.ok;
+import static COM.orvel.OAPI.Natives.status;
+
 import java.util.List;
 
 /** A variable of a domain: its states, parents, table, evidence and beliefs. */
 public class Node {
   public static final int FUNCTION = 5, INSTANCE = 6, CHANCE = 7, DECISION = 8, UTILITY = 9;
   public static final int OTHER = -1, DISCRETE = 0, CONTINUOUS = 1;
+  public static final int LABEL = 30, BOOLEAN = 31, NUMBER = 32, INTERVAL = 33;
+  /** Edge constraints of structure learning, seen from this node towards the other. */
+  public static final int CONSTRAINT_NONE = 100, EDGE_REQUIRED = 101, FORWARD_EDGE_REQUIRED = 102,
+      BACKWARD_EDGE_REQUIRED = 103, EDGE_FORBIDDEN = 104, FORWARD_EDGE_FORBIDDEN = 105,
+      BACKWARD_EDGE_FORBIDDEN = 106;
 
   /** The engine's handle; 0 once the node (or its domain) is deleted. */
   long nodePeer;
@@ -312,6 +320,209 @@ public class Node {
     List<Node> out = new java.util.ArrayList<>(peers.length);
     for (Object p : peers) out.add((Node) p);
     return out;
+  }
+
+  /** The subtype of a discrete node: LABEL, BOOLEAN, NUMBER or INTERVAL. */
+  public int getSubtype() {
+    int t = Natives.API.orvNodeGetSubtype(handle());
+    OrvelException.check();
+    return t;
+  }
+
+  /** A state's value (number nodes) or interval boundary (interval nodes: 0..states). */
+  public double getStateValue(long state) {
+    return ok(Natives.API.orvNodeGetStateValue(handle(), state));
+  }
+
+  public void setStateValue(long state, double value) {
+    status(Natives.API.orvNodeSetStateValue(handle(), state, value));
+  }
+
+  /** The state holding value, or -1. */
+  public long getStateIndex(double value) {
+    return ok(Natives.API.orvNodeGetStateIndexFromValue(handle(), value));
+  }
+
+  /** Splits every interval of an interval node at its midpoint (tables, models and cases follow). */
+  public void doubleNumberOfIntervals() {
+    status(Natives.API.orvNodeDoubleNumberOfIntervals(handle()));
+  }
+
+  /** Merges intervals 2k and 2k+1, undoing doubleNumberOfIntervals. */
+  public void halveNumberOfIntervals() {
+    status(Natives.API.orvNodeHalveNumberOfIntervals(handle()));
+  }
+
+  // Models and table generation.
+
+  /** A new model over the given discrete parents, replacing the node's old one. */
+  public Model newModel(List<Node> modelNodes) {
+    return Model.of(Natives.withList(Natives.handles(modelNodes), l -> Natives.API.orvNodeNewModel(handle(), l)));
+  }
+
+  /** The node's model, or null. */
+  public Model getModel() {
+    return Model.of(ok(Natives.API.orvNodeGetModel(handle())));
+  }
+
+  /** Generates the node's table from its model (all or nothing). */
+  public void generateTable() {
+    status(Natives.API.orvNodeGenerateTable(handle()));
+  }
+
+  /** The value of a real-valued function node under the current beliefs and evidence. */
+  public double getValue() {
+    return ok(Natives.API.orvNodeGetValue(handle()));
+  }
+
+  /** The probability-quantile (0 < p < 1) of a numbered, interval or continuous node's beliefs. */
+  public double getQuantile(double probability) {
+    return ok(Natives.API.orvNodeGetQuantile(handle(), probability));
+  }
+
+  // Continuous (CG) nodes.
+
+  /** Observes a continuous node's value, or selects the state of a numbered or interval node holding it. */
+  public void enterValue(double value) {
+    status(Natives.API.orvNodeEnterValue(handle(), value));
+  }
+
+  /** The value entered by enterValue. */
+  public double getEnteredValue() {
+    return ok(Natives.API.orvNodeGetEnteredValue(handle()));
+  }
+
+  /** The intercept of a continuous chance node's mean given configuration i of its discrete parents. */
+  public double getAlpha(long i) {
+    return ok(Natives.API.orvNodeGetAlpha(handle(), i));
+  }
+
+  public void setAlpha(double alpha, long i) {
+    status(Natives.API.orvNodeSetAlpha(handle(), alpha, i));
+  }
+
+  /** The regression coefficient on a continuous parent given configuration i. */
+  public double getBeta(Node parent, long i) {
+    return ok(Natives.API.orvNodeGetBeta(handle(), parent.handle(), i));
+  }
+
+  public void setBeta(double beta, Node parent, long i) {
+    status(Natives.API.orvNodeSetBeta(handle(), beta, parent.handle(), i));
+  }
+
+  /** The conditional variance given configuration i. */
+  public double getGamma(long i) {
+    return ok(Natives.API.orvNodeGetGamma(handle(), i));
+  }
+
+  public void setGamma(double gamma, long i) {
+    status(Natives.API.orvNodeSetGamma(handle(), gamma, i));
+  }
+
+  /**
+   * The marginal of a continuous node as a mixture table (discrete nodes, then this
+   * node): weights as data, Table.getMean/getVariance per component. The caller closes it.
+   */
+  public Table getDistribution() {
+    return Table.of(ok(Natives.API.orvNodeGetDistribution(handle())));
+  }
+
+  // Decisions and utilities.
+
+  /**
+   * A decision's expected utilities, one per entry of its policy table: taking that option
+   * in that parent configuration, every other decision following its policy.
+   */
+  public double[] getDecisionUtilities() {
+    return getDecisionUtilities(null);
+  }
+
+  /** As getDecisionUtilities; rowProbabilities (one per parent configuration, or null) receives P(row | evidence). */
+  public double[] getDecisionUtilities(double[] rowProbabilities) {
+    Table policy = getTable();
+    double[] out = new double[(int) policy.getSize()];
+    status(Natives.API.orvNodeGetDecisionUtilities(handle(), out, rowProbabilities));
+    return out;
+  }
+
+  /** The parents of a decision that bear on the utilities below it. */
+  public List<Node> getRequisiteParents() {
+    return Natives.list(Natives.API.orvNodeGetRequisiteParents(handle()), Node::of);
+  }
+
+  /** The decision's ancestors once non-requisite informational links are dropped. */
+  public List<Node> getRequisiteAncestors() {
+    return Natives.list(Natives.API.orvNodeGetRequisiteAncestors(handle()), Node::of);
+  }
+
+  public double getVarianceOfUtility() {
+    return ok(Natives.API.orvNodeGetVarianceOfUtility(handle()));
+  }
+
+  public double getMinUtility() {
+    return ok(Natives.API.orvNodeGetMinUtility(handle()));
+  }
+
+  public double getMaxUtility() {
+    return ok(Natives.API.orvNodeGetMaxUtility(handle()));
+  }
+
+  // Case data and learning.
+
+  /** The state of a discrete chance node in a case, or -1 when the item is missing. */
+  public long getCaseState(long caseIndex) {
+    return ok(Natives.API.orvNodeGetCaseState(handle(), caseIndex));
+  }
+
+  public void setCaseState(long caseIndex, long state) {
+    status(Natives.API.orvNodeSetCaseState(handle(), caseIndex, state));
+  }
+
+  /** The value of a continuous chance node in a case (a missing item throws, code 32). */
+  public double getCaseValue(long caseIndex) {
+    return ok(Natives.API.orvNodeGetCaseValue(handle(), caseIndex));
+  }
+
+  public void setCaseValue(long caseIndex, double value) {
+    status(Natives.API.orvNodeSetCaseValue(handle(), caseIndex, value));
+  }
+
+  /** Marks the node's item of a case missing. */
+  public void unsetCase(long caseIndex) {
+    status(Natives.API.orvNodeUnsetCase(handle(), caseIndex));
+  }
+
+  public boolean caseIsSet(long caseIndex) {
+    return ok(Natives.API.orvNodeCaseIsSet(handle(), caseIndex));
+  }
+
+  /** The experience counts over the discrete parents (created on first request); EM learns nodes that have one. */
+  public Table getExperienceTable() {
+    return Table.of(ok(Natives.API.orvNodeGetExperienceTable(handle())));
+  }
+
+  public boolean hasExperienceTable() {
+    return ok(Natives.API.orvNodeHasExperienceTable(handle()));
+  }
+
+  /** The fading factors over the discrete parents (created on first request). */
+  public Table getFadingTable() {
+    return Table.of(ok(Natives.API.orvNodeGetFadingTable(handle())));
+  }
+
+  public boolean hasFadingTable() {
+    return ok(Natives.API.orvNodeHasFadingTable(handle()));
+  }
+
+  /** Constrains the edge between this node and other for structure learning (CONSTRAINT_NONE clears it). */
+  public void setEdgeConstraint(Node other, int constraint) {
+    status(Natives.API.orvNodeSetEdgeConstraint(handle(), other.handle(), constraint));
+  }
+
+  public int getEdgeConstraint(Node other) {
+    int c = Natives.API.orvNodeGetEdgeConstraint(handle(), other.handle());
+    OrvelException.check();
+    return c;
   }
 
   @Override

@@ -23,6 +23,7 @@ public class OrvelException extends RuntimeException {
       case 3: return new NoMemoryException(description);
       case 17: return new NotCompiledException(description);
       case 33: case 35: return new ParseException(code, description);
+      case 34: return new InvalidExpressionException(description);
       case 47: return new JNIException(description);
       default: return new OrvelException(code, description);
     }
@@ -32,6 +33,19 @@ public class OrvelException extends RuntimeException {
   static void check() {
     int code = Natives.API.orvErrorCode();
     if (code != 0) throw of(code, Natives.API.orvErrorDescription(code));
+  }
+
+  /** A listener that appends each message as "line: text" to messages. */
+  static ParseListener collect(StringBuilder messages) {
+    return (line, message) -> messages.append(line).append(": ").append(message).append('\n');
+  }
+
+  /** Throws the calling thread's engine error, if any, with the collected parse messages appended. */
+  static void check(CharSequence messages) {
+    int code = Natives.API.orvErrorCode();
+    if (code == 0) return;
+    String text = Natives.API.orvErrorDescription(code);
+    throw of(code, messages.length() == 0 ? text : text + "\n" + messages);
   }
 
   /** A bad argument, a wrong handle, or a call in the wrong state. */
@@ -62,6 +76,12 @@ public class OrvelException extends RuntimeException {
   public static class ParseException extends OrvelException {
     private static final long serialVersionUID = 1L;
     public ParseException(int code, String description) { super(code, description); }
+  }
+
+  /** A model's expression is not valid for its node, or has bad parameters. */
+  public static class InvalidExpressionException extends OrvelException {
+    private static final long serialVersionUID = 1L;
+    public InvalidExpressionException(String description) { super(34, description); }
   }
 
   /** A JNI function failed, or a Java callback threw (the exception stays the cause). */

@@ -1,9 +1,15 @@
 package COM.orvel.OAPI;
 
+import static COM.orvel.OAPI.Natives.ok;
+
 import java.util.List;
 
-/** A potential over a list of nodes (discrete first), addressed by configuration index. */
-public class Table {
+/**
+ * A potential over a list of nodes (discrete first), addressed by configuration
+ * index. Tables the caller owns (marginals, mixture distributions) are freed by
+ * close (try-with-resources) or delete; node tables go with their nodes.
+ */
+public class Table implements AutoCloseable {
   /** The engine's handle; 0 once the table is deleted. */
   long tablePeer;
 
@@ -72,5 +78,39 @@ public class Table {
   public void delete() {
     Natives.API.orvTableDelete(handle());
     OrvelException.check();
+  }
+
+  /** Deletes the table unless it is deleted already (a node's own table refuses: usage). */
+  @Override
+  public void close() {
+    if (tablePeer != 0) delete();
+  }
+
+  /** Number of CG entries (size times the CG block size). */
+  public long getCGSize() {
+    return ok(Natives.API.orvTableGetCGSize(handle()));
+  }
+
+  /** The mean of a continuous head node of the table in the CG block of configuration index. */
+  public double getMean(long index, Node node) {
+    return ok(Natives.API.orvTableGetMean(handle(), index, node.handle()));
+  }
+
+  public double getVariance(long index, Node node) {
+    return ok(Natives.API.orvTableGetVariance(handle(), index, node.handle()));
+  }
+
+  public double getCovariance(long index, Node node1, Node node2) {
+    return ok(Natives.API.orvTableGetCovariance(handle(), index, node1.handle(), node2.handle()));
+  }
+
+  /** For a mixture (Node.getDistribution): the probability that its continuous node lies in [x, y]. */
+  public double computeProbabilityOfInterval(double x, double y) {
+    return ok(Natives.API.orvTableComputeProbabilityOfInterval(handle(), x, y));
+  }
+
+  /** The sum-marginal onto some of the table's nodes (in that order); the caller closes it. */
+  public Table getMarginal(List<Node> nodes) {
+    return Table.of(Natives.withList(Natives.handles(nodes), l -> Natives.API.orvTableGetMarginal(handle(), l)));
   }
 }

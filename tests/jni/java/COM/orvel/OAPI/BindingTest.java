@@ -3,6 +3,7 @@ package COM.orvel.OAPI;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 import static COM.orvel.OAPI.TestRunner.expectError;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import COM.orvel.OAPI.Native.AbstractNativeOAPI;
 import COM.orvel.OAPI.Native.NativeOAPI2;
@@ -163,35 +164,23 @@ public final class BindingTest {
   public static void testConversionsAndSpecialValues() {
     String plain = "no escapes";
     check(N.orvRemoveEscapeSequences(plain) == plain, "identical object without backslash");
-    equal("a\"b", N.orvRemoveEscapeSequences("a\\\"b"), "escapes removed");
-    N.orvRemoveEscapeSequences(null);
-    equal(1, N.orvErrorCode(), "null string is usage");
-    equal(Double.MAX_VALUE, N.orvINFINITY(), "INFINITY is the largest finite double");
-    check(N.orvGetClock() >= 0, "clock");
-    equal("The called function was given invalid arguments.".length() > 0, N.orvErrorDescription(1).length() > 0,
-          "description");
+    rows("escapes removed", "a\"b", N.orvRemoveEscapeSequences("a\\\"b"), "null", null, N.orvRemoveEscapeSequences(null),
+        "is usage", 1, N.orvErrorCode(), "INFINITY is the largest finite double", Double.MAX_VALUE, N.orvINFINITY(),
+        "clock", true, N.orvGetClock() >= 0, "description", true, N.orvErrorDescription(1).length() > 0);
     try (Domain d = rain()) {
       Node rain = d.getNodeByName("Rain");
-      long table = N.orvNodeGetTable(rain.nodePeer);
+      long table = N.orvNodeGetTable(rain.nodePeer), r = rain.nodePeer, h = d.modelPeer;
       double[] buffer = new double[2];
-      equal(0, N.orvTableGetData(table, buffer, 1, 0), "count 0 copies nothing");
-      equal(1, N.orvTableGetData(table, buffer, 2, 0), "start at the size");
-      equal(1, N.orvTableGetData(table, null, 0, 1), "null array");
-      equal(1, N.orvTableGetData(table, new double[1], 0, 2), "short array");
-      equal(1, N.orvTableGetData(table, buffer, 1, 2), "past the end");
-      equal(0, N.orvTableGetData(table, buffer, 0, 2), "whole table");
-      equal(0.2, buffer[0], "data");
-      equal(0, N.orvNodeSetPosition(rain.nodePeer, 12, -7), "position");
-      equal(12, N.orvNodeGetXCoordinate(rain.nodePeer), "x");
-      equal(-7, N.orvNodeGetYCoordinate(rain.nodePeer), "y");
-      equal(0, N.orvDomainSetNodeSize(d.modelPeer, 40, 30), "node size");
-      equal(40L, N.orvDomainGetNodeWidth(d.modelPeer), "width");
-      equal(30L, N.orvDomainGetNodeHeight(d.modelPeer), "height");
-      equal(-1L, N.orvDomainGetNodeWidth(0), "width of no domain");
-      equal(1, N.orvNodeSetName(rain.nodePeer, null), "null name is usage");
-      equal(0, N.orvNodeReorderStates(rain.nodePeer, new String[] {"no", "yes"}), "reorder");
-      equal("no", rain.getStateLabel(0), "reordered");
-      equal(1, N.orvNodeReorderStates(rain.nodePeer, null), "null order");
+      rows("count 0 copies nothing", 0, N.orvTableGetData(table, buffer, 1, 0),
+          "start at size", 1, N.orvTableGetData(table, buffer, 2, 0), "null array", 1, N.orvTableGetData(table, null, 0, 1),
+          "short array", 1, N.orvTableGetData(table, new double[1], 0, 2),
+          "past the end", 1, N.orvTableGetData(table, buffer, 1, 2), "whole", 0, N.orvTableGetData(table, buffer, 0, 2));
+      rows("data", 0.2, buffer[0], "position", 0, N.orvNodeSetPosition(r, 12, -7), "x", 12, N.orvNodeGetXCoordinate(r),
+          "y", -7, N.orvNodeGetYCoordinate(r), "node size", 0, N.orvDomainSetNodeSize(h, 40, 30),
+          "width", 40L, N.orvDomainGetNodeWidth(h), "height", 30L, N.orvDomainGetNodeHeight(h),
+          "width of no domain", -1L, N.orvDomainGetNodeWidth(0), "null name is usage", 1, N.orvNodeSetName(r, null),
+          "reorder", 0, N.orvNodeReorderStates(r, new String[] {"no", "yes"}), "reordered", "no", rain.getStateLabel(0),
+          "null order", 1, N.orvNodeReorderStates(r, null));
     }
   }
 
@@ -203,14 +192,12 @@ public final class BindingTest {
       equal(0, N.orvDomainCompile(d.modelPeer), "compile");
       long decision = d.getNodeByName("D").nodePeer;
       double[] utilities = new double[4];
-      double[] rows = new double[2];
-      equal(0, N.orvNodeGetDecisionUtilities(decision, utilities, rows), "per row");
-      equal(3.0, utilities[0], "S = a, x");
-      equal(1.0, utilities[3], "S = b, y");
-      equal(0.75, rows[1], "P(S = b)");
-      equal(0, N.orvNodeGetDecisionUtilities(decision, utilities, null), "without row probabilities");
-      equal(1, N.orvNodeGetDecisionUtilities(decision, new double[3], rows), "short array");
-      equal(1, N.orvNodeGetDecisionUtilities(d.getNodeByName("S").nodePeer, utilities, rows), "chance node");
+      double[] probabilities = new double[2];
+      rows("per row", 0, N.orvNodeGetDecisionUtilities(decision, utilities, probabilities), "S = a, x", 3.0, utilities[0],
+          "S = b, y", 1.0, utilities[3], "P(S = b)", 0.75, probabilities[1],
+          "without row probabilities", 0, N.orvNodeGetDecisionUtilities(decision, utilities, null),
+          "short array", 1, N.orvNodeGetDecisionUtilities(decision, new double[3], probabilities),
+          "chance node", 1, N.orvNodeGetDecisionUtilities(d.getNodeByName("S").nodePeer, utilities, probabilities));
     }
   }
 
@@ -225,32 +212,13 @@ public final class BindingTest {
         N.orvNodeSetCaseState(a.nodePeer, i, i % 2);
         N.orvNodeSetCaseState(b.nodePeer, i, i % 2);
       }
-      equal(0, N.orvNodeSetEdgeConstraint(a.nodePeer, b.nodePeer, 102), "A -> B required");
-      equal(103, N.orvNodeGetEdgeConstraint(b.nodePeer, a.nodePeer), "mirrored");
-      equal(1, N.orvDomainSetSignificanceLevel(d.modelPeer, 1.0), "level 1 refused");
-      equal(0, N.orvDomainSetSignificanceLevel(d.modelPeer, 0.01), "level");
-      equal(0.01, N.orvDomainGetSignificanceLevel(d.modelPeer), "level read back");
-      equal(0, N.orvDomainLearnStructure(d.modelPeer), "learn");
-      equal(List.of(a), b.getParents(), "the required link");
+      rows("A -> B required", 0, N.orvNodeSetEdgeConstraint(a.nodePeer, b.nodePeer, 102),
+          "mirrored", 103, N.orvNodeGetEdgeConstraint(b.nodePeer, a.nodePeer),
+          "level 1 refused", 1, N.orvDomainSetSignificanceLevel(d.modelPeer, 1.0),
+          "level", 0, N.orvDomainSetSignificanceLevel(d.modelPeer, 0.01),
+          "level read back", 0.01, N.orvDomainGetSignificanceLevel(d.modelPeer),
+          "learn", 0, N.orvDomainLearnStructure(d.modelPeer), "the required link", List.of(a), b.getParents());
     }
-  }
-
-  /** Every family refuses the null handle with usage and its failure value. */
-  public static void testNullHandlesAreUsageErrors() {
-    Object[][] calls = {
-        {"DomainCompile", N.orvDomainCompile(0)}, {"NodeGetBelief", N.orvNodeGetBelief(0, 0)},
-        {"NodeGetName", N.orvNodeGetName(0)}, {"TableGetSize", N.orvTableGetSize(0)},
-        {"JTGetRoot", N.orvJTGetRoot(0)}, {"CliqueGetMembers", N.orvCliqueGetMembers(0)},
-        {"DomainNewNode", N.orvDomainNewNode(new Node(), 0, 7, 0)},
-        {"NodeGetBackpointer", N.orvNodeGetBackpointer(0)},
-        {"DomainSetBackpointer", N.orvDomainSetBackpointer(0, new Object())},
-        {"TableSetData", N.orvTableSetData(0, new double[1], 0, 1)},
-        {"DomainSetLogFile", N.orvDomainSetLogFile(0, null)},
-        {"NetParseDomain", N.orvNetParseDomain(new Object(), null, null)},
-    };
-    Object[] failures = {1, -1.0, null, -1L, 0L, 0L, 0L, null, 1, 1, 1, 0L};
-    for (int i = 0; i < calls.length; i++) equal(failures[i], calls[i][1], (String) calls[i][0]);
-    equal(1, N.orvErrorCode(), "usage");
   }
 
   /** Data-set arrays cross as Java arrays; class text parses into a collection held by its Java object. */
@@ -258,21 +226,18 @@ public final class BindingTest {
     long ds = N.orvNewDataSet();
     String[] cells = {"3", "1", "x", null, "2"};
     for (int row = 0; row < cells.length; row++) equal(0, N.orvDSSetDataItem(ds, row, 0, cells[row]), "cell");
-    equal(null, N.orvDSGetDataItem(ds, 3, 0), "a null text is a missing cell");
-    double[] numbers = N.orvDSGetNumbers(ds, 0, -9.0);
-    check(java.util.Arrays.equals(new double[] {3, 1, -9, -9, 2}, numbers), "numbers with the missing value");
-    equal(List.of("1", "2", "3", "x"), List.of(N.orvDSGetDistinctValues(ds, 0)), "distinct values in byte order");
-    equal(1, N.orvDSApplyDiscretization(ds, 0, new double[] {0}), "one boundary is no interval");
-    equal(0, N.orvDSDeleteRow(ds, 2), "drop the text cell");
+    rows("a null text is a missing cell", null, N.orvDSGetDataItem(ds, 3, 0),
+        "numbers with the missing value", List.of(3.0, 1.0, -9.0, -9.0, 2.0),
+        java.util.Arrays.stream(N.orvDSGetNumbers(ds, 0, -9.0)).boxed().toList(),
+        "distinct values in byte order", List.of("1", "2", "3", "x"), List.of(N.orvDSGetDistinctValues(ds, 0)),
+        "one boundary is no interval", 1, N.orvDSApplyDiscretization(ds, 0, new double[] {0}),
+        "drop the text cell", 0, N.orvDSDeleteRow(ds, 2));
     double[] cuts = N.orvDSDiscretizeColumn(ds, 0, 0, 2);
     check(cuts.length == 3 && cuts[1] == 2.0, "equal-width cut at 2");
-    equal(0, N.orvDSApplyDiscretization(ds, 0, cuts), "apply");
-    equal("[2;inf)", N.orvDSGetDataItem(ds, 0, 0), "interval label");
-    equal(0, N.orvDSDelete(ds), "delete");
     long parsed = N.orvParseDataSet(false, "a;b\n1;x\n", ';', null);
-    check(parsed != 0, "data set from text");
-    equal("x", N.orvDSGetDataItem(parsed, 0, 1), "cell read with the delimiter");
-    equal(0, N.orvDSDelete(parsed), "delete parsed");
+    rows("apply", 0, N.orvDSApplyDiscretization(ds, 0, cuts), "interval label", "[2;inf)", N.orvDSGetDataItem(ds, 0, 0),
+        "delete", 0, N.orvDSDelete(ds), "data set from text", true, parsed != 0,
+        "cell read with the delimiter", "x", N.orvDSGetDataItem(parsed, 0, 1), "delete parsed", 0, N.orvDSDelete(parsed));
 
     long live = N.orvNewClassCollection(new Object(), 0);
     check(live != 0, "collection");
@@ -299,10 +264,9 @@ public final class BindingTest {
     check(license != 0, "license handle");
     String home = System.getenv("ORVELHOME");
     boolean file = home != null && Files.exists(Path.of(home, "orvel.license"));
-    equal(file ? "Example Org" : "", N.orvGetOrganization(license), "organization");
-    equal(file ? "Test User" : "", N.orvGetUserName(license), "user");
-    equal(file ? "orvel-test" : "", N.orvGetPackageName(license), "package");
-    equal(file ? "2099-12-31" : "", N.orvGetSupportExpirationDate(0), "expiry");
+    rows("organization", file ? "Example Org" : "", N.orvGetOrganization(license),
+        "user", file ? "Test User" : "", N.orvGetUserName(license), "package", file ? "orvel-test" : "",
+        N.orvGetPackageName(license), "expiry", file ? "2099-12-31" : "", N.orvGetSupportExpirationDate(0));
     check(N.orvGetBuildID().startsWith("orvel-") && !N.orvGetAPIID().isEmpty(), "identifiers");
     NativeOAPI2 restrictions = new NativeOAPI2();
     check(restrictions.orvRestrictionAllowGui() && restrictions.orvRestrictionAllowPlain(), "no restrictions");
@@ -329,15 +293,13 @@ public final class BindingTest {
     try (Domain d = Domain.parse(net)) {
       Node k = d.getNodeByName("K");
       long model = N.orvNodeGetModel(k.nodePeer);
-      check(!N.orvModelTableIsGenerated(model), "not generated after parsing");
-      equal(0, N.orvDomainGenerateTables(d.modelPeer), "generate");
-      check(N.orvModelTableIsGenerated(model), "generated");
-      double[] data = k.getTable().getData();
-      equal(0.25, data[3], "Distribution(1, 1, 2) normalised");
-      equal(0, N.orvModelSetExpressionFromString(model, 1, "Binomial(2, 2)", null), "bad parameter set");
-      equal(34, N.orvNodeGenerateTable(k.nodePeer), "a bad parameter is invalid_expression");
-      equal(0.25, k.getTable().getData()[3], "the table is kept");
-      equal(-1.0, N.orvNodeGetQuantile(k.nodePeer, 0.5), "no quantile before compiling");
+      rows("not generated after parsing", false, N.orvModelTableIsGenerated(model),
+          "generate", 0, N.orvDomainGenerateTables(d.modelPeer), "generated", true, N.orvModelTableIsGenerated(model),
+          "Distribution(1, 1, 2) normalised", 0.25, k.getTable().getData()[3],
+          "bad parameter set", 0, N.orvModelSetExpressionFromString(model, 1, "Binomial(2, 2)", null),
+          "a bad parameter is invalid_expression", 34, N.orvNodeGenerateTable(k.nodePeer),
+          "the table is kept", 0.25, k.getTable().getData()[3],
+          "no quantile before compiling", -1.0, N.orvNodeGetQuantile(k.nodePeer, 0.5));
     }
   }
 
@@ -348,16 +310,12 @@ public final class BindingTest {
         + "potential (C | X) { data = ( normal(0, 1) normal(0, 4) ); }";
     try (Domain d = Domain.parse(net)) {
       long x = d.getNodeByName("X").nodePeer;
-      equal(0, N.orvNodeDoubleNumberOfIntervals(x), "double");
-      equal(4L, N.orvNodeGetNumberOfStates(x), "four intervals");
-      equal(1.0, N.orvNodeGetStateValue(x, 1), "split at the midpoint");
-      equal(0, N.orvNodeHalveNumberOfIntervals(x), "halve");
-      equal(2.0, N.orvNodeGetStateValue(x, 1), "merged back");
-      equal(0, N.orvDomainCompile(d.modelPeer), "compile");
+      rows("double", 0, N.orvNodeDoubleNumberOfIntervals(x), "four intervals", 4L, N.orvNodeGetNumberOfStates(x),
+          "split at the midpoint", 1.0, N.orvNodeGetStateValue(x, 1), "halve", 0, N.orvNodeHalveNumberOfIntervals(x),
+          "merged back", 2.0, N.orvNodeGetStateValue(x, 1), "compile", 0, N.orvDomainCompile(d.modelPeer));
       long mix = N.orvNodeGetDistribution(d.getNodeByName("C").nodePeer);
-      equal(0.5, N.orvTableComputeProbabilityOfInterval(mix, 0, Double.MAX_VALUE), "half above the mean");
-      equal(-1.0, N.orvTableComputeProbabilityOfInterval(mix, 1, 0), "reversed bounds");
-      equal(0, N.orvTableDelete(mix), "delete mixture");
+      rows("half above the mean", 0.5, N.orvTableComputeProbabilityOfInterval(mix, 0, Double.MAX_VALUE),
+          "reversed bounds", -1.0, N.orvTableComputeProbabilityOfInterval(mix, 1, 0), "delete", 0, N.orvTableDelete(mix));
     }
   }
 
@@ -375,14 +333,11 @@ public final class BindingTest {
     check(source.length == 1 && source[0] == null, "the source list holds no peer where the class node has none");
     equal(0, N.orvDomainSetNumberOfCases(d, 3), "cases");
     for (int c = 0; c < 3; c++) equal(0, N.orvNodeSetCaseState(x, c, c == 2 ? 1 : 0), "case state");
-    equal(0, N.orvDomainCompile(d), "compile");
-    equal(0, N.orvDomainLearnClassTables(d), "learn class tables");
-    equal(2.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(x), 0), "P(X = a)");
-    equal(0, N.orvDomainDeleteSourceLists(d), "delete source lists");
-    check(N.orvNodeGetSource(x) == null && N.orvErrorCode() == 1, "no list: null and usage");
-    equal(0, N.orvDomainDelete(d), "delete domain");
-    check(peer.isClosed(), "the peer is zeroed");
-    equal(0, N.orvCCDelete(cc), "delete collection");
+    rows("compile", 0, N.orvDomainCompile(d), "learn class tables", 0, N.orvDomainLearnClassTables(d),
+        "P(X = a)", 2.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(x), 0),
+        "delete source lists", 0, N.orvDomainDeleteSourceLists(d), "no list", null, N.orvNodeGetSource(x),
+        "usage", 1, N.orvErrorCode(), "delete domain", 0, N.orvDomainDelete(d), "the peer is zeroed", true, peer.isClosed(),
+        "delete collection", 0, N.orvCCDelete(cc));
   }
 
   /** KB files: a domain and a class collection saved and loaded, with and without a password. */
@@ -406,11 +361,9 @@ public final class BindingTest {
     equal(0, N.orvCCSaveAsKB(cc, name, null), "save classes");
     long back = N.orvKBLoadClassCollection(new Object(), name, null);
     check(back != 0 && N.orvCCGetClassByName(back, "C") != 0, "class C loaded");
-    equal(N.orvCCToNetString(cc), N.orvCCToNetString(back), "the same classes");
-    equal(0L, N.orvKBLoadDomain(new Object(), name, null), "a class collection is no domain");
-    equal(15, N.orvErrorCode(), "bad_kb_type");
-    equal(0, N.orvCCDelete(back), "delete");
-    equal(0, N.orvCCDelete(cc), "delete");
+    rows("the same classes", N.orvCCToNetString(cc), N.orvCCToNetString(back),
+        "classes are no domain", 0L, N.orvKBLoadDomain(new Object(), name, null), "bad_kb_type", 15, N.orvErrorCode(),
+        "delete", 0, N.orvCCDelete(back), "delete", 0, N.orvCCDelete(cc));
     Files.delete(file);
   }
 }

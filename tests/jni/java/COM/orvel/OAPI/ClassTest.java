@@ -2,6 +2,7 @@ package COM.orvel.OAPI;
 
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -45,8 +46,7 @@ public final class ClassTest {
     List<String> asked = new ArrayList<>();
     try (ClassCollection cc = new ClassCollection()) {
       cc.parseClasses(classes.get("Top"), loader(classes, asked));
-      equal(List.of("Mid", "Leaf", "Base"), asked, "classes asked of the loader");
-      equal(4, cc.getMembers().size(), "members");
+      rows("classes asked of the loader", List.of("Mid", "Leaf", "Base"), asked, "members", 4, cc.getMembers().size());
       Class top = cc.getClassByName("Top"), mid = cc.getClassByName("Mid"), base = cc.getClassByName("Base");
       check(top.getClassCollection() == cc && cc.getMembers().contains(mid), "one Java object per class");
       Node m1 = top.getNodeByName("M1");
@@ -62,8 +62,8 @@ public final class ClassTest {
       List<Node> source = q.getSource();
       equal(List.of(m1, mid.getNodeByName("L1"), cc.getClassByName("Leaf").getNodeByName("B1"),
           base.getNodeByName("Q")), source, "source list, top instance first");
-      equal(source, q.getSource(), "the same peers again");
-      equal(List.of(), top.getNodeByName("A").getSource(), "a class node has no source");
+      rows("the same peers again", source, q.getSource(), "a class node has no source", List.of(),
+          top.getNodeByName("A").getSource());
       d.deleteSourceLists();
       equal(List.of(), q.getSource(), "released");
       d.close();
@@ -92,8 +92,7 @@ public final class ClassTest {
       out.addParent(in);
       in.addToInputs();
       out.addToOutputs();
-      equal(List.of(in), inner.getInputs(), "inputs");
-      equal(List.of(out), inner.getOutputs(), "outputs");
+      rows("inputs", List.of(in), inner.getInputs(), "outputs", List.of(out), inner.getOutputs());
       Class outer = other.newClass();
       outer.setName("Outer");
       cc.addClasses(other);
@@ -159,8 +158,8 @@ public final class ClassTest {
       } catch (IllegalStateException e) {
         equal("no " + thrower, e.getMessage(), "the loader's own exception");
       }
-      equal(List.of(base), cc.getMembers(), thrower + ": only the class from before");
-      equal(List.of("Mid"), asked, thrower + ": classes loaded");
+      rows(thrower + ": only the class from before", List.of(base), cc.getMembers(),
+          thrower + ": classes loaded", List.of("Mid"), asked);
       cc.close();
       cc.close();
       check(base.isDeleted() && cc.isClosed(), "closing the collection kills its classes");

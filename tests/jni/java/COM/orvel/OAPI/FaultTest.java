@@ -1,5 +1,6 @@
 package COM.orvel.OAPI;
 
+import static COM.orvel.OAPI.BindingTest.N;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 
@@ -84,5 +85,36 @@ public final class FaultTest {
       equal(before, TestHooks.liveGlobalRefs(), "closing with the lists releases them too");
     }
     equal(start, TestHooks.liveGlobalRefs(), "every reference released");
+  }
+
+  /** Printing releases an expression that nothing holds, and only such an expression. */
+  public static void testPrintingReleasesTemporaryExpressions() {
+    try (Domain d = BindingTest.rain()) {
+      long wet = d.getNodeByName("Wet").nodePeer, rain = d.getNodeByName("Rain").nodePeer;
+      long blocks = TestHooks.liveBlocks();
+      equal("2.5", N.orvExpressionToString(N.orvNumberMakeExpression(2.5)), "text");
+      equal(blocks, TestHooks.liveBlocks(), "a temporary expression is released");
+      long parents = NativesTest.list(rain);
+      long model = N.orvNodeNewModel(wet, parents);
+      N.orvListDelete(parents);
+      equal(0, N.orvModelSetExpressionFromString(model, 0, "Distribution (0.7, 0.3)", null), "parsed");
+      long held = N.orvModelGetExpression(model, 0);
+      N.orvExpressionToString(held);
+      equal(0, N.orvExpressionDelete(held), "deleting what a model holds does nothing");
+      equal("Distribution (0.7, 0.3)", N.orvExpressionToString(held), "the model's expression survives");
+      long four = N.orvNumberMakeExpression(4), operands = NativesTest.list(four);
+      long root = N.orvMakeCompositeExpression(92, operands);
+      N.orvListDelete(operands);
+      equal("4", N.orvExpressionToString(four), "an operand is printed");
+      equal("4", N.orvExpressionToString(four), "and kept");
+      equal("sqrt (4)", N.orvExpressionToString(root), "the composite is released with its operand");
+      equal(0, N.orvModelDelete(model), "the model releases its expressions");
+      equal(blocks, TestHooks.liveBlocks(), "nothing left behind");
+      Expression leaf = Expression.number(0.25);
+      equal("0.25", leaf.toString(), "Java text");
+      equal("0.25", leaf.toString(), "the Java object stays usable");
+      leaf.close();
+      equal(blocks, TestHooks.liveBlocks(), "closed");
+    }
   }
 }

@@ -4,14 +4,20 @@ import static COM.orvel.OAPI.BindingTest.N;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 import static COM.orvel.OAPI.TestRunner.near;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.util.ArrayList;
+import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Map;
+import java.util.function.ObjLongConsumer;
+import java.util.function.ToLongFunction;
 
 /**
  * Natives the Java API does not reach, each called with arguments whose
  * result is known: propagation status, conflict and marginals, graph and
- * table operations, expressions and models, numbered and continuous values.
+ * table operations, expressions and models, numbered and continuous values,
+ * settings, attributes, cases and data-set columns.
  */
 public final class NativesTest {
   private NativesTest() {}
@@ -41,57 +47,48 @@ public final class NativesTest {
   public static void testPropagationStatusConflictAndMarginals() {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
-      check(!N.orvDomainIsTriangulated(h), "not triangulated");
-      equal(0, N.orvDomainTriangulate(h, 15), "triangulate by clique size");
-      check(N.orvDomainIsTriangulated(h), "triangulated");
-      equal(2, items(N.orvDomainGetEliminationOrder(h)).size(), "both nodes eliminated");
+      rows("not triangulated", false, N.orvDomainIsTriangulated(h), "by clique size", 0, N.orvDomainTriangulate(h, 15),
+          "triangulated", true, N.orvDomainIsTriangulated(h),
+          "both nodes eliminated", 2, items(N.orvDomainGetEliminationOrder(h)).size());
       d.compile();
-      equal(0, N.orvDomainSaveToMemory(h), "initial equilibrium kept");
       long jt = N.orvDomainGetFirstJunctionTree(h);
-      equal(0, N.orvNodeSelectState(wet, 0), "Wet = yes");
-      check(N.orvDomainEvidenceToPropagate(h) && N.orvJTEvidenceToPropagate(jt) && N.orvNodeEvidenceToPropagate(wet),
-          "evidence to propagate");
-      equal(0.0, N.orvNodeGetEnteredFinding(wet, 1), "entered finding");
-      equal(0, N.orvJTPropagate(jt, SUM, NORMAL), "tree propagation");
-      check(N.orvDomainEvidenceIsPropagated(h) && N.orvJTEvidenceIsPropagated(jt) && N.orvNodeEvidenceIsPropagated(wet)
-          && !N.orvDomainEvidenceToPropagate(h), "propagated");
-      check(!N.orvDomainLikelihoodIsPropagated(h) && !N.orvJTLikelihoodIsPropagated(jt)
-          && !N.orvNodeLikelihoodIsPropagated(wet) && !N.orvNodeLikelihoodIsEntered(wet), "no likelihood");
-      check(!N.orvDomainCGEvidenceIsPropagated(h) && !N.orvJTCGEvidenceIsPropagated(jt), "no CG evidence");
-      check(N.orvDomainEquilibriumIs(h, SUM) && !N.orvDomainEquilibriumIs(h, MAX) && N.orvJTEquilibriumIs(jt, SUM),
-          "sum equilibrium");
-      check(N.orvDomainEvidenceModeIs(h, NORMAL) && !N.orvDomainEvidenceModeIs(h, FAST)
-          && N.orvJTEvidenceModeIs(jt, NORMAL), "normal mode");
-      check(!N.orvDomainTablesToPropagate(h) && !N.orvJTTablesToPropagate(jt), "no table changed");
-      equal(0L, N.orvNodeGetPropagatedState(wet), "propagated state");
-      equal(1.0, N.orvNodeGetPropagatedFinding(wet, 0), "propagated finding");
       double p = 0.18 / 0.26;
-      near(-p * Math.log(p) - (1 - p) * Math.log(1 - p), N.orvNodeGetEntropy(rain), "entropy of Rain");
-      near(0.0, N.orvNodeGetEntropy(wet), "an observed node has no entropy");
+      rows("initial equilibrium kept", 0, N.orvDomainSaveToMemory(h), "Wet = yes", 0, N.orvNodeSelectState(wet, 0),
+          "domain to propagate", true, N.orvDomainEvidenceToPropagate(h), "tree", true, N.orvJTEvidenceToPropagate(jt),
+          "node", true, N.orvNodeEvidenceToPropagate(wet), "entered finding", 0.0, N.orvNodeGetEnteredFinding(wet, 1),
+          "tree propagation", 0, N.orvJTPropagate(jt, SUM, NORMAL), "propagated", true, N.orvDomainEvidenceIsPropagated(h),
+          "tree", true, N.orvJTEvidenceIsPropagated(jt), "node", true, N.orvNodeEvidenceIsPropagated(wet),
+          "nothing left", false, N.orvDomainEvidenceToPropagate(h),
+          "no likelihood", false, N.orvDomainLikelihoodIsPropagated(h), "tree", false, N.orvJTLikelihoodIsPropagated(jt),
+          "node", false, N.orvNodeLikelihoodIsPropagated(wet), "entered", false, N.orvNodeLikelihoodIsEntered(wet),
+          "no CG evidence", false, N.orvDomainCGEvidenceIsPropagated(h), "tree", false, N.orvJTCGEvidenceIsPropagated(jt),
+          "sum", true, N.orvDomainEquilibriumIs(h, SUM), "not max", false, N.orvDomainEquilibriumIs(h, MAX),
+          "tree sum", true, N.orvJTEquilibriumIs(jt, SUM), "normal", true, N.orvDomainEvidenceModeIs(h, NORMAL),
+          "not fast", false, N.orvDomainEvidenceModeIs(h, FAST), "tree normal", true, N.orvJTEvidenceModeIs(jt, NORMAL),
+          "no table changed", false, N.orvDomainTablesToPropagate(h), "tree", false, N.orvJTTablesToPropagate(jt),
+          "propagated state", 0L, N.orvNodeGetPropagatedState(wet), "finding", 1.0, N.orvNodeGetPropagatedFinding(wet, 0),
+          "entropy of Rain", -p * Math.log(p) - (1 - p) * Math.log(1 - p), N.orvNodeGetEntropy(rain),
+          "an observed node has no entropy", 0.0, N.orvNodeGetEntropy(wet));
       long clique = N.orvNodeGetConflictClique(wet);
-      equal(jt, N.orvCliqueGetJunctionTree(clique), "the conflict clique's tree");
       double conflict = N.orvDomainGetConflict(h);
-      check(conflict == N.orvJTGetConflict(jt) && conflict == N.orvCliqueGetConflict(clique), "one tree, one conflict");
-      equal(0, N.orvCliquePropagate(clique, SUM, NORMAL), "clique propagation");
+      rows("the conflict clique's tree", jt, N.orvCliqueGetJunctionTree(clique), "tree conflict", conflict,
+          N.orvJTGetConflict(jt), "clique conflict", conflict, N.orvCliqueGetConflict(clique),
+          "clique propagation", 0, N.orvCliquePropagate(clique, SUM, NORMAL));
 
       long nodes = list(rain, wet), only = list(rain);
       long joint = N.orvDomainGetMarginal(h, nodes);
       double[] expected = {p, 0, 1 - p, 0};
       for (int i = 0; i < 4; i++) near(expected[i], N.orvTableGetDataItem(joint, i), "P(Rain, Wet | e) " + i);
       long rainOnly = N.orvTableGetMarginal(joint, only);
-      near(p, N.orvTableGetDataItem(rainOnly, 0), "marginal of the marginal");
-      near(0.0, N.orvNodeGetMutualInformation(rain, wet), "nothing shared with an observed node");
-      equal(0, N.orvTableDelete(rainOnly), "delete");
-      equal(0, N.orvTableDelete(joint), "delete");
+      rows("marginal of the marginal", p, N.orvTableGetDataItem(rainOnly, 0),
+          "nothing shared with an observed node", 0.0, N.orvNodeGetMutualInformation(rain, wet),
+          "delete", 0, N.orvTableDelete(rainOnly), "delete", 0, N.orvTableDelete(joint));
       N.orvListDelete(nodes);
       N.orvListDelete(only);
-      equal(0L, N.orvJTGetTotalCGSize(jt), "no CG data");
-
-      equal(0, N.orvDomainInitialize(h), "initialize");
-      check(!N.orvNodeEvidenceIsEntered(wet), "findings retracted");
+      rows("no CG data", 0L, N.orvJTGetTotalCGSize(jt), "initialize", 0, N.orvDomainInitialize(h),
+          "findings retracted", false, N.orvNodeEvidenceIsEntered(wet));
       d.propagate();
-      near(0.2, N.orvNodeGetBelief(rain, 0), "prior again");
-      equal(0, N.orvDomainResetInferenceEngine(h), "reset");
+      rows("prior again", 0.2, N.orvNodeGetBelief(rain, 0), "reset", 0, N.orvDomainResetInferenceEngine(h));
     }
   }
 
@@ -99,55 +96,43 @@ public final class NativesTest {
   public static void testGraphAndTableOperations() {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
-      equal(List.of(wet, rain), items(N.orvNodeGetAncestors(wet)), "the node, then its ancestors");
-      equal(List.of(rain, wet), items(N.orvNodeGetDescendants(rain)), "the node, then its descendants");
-      check(N.orvNodeHasTable(rain), "a chance node has a table");
-      long wetTable = N.orvNodeGetTable(wet);
+      long wetTable = N.orvNodeGetTable(wet), order = list(wet, rain);
       long[] configuration = new long[2];
-      equal(0, N.orvTableGetConfigurationFromIndex(wetTable, configuration, 2), "configuration of index 2");
-      equal(List.of(1L, 0L), List.of(configuration[0], configuration[1]), "(Rain = no, Wet = yes)");
-      equal(2L, N.orvTableGetIndexFromConfiguration(wetTable, configuration), "and back");
-      long order = list(wet, rain);
-      check(N.orvTableReorderNodes(wetTable, order) == 1, "a node's own table keeps its owner last");
-      check(N.orvDomainGetMarginal(h, 0) == 0 && N.orvErrorCode() == 1, "a marginal needs nodes");
-
+      rows("the node, then its ancestors", List.of(wet, rain), items(N.orvNodeGetAncestors(wet)),
+          "the node, then its descendants", List.of(rain, wet), items(N.orvNodeGetDescendants(rain)),
+          "a chance node has a table", true, N.orvNodeHasTable(rain),
+          "configuration of index 2", 0, N.orvTableGetConfigurationFromIndex(wetTable, configuration, 2),
+          "(Rain = no, Wet = yes)", List.of(1L, 0L), List.of(configuration[0], configuration[1]),
+          "and back", 2L, N.orvTableGetIndexFromConfiguration(wetTable, configuration),
+          "a node's own table keeps its owner last", 1, N.orvTableReorderNodes(wetTable, order),
+          "a marginal needs nodes", 0L, N.orvDomainGetMarginal(h, 0), "usage", 1, N.orvErrorCode());
       d.compile();
       d.propagate();
-      long joint = N.orvDomainGetMarginal(h, order);
+      long joint = N.orvDomainGetMarginal(h, order), prior = N.orvNodeGetTable(rain);
       N.orvListDelete(order);
-      equal(0, N.orvTableReorderNodes(joint, N.orvTableGetNodes(wetTable)), "reorder a marginal");
-      equal(List.of(rain, wet), items(N.orvTableGetNodes(joint)), "reordered");
-      near(0.8 * 0.1, N.orvTableGetDataItem(joint, 2), "P(Rain = no, Wet = yes)");
-      long prior = N.orvNodeGetTable(rain);
-      equal(0, N.orvTableUpdate(prior, joint), "the prior from the joint");
-      near(0.2, N.orvTableGetDataItem(prior, 0), "P(Rain = yes)");
-      equal(0, N.orvTableMultiply(joint, prior), "P(Rain, Wet) P(Rain)");
-      near(0.18 * 0.2, N.orvTableGetDataItem(joint, 0), "multiplied");
-      equal(0, N.orvTableDivide(joint, prior), "and divided again");
-      near(0.18, N.orvTableGetDataItem(joint, 0), "divided");
-      equal(0, N.orvTableDelete(joint), "delete");
-      check(N.orvDomainTablesToPropagate(h), "the prior was touched");
+      rows("reorder a marginal", 0, N.orvTableReorderNodes(joint, N.orvTableGetNodes(wetTable)),
+          "reordered", List.of(rain, wet), items(N.orvTableGetNodes(joint)),
+          "P(Rain = no, Wet = yes)", 0.8 * 0.1, N.orvTableGetDataItem(joint, 2),
+          "prior from joint", 0, N.orvTableUpdate(prior, joint), "P(Rain = yes)", 0.2, N.orvTableGetDataItem(prior, 0),
+          "multiply", 0, N.orvTableMultiply(joint, prior), "multiplied", 0.18 * 0.2, N.orvTableGetDataItem(joint, 0),
+          "and divided again", 0, N.orvTableDivide(joint, prior), "divided", 0.18, N.orvTableGetDataItem(joint, 0),
+          "delete", 0, N.orvTableDelete(joint), "the prior was touched", true, N.orvDomainTablesToPropagate(h));
       d.uncompile();
 
-      equal(0, N.orvNodeReverseEdge(rain, wet), "reverse");
-      equal(List.of(wet), items(N.orvNodeGetParents(rain)), "Wet is Rain's parent");
+      rows("reverse", 0, N.orvNodeReverseEdge(rain, wet), "reversed", List.of(wet), items(N.orvNodeGetParents(rain)));
       d.compile();
       equal(List.of(wet), items(N.orvNodeGetMoralNeighbors(rain)), "moral neighbours");
       d.propagate();
       near(0.2, N.orvNodeGetBelief(rain, 0), "reversal keeps the joint");
       d.uncompile();
 
-      long clone = N.orvNodeClone(rain);
-      equal(List.of(wet), items(N.orvNodeGetParents(clone)), "the clone has the same parents");
-      equal(0, N.orvNodeSwitchParent(clone, wet, rain), "switch parent");
-      equal(List.of(rain), items(N.orvNodeGetParents(clone)), "switched");
-      equal(0, N.orvNodeSetDiscreteType(clone, Node.DECISION, 30), "the clone becomes a labelled decision");
-      equal(Node.DECISION, N.orvNodeGetCategory(clone), "category");
-      equal(1L, N.orvDomainGetNumberOfDecisionNodes(h), "one decision");
-      equal(0L, N.orvDomainGetNumberOfUtilityNodes(h), "no utility");
-      equal(0L, N.orvDomainGetNumberOfInstanceNodes(h), "no instance");
-      equal(0, N.orvTableSetAllDataItems(N.orvNodeGetTable(wet), 0.5), "uniform");
-      equal(0.5, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 1), "every entry");
+      long clone = N.orvNodeClone(rain), wt = N.orvNodeGetTable(wet);
+      rows("the clone has the same parents", List.of(wet), items(N.orvNodeGetParents(clone)),
+          "switch", 0, N.orvNodeSwitchParent(clone, wet, rain), "switched", List.of(rain), items(N.orvNodeGetParents(clone)),
+          "the clone becomes a labelled decision", 0, N.orvNodeSetDiscreteType(clone, Node.DECISION, 30),
+          "category", Node.DECISION, N.orvNodeGetCategory(clone), "one decision", 1L, N.orvDomainGetNumberOfDecisionNodes(h),
+          "no utility", 0L, N.orvDomainGetNumberOfUtilityNodes(h), "no instance", 0L, N.orvDomainGetNumberOfInstanceNodes(h),
+          "uniform", 0, N.orvTableSetAllDataItems(wt, 0.5), "every entry", 0.5, N.orvTableGetDataItem(wt, 1));
     }
   }
 
@@ -156,39 +141,33 @@ public final class NativesTest {
     try (Domain d = BindingTest.rain()) {
       long rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
       long node = N.orvNodeMakeExpression(rain), label = N.orvLabelMakeExpression("yes");
-      equal(rain, N.orvExpressionGetNode(node), "node leaf");
-      equal("yes", N.orvExpressionGetLabel(label), "label leaf");
-      long truth = N.orvBooleanMakeExpression(true);
-      check(N.orvExpressionGetBoolean(truth), "boolean leaf");
-      equal(0, N.orvExpressionDelete(truth), "delete a leaf");
-      long operands = list(node, label);
+      long truth = N.orvBooleanMakeExpression(true), operands = list(node, label);
+      rows("node leaf", rain, N.orvExpressionGetNode(node), "label leaf", "yes", N.orvExpressionGetLabel(label),
+          "boolean leaf", true, N.orvExpressionGetBoolean(truth), "delete a leaf", 0, N.orvExpressionDelete(truth));
       long equals = N.orvMakeCompositeExpression(108, operands);
       N.orvListDelete(operands);
-      check(N.orvExpressionIsComposite(equals), "composite");
-      equal(List.of(node, label), items(N.orvExpressionGetOperands(equals)), "the operands are shared");
+      rows("composite", true, N.orvExpressionIsComposite(equals),
+          "the operands are shared", List.of(node, label), items(N.orvExpressionGetOperands(equals)));
 
       long parents = list(rain);
       long model = N.orvNodeNewModel(wet, parents);
       N.orvListDelete(parents);
-      equal(List.of(rain), items(N.orvModelGetNodes(model)), "model nodes");
-      equal(2L, N.orvModelGetSize(model), "one expression per state of Rain");
-      equal(0, N.orvModelSetExpressionFromString(model, 0, "Distribution (0.7, 0.3)", null), "parsed");
+      rows("model nodes", List.of(rain), items(N.orvModelGetNodes(model)),
+          "one expression per state of Rain", 2L, N.orvModelGetSize(model),
+          "parsed", 0, N.orvModelSetExpressionFromString(model, 0, "Distribution (0.7, 0.3)", null));
       long stored = N.orvModelGetExpression(model, 0);
       equal(0, N.orvModelSetExpression(model, 1, stored), "a copy at index 1");
       check(N.orvModelGetExpression(model, 1) != stored, "the model keeps its own copy");
-      equal(N.orvExpressionToString(stored), N.orvExpressionToString(N.orvModelGetExpression(model, 1)), "same text");
-      equal(0, N.orvModelSetNumberOfSamplesPerInterval(model, 7), "samples");
-      equal(7L, N.orvModelGetNumberOfSamplesPerInterval(model), "samples read back");
-      equal(0, N.orvNodeGenerateTable(wet), "generate");
-      near(0.3, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 3), "P(Wet = no | Rain = no)");
       ModelPeer peer = new ModelPeer();
       peer.modelPeer = model;
-      equal(0, N.orvModelSetBackpointer(model, peer), "model peer");
-      check(N.orvModelGetBackpointer(model) == peer && N.orvNodeGetHomeBackpointer(wet) == d, "backpointers");
-      equal(0, N.orvModelDelete(model), "delete the model");
-      equal(0L, peer.modelPeer, "the model's peer is zeroed");
-      equal(0L, N.orvNodeGetModel(wet), "no model");
-      equal(0, N.orvExpressionDelete(equals), "deleting the composite frees its operands");
+      rows("same text", N.orvExpressionToString(stored), N.orvExpressionToString(N.orvModelGetExpression(model, 1)),
+          "samples", 0, N.orvModelSetNumberOfSamplesPerInterval(model, 7),
+          "read back", 7L, N.orvModelGetNumberOfSamplesPerInterval(model), "generate", 0, N.orvNodeGenerateTable(wet),
+          "P(Wet = no | Rain = no)", 0.3, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 3),
+          "model peer", 0, N.orvModelSetBackpointer(model, peer), "backpointer", peer, N.orvModelGetBackpointer(model),
+          "home backpointer", d, N.orvNodeGetHomeBackpointer(wet), "delete the model", 0, N.orvModelDelete(model),
+          "the model's peer is zeroed", 0L, peer.modelPeer, "no model", 0L, N.orvNodeGetModel(wet),
+          "deleting the composite frees its operands", 0, N.orvExpressionDelete(equals));
     }
   }
 
@@ -203,38 +182,28 @@ public final class NativesTest {
     try (Domain d = Domain.parse(text)) {
       long h = d.modelPeer, r = d.getNodeByName("R").nodePeer, x = d.getNodeByName("X").nodePeer;
       long y = d.getNodeByName("Y").nodePeer;
-      equal(1.0, N.orvNodeGetAlpha(x, 0), "alpha");
-      equal(2.0, N.orvNodeGetBeta(x, y, 0), "beta");
-      equal(4.0, N.orvNodeGetGamma(x, 1), "gamma");
-      equal(0, N.orvNodeSetAlpha(x, 2.0, 0), "set alpha");
-      equal(0, N.orvNodeSetBeta(x, 0.0, y, 1), "set beta");
-      equal(0, N.orvNodeSetGamma(x, 2.0, 0), "set gamma");
-      equal(2.0, N.orvNodeGetGamma(x, 0), "gamma read back");
+      rows("alpha", 1.0, N.orvNodeGetAlpha(x, 0), "beta", 2.0, N.orvNodeGetBeta(x, y, 0),
+          "gamma", 4.0, N.orvNodeGetGamma(x, 1), "set alpha", 0, N.orvNodeSetAlpha(x, 2.0, 0),
+          "set beta", 0, N.orvNodeSetBeta(x, 0.0, y, 1),
+          "set gamma", 0, N.orvNodeSetGamma(x, 2.0, 0), "gamma read back", 2.0, N.orvNodeGetGamma(x, 0));
       long cg = N.orvTableGetCGSize(N.orvNodeGetTable(x));
       check(cg > 2 && cg % 2 == 0, "a CG block per configuration of R");
       d.compile();
       d.propagate();
       long mixture = N.orvNodeGetDistribution(x);
-      near(0.25, N.orvTableGetDataItem(mixture, 0), "weight of R = a");
-      near(2.0, N.orvTableGetMean(mixture, 0, x), "mean given a");
-      near(4.0 + 2.0, N.orvTableGetVariance(mixture, 0, x), "variance given a: 2^2 Var(Y) + gamma");
-      near(4.0, N.orvTableGetCovariance(mixture, 1, x, x), "covariance given b");
-      equal(0, N.orvTableDelete(mixture), "delete the mixture");
-      check(N.orvJTGetTotalCGSize(N.orvDomainGetFirstJunctionTree(h)) > 0, "CG data in the tree");
-
-      equal(0, N.orvNodeEnterValue(x, 3.0), "X = 3");
-      equal(3.0, N.orvNodeGetEnteredValue(x), "entered value");
+      rows("weight of R = a", 0.25, N.orvTableGetDataItem(mixture, 0), "mean given a", 2.0, N.orvTableGetMean(mixture, 0, x),
+          "variance given a: 2^2 Var(Y) + gamma", 4.0 + 2.0, N.orvTableGetVariance(mixture, 0, x),
+          "covariance given b", 4.0, N.orvTableGetCovariance(mixture, 1, x, x),
+          "delete the mixture", 0, N.orvTableDelete(mixture),
+          "CG data in the tree", true, N.orvJTGetTotalCGSize(N.orvDomainGetFirstJunctionTree(h)) > 0,
+          "X = 3", 0, N.orvNodeEnterValue(x, 3.0), "entered value", 3.0, N.orvNodeGetEnteredValue(x));
       d.propagate();
-      equal(3.0, N.orvNodeGetPropagatedValue(x), "propagated value");
-      check(N.orvDomainCGEvidenceIsPropagated(h), "CG evidence propagated");
-      equal(3.0, N.orvNodeGetMean(x), "an observed node's mean is its value");
-
-      equal(0, N.orvDomainSetNumberOfCases(h, 2), "cases");
-      equal(0, N.orvNodeSetCaseValue(x, 1, 2.5), "case value");
-      equal(2.5, N.orvNodeGetCaseValue(x, 1), "case value read back");
-      equal(0, N.orvNodeSetCaseState(r, 0, 1), "case state");
-      equal(1L, N.orvNodeGetCaseState(r, 0), "case state read back");
-      equal(-1L, N.orvNodeGetCaseState(r, 1), "unset");
+      rows("propagated value", 3.0, N.orvNodeGetPropagatedValue(x),
+          "CG evidence propagated", true, N.orvDomainCGEvidenceIsPropagated(h),
+          "an observed node's mean is its value", 3.0, N.orvNodeGetMean(x),
+          "cases", 0, N.orvDomainSetNumberOfCases(h, 2), "case value", 0, N.orvNodeSetCaseValue(x, 1, 2.5),
+          "case value read back", 2.5, N.orvNodeGetCaseValue(x, 1), "case state", 0, N.orvNodeSetCaseState(r, 0, 1),
+          "case state read back", 1L, N.orvNodeGetCaseState(r, 0), "unset", -1L, N.orvNodeGetCaseState(r, 1));
     }
   }
 
@@ -245,13 +214,11 @@ public final class NativesTest {
       Node count = d.newNode(Node.CHANCE, Node.DISCRETE);
       long c = count.nodePeer;
       count.setName("C");
-      equal(0, N.orvNodeSetDiscreteType(c, Node.CHANCE, 32), "numbered");
-      equal(0, N.orvNodeSetNumberOfStates(c, 3), "three states");
+      rows("numbered", 0, N.orvNodeSetDiscreteType(c, Node.CHANCE, 32), "three states", 0, N.orvNodeSetNumberOfStates(c, 3));
       for (int i = 0; i < 3; i++) equal(0, N.orvNodeSetStateValue(c, i, 10.0 * i), "value " + i);
-      equal(20.0, N.orvNodeGetStateValue(c, 2), "state value");
-      equal(1L, N.orvNodeGetStateIndexFromValue(c, 10.0), "state of 10");
-      equal(-1L, N.orvNodeGetStateIndexFromValue(c, 15.0), "no state of 15");
-      equal(0, N.orvTableSetData(N.orvNodeGetTable(c), new double[] {0.5, 0.25, 0.25}, 0, 3), "P(C)");
+      rows("state value", 20.0, N.orvNodeGetStateValue(c, 2), "state of 10", 1L, N.orvNodeGetStateIndexFromValue(c, 10.0),
+          "no state of 15", -1L, N.orvNodeGetStateIndexFromValue(c, 15.0),
+          "P(C)", 0, N.orvTableSetData(N.orvNodeGetTable(c), new double[] {0.5, 0.25, 0.25}, 0, 3));
       long f = d.newNode(Node.FUNCTION, Node.OTHER).nodePeer;
       equal(0, N.orvNodeAddParent(f, c), "C -> F");
       long none = list();
@@ -260,37 +227,29 @@ public final class NativesTest {
       equal(0, N.orvModelSetExpressionFromString(model, 0, "2 * variance (C)", null), "F = 2 Var C");
       d.compile();
       d.propagate();
-      near(2 * (0.25 * 100 + 0.25 * 400 - 7.5 * 7.5), N.orvNodeGetValue(f), "the function's value");
-      equal(0L, N.orvDomainGetNumberOfUtilityNodes(h), "no utility node");
+      rows("the function's value", 2 * (0.25 * 100 + 0.25 * 400 - 7.5 * 7.5), N.orvNodeGetValue(f),
+          "no utility node", 0L, N.orvDomainGetNumberOfUtilityNodes(h));
     }
   }
 
   /** Data-set columns: content tests, statistics, forecast errors, edits, sorting and saving. */
   public static void testDataSetStatisticsAndEdits() throws Exception {
     long ds = N.orvParseDataSet(false, "a,f,k\n2,1,x\n4,4,x\n6,9,y\n8,8,y\n", ',', null);
-    check(N.orvDSColumnDataAreNumbers(ds, 0) && !N.orvDSColumnDataAreNumbers(ds, 2)
-        && !N.orvDSColumnDataAreIntervals(ds, 0) && !N.orvDSColumnIsEmpty(ds, 2), "column content");
-    near(20.0 / 3.0, N.orvDSComputeVariance(ds, 0), "sample variance");
-    near(0.0, N.orvDSComputeSkewness(ds, 0), "symmetric");
-    near(41.0 / 25.0 - 3.0, N.orvDSComputeKurtosis(ds, 0), "excess kurtosis");
-    near(1.0, N.orvDSComputeMeanAbsoluteError(ds, 0, 1), "MAE");
-    near(25.0, N.orvDSComputeMeanAbsolutePercentageError(ds, 0, 1), "MAPE");
-    near(0.5, N.orvDSComputeMeanAbsoluteScaledError(ds, 0, 1, 1), "MASE");
-    equal(2L, N.orvDSCountData(ds, 2, "x"), "count");
+    rows("numbers", true, N.orvDSColumnDataAreNumbers(ds, 0), "text", false, N.orvDSColumnDataAreNumbers(ds, 2),
+        "no intervals", false, N.orvDSColumnDataAreIntervals(ds, 0), "not empty", false, N.orvDSColumnIsEmpty(ds, 2),
+        "sample variance", 20.0 / 3.0, N.orvDSComputeVariance(ds, 0), "symmetric", 0.0, N.orvDSComputeSkewness(ds, 0),
+        "excess kurtosis", 41.0 / 25.0 - 3.0, N.orvDSComputeKurtosis(ds, 0),
+        "MAE", 1.0, N.orvDSComputeMeanAbsoluteError(ds, 0, 1),
+        "MAPE", 25.0, N.orvDSComputeMeanAbsolutePercentageError(ds, 0, 1),
+        "MASE", 0.5, N.orvDSComputeMeanAbsoluteScaledError(ds, 0, 1, 1), "count", 2L, N.orvDSCountData(ds, 2, "x"));
     double[] cuts = N.orvDSComputeIEMIntervals(ds, 0, 2);
     check(cuts.length >= 2 && cuts[0] < cuts[cuts.length - 1], "supervised boundaries");
-    equal(3L, N.orvDSCopyColumn(ds, 2, "k2"), "copy");
-    equal(2L, N.orvDSReplaceValues(ds, 3, "x", "z"), "replaced");
-    equal(0, N.orvDSMoveColumn(ds, 3, 0), "move column");
-    equal("k2", N.orvDSGetColumnName(ds, 0), "moved first");
-    equal(0, N.orvDSDeleteColumn(ds, 0), "delete column");
-    equal(3L, N.orvDSGetNumberOfColumns(ds), "three columns");
-    equal(0, N.orvDSSortRows(ds, 2, 0), "descending by k, stable");
-    equal("6", N.orvDSGetDataItem(ds, 0, 0), "first row");
-    equal(0, N.orvDSMoveRow(ds, 3, 0), "move the last row first");
-    equal("4", N.orvDSGetDataItem(ds, 0, 0), "moved");
-    equal(0, N.orvDSShiftColumnData(ds, 1, 1), "shift f down");
-    equal(null, N.orvDSGetDataItem(ds, 0, 1), "vacated cell");
+    rows("copy", 3L, N.orvDSCopyColumn(ds, 2, "k2"), "replaced", 2L, N.orvDSReplaceValues(ds, 3, "x", "z"),
+        "move column", 0, N.orvDSMoveColumn(ds, 3, 0), "moved first", "k2", N.orvDSGetColumnName(ds, 0),
+        "delete column", 0, N.orvDSDeleteColumn(ds, 0), "three columns", 3L, N.orvDSGetNumberOfColumns(ds),
+        "descending by k, stable", 0, N.orvDSSortRows(ds, 2, 0), "first row", "6", N.orvDSGetDataItem(ds, 0, 0),
+        "move the last row first", 0, N.orvDSMoveRow(ds, 3, 0), "moved", "4", N.orvDSGetDataItem(ds, 0, 0),
+        "shift f down", 0, N.orvDSShiftColumnData(ds, 1, 1), "vacated cell", null, N.orvDSGetDataItem(ds, 0, 1));
     java.nio.file.Path file = java.nio.file.Files.createTempFile("orvel", ".csv");
     equal(0, N.orvDSSave(ds, file.toString(), ';'), "save");
     equal(N.orvDSToCSVString(ds, ';'), java.nio.file.Files.readString(file), "the file holds the text");
@@ -312,19 +271,16 @@ public final class NativesTest {
     try (Domain d = Domain.parse(text)) {
       long h = d.modelPeer, dn = d.getNodeByName("D").nodePeer, u = d.getNodeByName("U").nodePeer;
       long o = d.getNodeByName("O").nodePeer, r = d.getNodeByName("R").nodePeer;
-      equal(List.of(o), items(N.orvNodeGetRequisiteParents(dn)), "R is not requisite");
       List<Long> ancestors = items(N.orvNodeGetRequisiteAncestors(dn));
-      check(ancestors.contains(o) && !ancestors.contains(r), "requisite ancestors");
-      equal(1L, N.orvDomainGetNumberOfDecisionNodes(h), "decisions");
-      equal(1L, N.orvDomainGetNumberOfUtilityNodes(h), "utilities");
+      rows("R is not requisite", List.of(o), items(N.orvNodeGetRequisiteParents(dn)),
+          "requisite ancestors", true, ancestors.contains(o) && !ancestors.contains(r),
+          "decisions", 1L, N.orvDomainGetNumberOfDecisionNodes(h), "utilities", 1L, N.orvDomainGetNumberOfUtilityNodes(h));
       d.compile();
       equal(List.of(dn), items(N.orvDomainGetDecisionOrder(h)), "decision order");
       d.propagate();
-      equal(0, N.orvDomainUpdatePolicies(h), "update policies");
-      near(6.0, N.orvDomainGetExpectedUtility(h), "maximal expected utility");
-      equal(-5.0, N.orvNodeGetMinUtility(u), "min utility");
-      equal(10.0, N.orvNodeGetMaxUtility(u), "max utility");
-      near(0.63 * 100 + 0.06 * 25 - 36, N.orvNodeGetVarianceOfUtility(u), "variance of utility");
+      rows("update policies", 0, N.orvDomainUpdatePolicies(h), "maximal EU", 6.0, N.orvDomainGetExpectedUtility(h),
+          "min utility", -5.0, N.orvNodeGetMinUtility(u), "max utility", 10.0, N.orvNodeGetMaxUtility(u),
+          "variance of utility", 0.63 * 100 + 0.06 * 25 - 36, N.orvNodeGetVarianceOfUtility(u));
     }
   }
 
@@ -332,45 +288,40 @@ public final class NativesTest {
   public static void testLearningAndFiles() throws Exception {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
-      equal(null, N.orvDomainGetFileName(h), "parsed from text");
       long ds = N.orvParseDataSet(false, "Rain,Wet\nyes,yes\nno,no\nno,yes\nno,no\n", ',', null);
-      equal(0, N.orvDomainAddCases(h, ds, 0, 4), "cases from the data set");
+      rows("parsed from text", null, N.orvDomainGetFileName(h), "cases from data", 0, N.orvDomainAddCases(h, ds, 0, 4));
       N.orvDSDelete(ds);
       for (long n : new long[] {rain, wet}) {
-        check(!N.orvNodeHasExperienceTable(n) && N.orvNodeGetExperienceTable(n) != 0 && N.orvNodeHasExperienceTable(n),
-            "experience table made on request");
-        check(!N.orvNodeHasFadingTable(n) && N.orvNodeGetFadingTable(n) != 0 && N.orvNodeHasFadingTable(n),
-            "fading table made on request");
+        rows("no experience table yet", false, N.orvNodeHasExperienceTable(n),
+            "made on request", true, N.orvNodeGetExperienceTable(n) != 0, "now held", true, N.orvNodeHasExperienceTable(n),
+            "no fading table yet", false, N.orvNodeHasFadingTable(n),
+            "made on request", true, N.orvNodeGetFadingTable(n) != 0, "now held", true, N.orvNodeHasFadingTable(n));
       }
       long order = list(rain, wet);
-      equal(0, N.orvDomainSetInitialTriangulation(h, order), "initial triangulation");
-      equal(0, N.orvDomainTriangulateWithOrder(h, order), "triangulate with an order");
+      rows("initial triangulation", 0, N.orvDomainSetInitialTriangulation(h, order),
+          "triangulate with an order", 0, N.orvDomainTriangulateWithOrder(h, order));
       N.orvListDelete(order);
       d.compile();
-      equal(0, N.orvDomainLearnTables(h), "EM");
-      near(0.25, N.orvTableGetDataItem(N.orvNodeGetTable(rain), 0), "P(Rain = yes)");
-      near(1.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 2), "P(Wet = yes | Rain = no)");
+      rows("EM", 0, N.orvDomainLearnTables(h), "P(Rain = yes)", 0.25, N.orvTableGetDataItem(N.orvNodeGetTable(rain), 0),
+          "P(Wet = yes | Rain = no)", 1.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 2));
       double l = N.orvDomainGetLogLikelihood(h);
-      near(Math.log(0.25 * 0.5 * 0.25 * 0.5), l, "log-likelihood");
       double k = l - N.orvDomainGetAIC(h);
-      check(k > 0 && k == Math.rint(k), "AIC counts free parameters");
-      near(l - k / 2 * Math.log(4), N.orvDomainGetBIC(h), "BIC");
+      rows("log-likelihood", Math.log(0.25 * 0.5 * 0.25 * 0.5), l, "AIC counts parameters", true, k > 0 && k == Math.rint(k),
+          "BIC", l - k / 2 * Math.log(4), N.orvDomainGetBIC(h));
 
       java.nio.file.Path dir = java.nio.file.Files.createTempDirectory("orvel");
       long both = list(rain, wet);
-      String cases = dir.resolve("cases").toString();
+      String cases = dir.resolve("cases").toString(), log = dir.resolve("log").toString();
       equal(0, N.orvDomainSaveCases(h, cases, both, new long[] {1, 2}, true, ",", "*"), "save two cases");
       N.orvListDelete(both);
       equal("#,Rain,Wet\n\n1,\"no\",\"no\"\n1,\"no\",\"yes\"\n", java.nio.file.Files.readString(java.nio.file.Path.of(cases)),
           "names, then cases 1 and 2 with their counts");
-      String log = dir.resolve("log").toString();
       equal(0, N.orvDomainSetLogFile(h, log), "log file");
       d.propagate();
-      equal(0, N.orvDomainReportBeliefs(h), "report all");
-      equal(0, N.orvNodeReportBeliefs(rain), "report one");
-      equal(0, N.orvDomainSetLogFile(h, null), "log closed");
-      check(java.nio.file.Files.readString(java.nio.file.Path.of(log)).contains("Wet"), "beliefs in the log");
-      equal(0, N.orvNodeSelectState(rain, 0), "Rain = yes");
+      rows("report all", 0, N.orvDomainReportBeliefs(h), "report one", 0, N.orvNodeReportBeliefs(rain),
+          "log closed", 0, N.orvDomainSetLogFile(h, null),
+          "beliefs in the log", true, java.nio.file.Files.readString(java.nio.file.Path.of(log)).contains("Wet"),
+          "Rain = yes", 0, N.orvNodeSelectState(rain, 0));
       String caseFile = dir.resolve("case").toString();
       equal(0, N.orvDomainSaveCase(h, caseFile), "save the case");
       check(java.nio.file.Files.readString(java.nio.file.Path.of(caseFile)).contains("Rain"), "the finding written");
@@ -381,8 +332,7 @@ public final class NativesTest {
       N.orvListDelete(read);
       String net = dir.resolve("rain.net").toString();
       d.saveAsNet(net);
-      equal(net, N.orvDomainGetFileName(h), "the file saved to");
-      equal(0, N.orvDomainSeedRandom(h, 7), "seed");
+      rows("the file saved to", net, N.orvDomainGetFileName(h), "seed", 0, N.orvDomainSeedRandom(h, 7));
       double first = N.orvDomainGetUniformDeviate(h);
       check(first >= 0 && first < 1 && !Double.isNaN(N.orvDomainGetNormalDeviate(h, 0, 1)), "deviates");
       N.orvDomainSeedRandom(h, 7);
@@ -390,5 +340,81 @@ public final class NativesTest {
       for (String f : new String[] {"cases", "log", "case", "nodes", "rain.net"}) java.nio.file.Files.delete(dir.resolve(f));
       java.nio.file.Files.delete(dir);
     }
+  }
+
+  record Setting(String name, ObjLongConsumer<Long> set, ToLongFunction<Long> get, long value) {}
+
+  /** Each setter's value reads back; a zero level or size is refused and changes nothing. */
+  public static void testDomainSettingsReadBack() {
+    try (Domain d = BindingTest.rain()) {
+      long h = d.modelPeer;
+      List<Setting> settings = List.of(
+          new Setting("concurrency", (x, v) -> N.orvDomainSetConcurrencyLevel(x, v), N::orvDomainGetConcurrencyLevel, 3),
+          new Setting("grain", (x, v) -> N.orvDomainSetGrainSize(x, v), N::orvDomainGetGrainSize, 4096),
+          new Setting("em concurrency", (x, v) -> N.orvDomainSetEMConcurrencyLevel(x, v),
+              N::orvDomainGetEMConcurrencyLevel, 2),
+          new Setting("em iterations", (x, v) -> N.orvDomainSetMaxNumberOfEMIterations(x, v),
+              N::orvDomainGetMaxNumberOfEMIterations, 7),
+          new Setting("separators", (x, v) -> N.orvDomainSetMaxNumberOfSeparators(x, v),
+              N::orvDomainGetMaxNumberOfSeparators, 11),
+          new Setting("separator size", (x, v) -> N.orvDomainSetMaxSeparatorSize(x, v),
+              N::orvDomainGetMaxSeparatorSize, 13));
+      for (Setting s : settings) {
+        s.set().accept(h, s.value());
+        equal(0, N.orvErrorCode(), s.name() + " set");
+        equal(s.value(), s.get().applyAsLong(h), s.name() + " read back");
+      }
+      rows("level 0 is usage", 1, N.orvDomainSetConcurrencyLevel(h, 0), "level kept", 3L, N.orvDomainGetConcurrencyLevel(h),
+          "tolerance", 0, N.orvDomainSetLogLikelihoodTolerance(h, 1e-3),
+          "tolerance read back", 1e-3, N.orvDomainGetLogLikelihoodTolerance(h),
+          "chance nodes", 2L, N.orvDomainGetNumberOfChanceNodes(h));
+    }
+  }
+
+  static Map<String, String> attributes(long first) {
+    Map<String, String> out = new LinkedHashMap<>();
+    for (long a = first; a != 0; a = N.orvAttributeGetNext(a)) out.put(N.orvAttributeGetKey(a), N.orvAttributeGetValue(a));
+    return out;
+  }
+
+  /** Attributes of domains and nodes, read singly and by walking the chain. */
+  public static void testAttributesWalk() {
+    try (Domain d = BindingTest.rain()) {
+      long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
+      rows("set", 0, N.orvDomainSetAttribute(h, "author", "me"),
+          "set non-ASCII", 0, N.orvDomainSetAttribute(h, "note", "é ü"), "read", "é ü", N.orvDomainGetAttribute(h, "note"),
+          "domain chain", Map.of("author", "me", "note", "é ü"), attributes(N.orvDomainGetFirstAttribute(h)),
+          "node attribute", 0, N.orvNodeSetAttribute(rain, "k", "v"),
+          "node chain", Map.of("k", "v"), attributes(N.orvNodeGetFirstAttribute(rain)),
+          "absent key", null, N.orvNodeGetAttribute(rain, "absent"),
+          "null key is usage", 1, N.orvNodeSetAttribute(rain, null, "v"));
+    }
+  }
+
+  /** Cases: counts, entering a case as evidence, adding one. */
+  public static void testCasesEnterAsEvidence() {
+    try (Domain d = BindingTest.rain()) {
+      long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
+      rows("cases", 0, N.orvDomainSetNumberOfCases(h, 2), "case state", 0, N.orvNodeSetCaseState(rain, 1, 1),
+          "count", 0, N.orvDomainSetCaseCount(h, 1, 2.5), "count read back", 2.5, N.orvDomainGetCaseCount(h, 1),
+          "set cell", true, N.orvNodeCaseIsSet(rain, 1), "unset cell", false, N.orvNodeCaseIsSet(rain, 0));
+      d.compile();
+      rows("enter case", 0, N.orvDomainEnterCase(h, 1), "case entered as evidence", 1L, N.orvNodeGetSelectedState(rain),
+          "new case index", 2L, N.orvDomainNewCase(h), "three cases", 3L, N.orvDomainGetNumberOfCases(h),
+          "unset", 0, N.orvNodeUnsetCase(rain, 1), "unset cell", false, N.orvNodeCaseIsSet(rain, 1));
+    }
+  }
+
+  /** Data-set columns: statistics, renaming, numeric sort, search and CSV text. */
+  public static void testDataSetColumns() {
+    long ds = N.orvNewDataSet();
+    equal(0L, N.orvDSNewColumn(ds, "x"), "first column");
+    for (String cell : new String[] {"4", "1", "3"}) N.orvDSSetDataItem(ds, N.orvDSNewRow(ds), 0, cell);
+    rows("rows", 3L, N.orvDSGetNumberOfRows(ds), "columns", 1L, N.orvDSGetNumberOfColumns(ds),
+        "mean", 8.0 / 3.0, N.orvDSComputeMean(ds, 0), "rename", 0, N.orvDSSetColumnName(ds, 0, "y"),
+        "renamed", "y", N.orvDSGetColumnName(ds, 0), "sort", 0, N.orvDSSortRowsNumerically(ds, 0, 1),
+        "4 is last after sorting", 2L, N.orvDSFindRow(ds, 0, "4", 0),
+        "CSV text", "y\n1\n3\n4\n", N.orvDSToCSVString(ds, ','),
+        "no such column", -1.0, N.orvDSComputeMean(ds, 5), "usage", 1, N.orvErrorCode(), "delete", 0, N.orvDSDelete(ds));
   }
 }

@@ -53,6 +53,19 @@ public final class TestRunner {
     }
   }
 
+  /**
+   * A table of rows {what, expected, actual}, checked in order: doubles with
+   * near, anything else with equal. Java evaluates the actual values left to
+   * right, so a table may list a sequence of calls.
+   */
+  static void rows(Object... table) {
+    if (table.length % 3 != 0) throw new AssertionError("rows come in threes: " + table.length);
+    for (int i = 0; i < table.length; i += 3) {
+      if (table[i + 1] instanceof Double e && table[i + 2] instanceof Double a) near(e, a, (String) table[i]);
+      else equal(table[i + 1], table[i + 2], (String) table[i]);
+    }
+  }
+
   /** Runs body and returns the OrvelException it throws (fails if none). */
   static OrvelException expectError(Runnable body, String what) {
     try {

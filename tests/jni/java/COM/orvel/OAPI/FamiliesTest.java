@@ -1,0 +1,388 @@
+package COM.orvel.OAPI;
+
+import static COM.orvel.OAPI.BindingTest.N;
+import static COM.orvel.OAPI.TestRunner.check;
+import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.expectError;
+
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+
+/**
+ * The Java API over data sets, case data and learning, models, LIMIDs, CG
+ * nodes and marginals: realistic programs checked against independent
+ * results (data/em, data/reference/limid and cg), and the errors they raise.
+ */
+public final class FamiliesTest {
+  private FamiliesTest() {}
+
+  static final String DATA = System.getProperty("orvel.data");
+
+  static void near(double expected, double actual, double tolerance, String what) {
+    if (!(Math.abs(expected - actual) <= tolerance * Math.max(1.0, Math.abs(expected)))) {
+      throw new AssertionError(what + ": expected " + expected + ", got " + actual);
+    }
+  }
+
+  static void near(double[] expected, double[] actual, double tolerance, String what) {
+    equal(expected.length, actual.length, what + ": length");
+    for (int i = 0; i < expected.length; i++) near(expected[i], actual[i], tolerance, what + " [" + i + "]");
+  }
+
+  static List<Node> nodes(Domain d, String... names) {
+    List<Node> out = new ArrayList<>();
+    for (String name : names) out.add(d.getNodeByName(name));
+    return out;
+  }
+
+  static List<String> cells(DataSet ds) {
+    List<String> out = new ArrayList<>(ds.getColumnNames());
+    for (long r = 0; r < ds.getNumberOfRows(); r++) {
+      for (long c = 0; c < ds.getNumberOfColumns(); c++) out.add(ds.getDataItem(r, c));
+    }
+    return out;
+  }
+
+  /** Cells, CSV round trips (text and file), statistics against a two-pass computation, sorts, discretization. */
+  public static void testDataSetRoundTripStatisticsAndDiscretization() throws Exception {
+    try (DataSet ds = DataSet.parse("x,y,name\n1,2,a\n3,,\"b,c\"\n-2,5,\"\"\n", ',')) {
+      equal(List.of("x", "y", "name"), ds.getColumnNames(), "names");
+      equal(3L, ds.getNumberOfRows(), "rows");
+      equal(null, ds.getDataItem(1, 1), "an empty field is missing");
+      equal("", ds.getDataItem(2, 2), "an empty quoted field is the empty string");
+      equal("b,c", ds.getDataItem(1, 2), "a quoted delimiter");
+      List<String> before = cells(ds);
+      try (DataSet back = DataSet.parse(ds.toCsvString(';'), ';')) {
+        equal(before, cells(back), "text round trip with another delimiter");
+      }
+      Path file = Files.createTempFile("orvel-ds", ".csv");
+      ds.save(file.toString(), ',');
+      try (DataSet back = DataSet.parse(file.toString(), ',')) {
+        equal(before, cells(back), "file round trip");
+      }
+      Files.delete(file);
+
+      double[] x = {1, 3, -2};
+      double mean = (x[0] + x[1] + x[2]) / 3, m2 = 0, m3 = 0, m4 = 0;
+      for (double v : x) {
+        m2 += Math.pow(v - mean, 2) / 3;
+        m3 += Math.pow(v - mean, 3) / 3;
+        m4 += Math.pow(v - mean, 4) / 3;
+      }
+      near(mean, ds.computeMean(0), 1e-14, "mean");
+      near(m2 * 3 / 2, ds.computeVariance(0), 1e-14, "sample variance");
+      near(m3 / Math.pow(m2, 1.5), ds.computeSkewness(0), 1e-13, "skewness");
+      near(m4 / (m2 * m2) - 3, ds.computeKurtosis(0), 1e-13, "excess kurtosis");
+      near((1 + 7) / 2.0, ds.computeMeanAbsoluteError(0, 1), 1e-14, "MAE over the rows with both cells");
+
+      ds.sortRowsNumerically(0, true);
+      near(new double[] {5, 2, -9}, ds.getNumbers(1, -9), 0, "rows follow x ascending; missing y");
+      ds.sortRows(2, false);
+      equal(List.of("b,c", "a", ""), List.of(ds.getDataItem(0, 2), ds.getDataItem(1, 2), ds.getDataItem(2, 2)),
+          "descending by bytes");
+      equal(1L, ds.countData(1, "2"), "one y of 2");
+      equal(2L, ds.findRow(2, "", 0), "the empty string is found, not the missing cell");
+      equal(-1L, ds.findRow(2, "zz", 0), "absent");
+      equal(1, expectError(() -> ds.countData(1, null), "null text").getCode(), "a null string is usage");
+      double[] cuts = ds.discretizeColumn(0, DataSet.EQUAL_WIDTH, 2);
+      equal(3, cuts.length, "two intervals");
+      near(0.5, cuts[1], 1e-15, "the cut halves [-2, 3]");
+      ds.applyDiscretization(0, cuts);
+      check(ds.columnDataAreIntervals(0) && !ds.columnDataAreNumbers(0), "interval labels");
+      equal(List.of("(-inf;0.5)", "[0.5;inf)"), ds.getDistinctValues(0), "labels in byte order");
+
+      equal(1, expectError(() -> ds.getDataItem(3, 0), "row out of range").getCode(), "usage");
+      check(expectError(() -> ds.computeMean(2), "text column") instanceof OrvelException.UsageException, "usage");
+    }
+    List<String> messages = new ArrayList<>();
+    OrvelException e = expectError(() -> DataSet.parse("a,b\n\"open,1\n", ',', (line, m) -> messages.add(m)),
+        "unterminated quote");
+    check(e instanceof OrvelException.ParseException && !messages.isEmpty(), "parse error with a message");
+    DataSet closed = new DataSet();
+    closed.close();
+    closed.close();
+    try {
+      closed.getNumberOfRows();
+      throw new AssertionError("a closed data set refuses calls");
+    } catch (IllegalStateException expected) {
+      // the handle was zeroed
+    }
+  }
+
+  /**
+   * EM on asia with 20 % missing items: the cases read from the case file and the same rows
+   * read as a data set agree, and both learn the reference tables, experience and scores.
+   */
+  public static void testEMFromCaseFileAndDataSet() throws Exception {
+    String net = Path.of(DATA, "em", "asia.net").toString(), dat = Path.of(DATA, "em", "asia.dat").toString();
+    try (Domain fromFile = Domain.parse(net); Domain fromRows = Domain.parse(net);
+         DataSet rows = DataSet.parse(Files.readString(Path.of(dat)).replace("\n\n", "\n"), ' ')) {
+      fromFile.parseCases(dat);
+      fromRows.addCases(rows);
+      equal(500L, fromFile.getNumberOfCases(), "cases from the file");
+      equal(500L, fromRows.getNumberOfCases(), "cases from the data set");
+      for (Node n : fromFile.getNodes()) {
+        Node m = fromRows.getNodeByName(n.getName());
+        for (long c = 0; c < 500; c++) equal(n.getCaseState(c), m.getCaseState(c), n + " case " + c);
+      }
+      check(!fromFile.getNodeByName("asia").caseIsSet(3), "case 3 is all missing");
+      equal(17, expectError(fromFile::learnTables, "EM before compiling").getCode(), "not_compiled");
+      fromRows.setEMConcurrencyLevel(2);
+      for (Domain d : List.of(fromFile, fromRows)) {
+        d.compile();
+        d.setLogLikelihoodTolerance(1e-4);
+        d.setMaxNumberOfEMIterations(0);
+        equal(0L, d.getMaxNumberOfEMIterations(), "no iteration limit");
+        d.learnTables();
+        near(new double[] {0.0848777719711089, 0.9151222280288911, 0.007108888599563744, 0.9928911114004363},
+            d.getNodeByName("lung").getTable().getData(), 1e-9, "lung");
+        near(new double[] {0.7972141233214792, 0.20278587667852077, 0.99999568557387, 4.314426130112812e-06,
+            0.8918779502647671, 0.10812204973523289, 0.1359796565234005, 0.8640203434765996},
+            d.getNodeByName("either").getTable().getData(), 1e-9, "either");
+        near(new double[] {24.92867546178008, 477.07132453821924},
+            d.getNodeByName("tub").getExperienceTable().getData(), 1e-9, "tub experience");
+        check(!d.getNodeByName("asia").hasExperienceTable(), "asia is not learned");
+        near(-1086.5018233614749, d.getLogLikelihood(), 1e-9, "log-likelihood");
+        near(-1104.5018233614749, d.getAIC(), 1e-9, "AIC");
+        near(-1142.4332962472745, d.getBIC(), 1e-9, "BIC");
+      }
+      Path saved = Files.createTempFile("orvel-cases", ".dat");
+      fromFile.saveCases(saved.toString(), nodes(fromFile, "asia", "xray"), new long[] {0, 1}, false, " ", "*");
+      try (Domain back = Domain.parse(net)) {
+        back.parseCases(saved.toString());
+        equal(2L, back.getNumberOfCases(), "two cases saved");
+        equal(fromFile.getNodeByName("xray").getCaseState(1), back.getNodeByName("xray").getCaseState(1), "xray");
+        equal(-1L, back.getNodeByName("tub").getCaseState(0), "unsaved nodes are missing");
+      }
+      Files.delete(saved);
+      fromFile.setCaseCount(0, 2.5);
+      equal(2.5, fromFile.getCaseCount(0), "case weight");
+      fromFile.enterCase(0);
+      check(fromFile.getNodeByName("tub").evidenceIsEntered() && !fromFile.getNodeByName("asia").evidenceIsEntered(),
+          "case 0 entered: tub observed, asia missing");
+    }
+  }
+
+  /** Structure from data where B copies A and C is independent, under edge constraints. */
+  public static void testStructureLearningUnderConstraints() {
+    int[] constraints = {Node.CONSTRAINT_NONE, Node.EDGE_FORBIDDEN, Node.FORWARD_EDGE_REQUIRED};
+    for (int constraint : constraints) {
+      try (Domain d = new Domain()) {
+        List<Node> abc = new ArrayList<>();
+        for (String name : new String[] {"A", "B", "C"}) {
+          Node n = d.newNode(Node.CHANCE, Node.DISCRETE);
+          n.setName(name);
+          n.setNumberOfStates(2);
+          abc.add(n);
+        }
+        d.setNumberOfCases(200);
+        for (int i = 0; i < 200; i++) {
+          abc.get(0).setCaseState(i, i % 2);
+          abc.get(1).setCaseState(i, i % 2);
+          abc.get(2).setCaseState(i, (i / 2) % 2);
+        }
+        Node a = abc.get(0), b = abc.get(1), c = abc.get(2);
+        a.setEdgeConstraint(b, constraint);
+        int mirrored = constraint == Node.FORWARD_EDGE_REQUIRED ? Node.BACKWARD_EDGE_REQUIRED : constraint;
+        equal(mirrored, b.getEdgeConstraint(a), "the other end stores the mirrored constraint");
+        d.setSignificanceLevel(0.01);
+        equal(0.01, d.getSignificanceLevel(), "significance level");
+        equal(1, expectError(() -> d.setSignificanceLevel(1), "level 1").getCode(), "usage");
+        d.learnStructure();
+        int links = a.getParents().size() + b.getParents().size();
+        equal(constraint == Node.EDGE_FORBIDDEN ? 0 : 1, links, "links between A and B, constraint " + constraint);
+        check(c.getParents().isEmpty() && c.getChildren().isEmpty(), "C stays alone");
+        if (constraint == Node.FORWARD_EDGE_REQUIRED) equal(List.of(a), b.getParents(), "A -> B required");
+        equal(1, expectError(() -> a.setEdgeConstraint(a, Node.EDGE_REQUIRED), "self").getCode(), "usage");
+      }
+    }
+  }
+
+  /** A LIMID solved by single policy updating ends with the reference policies and utilities. */
+  public static void testLimidPoliciesAndUtilities() {
+    try (Domain d = Domain.parse(Path.of(DATA, "networks", "limid", "soluble2.net").toString())) {
+      Node d1 = d.getNodeByName("D1"), d3 = d.getNodeByName("D3"), o1 = d.getNodeByName("O1");
+      equal(17, expectError(d::updatePolicies, "uncompiled").getCode(), "not_compiled");
+      d.compile();
+      d.propagate();
+      equal(nodes(d, "D3", "D2", "D1"), d.getDecisionOrder(), "decision order");
+      d.updatePolicies();
+      near(new double[] {1, 0}, d1.getTable().getData(), 0, "D1 policy");
+      near(new double[] {0, 1, 1, 0, 1, 0, 1, 0}, d.getNodeByName("D2").getTable().getData(), 0, "D2 policy");
+      near(new double[] {0, 1, 0, 1, 0, 1, 0, 1, 1, 0, 1, 0, 1, 0, 1, 0}, d3.getTable().getData(), 0, "D3 policy");
+      near(90.29444, d.getExpectedUtility(), 1e-10, "overall expected utility");
+      near(15.07, d.getNodeByName("U1").getExpectedUtility(0), 1e-12, "U1");
+      near(new double[] {0.47844, 0.52156}, o1.getBeliefs(), 1e-12, "O1 under the policies");
+      double[] rows = new double[1];
+      near(new double[] {90.29444, 60.28}, d1.getDecisionUtilities(rows), 1e-10, "D1 options");
+      near(new double[] {1}, rows, 1e-15, "D1 has one row");
+      equal(nodes(d, "D1"), d3.getRequisiteParents(), "only D1 bears on U1 below D3");
+      equal(nodes(d, "D1"), d3.getRequisiteAncestors(), "requisite ancestors");
+      equal(1, expectError(o1::getDecisionUtilities, "chance node").getCode(), "usage");
+      equal(1, expectError(o1::getRequisiteParents, "chance node").getCode(), "usage");
+    }
+  }
+
+  /** CG beliefs, means and variances against exact enumeration, and the CG table accessors. */
+  public static void testCGValuesAndTables() {
+    try (Domain d = Domain.parse(Path.of(DATA, "networks", "cg", "cg_small_a.net").toString())) {
+      Node x1 = d.getNodeByName("X1"), x2 = d.getNodeByName("X2");
+      near(-1.932653, x1.getTable().getMean(1, x1), 1e-15, "X1 mean given D2=s0 D3=s1");
+      near(2.365288, x1.getTable().getVariance(1, x1), 1e-15, "its variance");
+      near(2.365288, x1.getGamma(1), 1e-15, "gamma");
+      near(-1.117952, x2.getBeta(x1, 0), 1e-15, "beta on X1 given D2=s0");
+      equal(1, expectError(() -> x2.getTable().getMean(0, x2), "a table with a tail").getCode(), "usage");
+      d.compile();
+      d.propagate();
+      try (Table mix = x1.getDistribution()) {
+        double[] w = mix.getData();
+        double mean = 0, square = 0;
+        for (int i = 0; i < w.length; i++) {
+          double m = mix.getMean(i, x1);
+          mean += w[i] * m;
+          square += w[i] * (mix.getVariance(i, x1) + m * m);
+        }
+        near(-0.6525050206180855, mean, 1e-9, "mixture mean");
+        near(4.605975004466329, square - mean * mean, 1e-9, "mixture variance");
+        near(x1.getMean(), mean, 1e-9, "node mean");
+      }
+      x1.enterValue(-2.647);
+      x2.enterValue(5.575);
+      d.propagate();
+      near(new double[] {0.212070998290366, 0.5869819459205907, 0.20094705578904334},
+          d.getNodeByName("D1").getBeliefs(), 1e-9, "D1 given X1, X2");
+      near(-2.647, x1.getMean(), 0, "observed mean");
+      near(0, x1.getVariance(), 0, "observed variance");
+      near(-6.060914481806489, d.getLogNormalizationConstant(), 1e-9, "log P(e)");
+      d.retractFindings();
+      d.getNodeByName("D3").selectState(1);
+      x2.enterValue(-0.715);
+      d.propagate();
+      near(-2.4588193627830357, x1.getMean(), 1e-9, "X1 mean given D3, X2");
+      near(2.328082312940201, x1.getVariance(), 1e-9, "X1 variance given D3, X2");
+      near(-0.715, x2.getEnteredValue(), 0, "entered value");
+      d.setNumberOfCases(1);
+      x1.setCaseValue(0, 1.5);
+      near(1.5, x1.getCaseValue(0), 0, "case value");
+      equal(32, expectError(() -> x2.getCaseValue(0), "unset case value").getCode(), "no_value");
+      x2.setBeta(-2.5, x1, 0);
+      near(-2.5, x2.getBeta(x1, 0), 0, "beta set");
+      equal(1, expectError(() -> x1.setGamma(-1, 0), "negative variance").getCode(), "usage");
+    }
+  }
+
+  static final String MODELS = "net {} node Mode { states = (\"normal\" \"stress\"); } "
+      + "node Faults { states = (\"0\" \"1\" \"2\" \"3\"); subtype = number; state_values = (0 1 2 3); } "
+      + "node Truth { states = (\"low\" \"mid\" \"high\"); subtype = interval; state_values = (-infinity 0 1 infinity); } "
+      + "function F {} potential (Mode) { data = (0.6 0.4); } potential (Faults | Mode) { data = (1 1 1 1 1 1 1 1); } "
+      + "potential (Truth) { data = (0.2 0.3 0.5); } "
+      + "potential (F | Faults) { model_nodes = (); model_data = ( probability(Faults >= 1) + 10 * variance(Faults) ); }";
+
+  /** Models generate tables with the binomial numbers; function values and quantiles follow the beliefs. */
+  public static void testModelsGenerateTablesAndValues() {
+    Model last;
+    try (Domain d = Domain.parse(MODELS)) {
+      Node mode = d.getNodeByName("Mode"), faults = d.getNodeByName("Faults"), f = d.getNodeByName("F");
+      Node truth = d.getNodeByName("Truth");
+      equal(null, faults.getModel(), "no model yet");
+      Model m = faults.newModel(List.of(mode));
+      check(m == faults.getModel(), "one peer per model");
+      equal(List.of(mode), m.getNodes(), "model nodes");
+      equal(2L, m.getSize(), "one expression per state of Mode");
+      m.setExpression(0, "Binomial(3, 0.1)");
+      try (Expression two = Expression.number(2)) {
+        m.setExpression(1, two);
+        equal("2", two.toString(), "the caller keeps its expression");
+      }
+      check(!m.tableIsGenerated(), "not generated yet");
+      faults.generateTable();
+      check(m.tableIsGenerated(), "generated");
+      near(new double[] {0.729, 0.243, 0.027, 0.001, 0, 0, 1, 0}, faults.getTable().getData(), 1e-15,
+          "Binomial(3, 0.1), then state 2");
+      Expression held = m.getExpression(0);
+      equal(69, held.getOperator(), "Binomial");
+      equal("Binomial (3, 0.1)", m.getExpressionString(0), "text of the model's expression");
+      equal("Binomial (3, 0.1)", held.toString(), "printing does not release it");
+      equal(2.0, m.getExpression(1).getNumber(), "the stored copy");
+
+      List<String> messages = new ArrayList<>();
+      OrvelException syntax = expectError(() -> m.setExpression(0, "Binomial(3,", (l, s) -> messages.add(s)), "syntax");
+      check(syntax instanceof OrvelException.ParseException && !messages.isEmpty(), "syntax error with messages");
+      m.setExpression(0, "Binomial(3, 2)");
+      check(expectError(faults::generateTable, "p = 2") instanceof OrvelException.InvalidExpressionException,
+          "invalid_expression");
+      near(0.729, faults.getTable().getDataItem(0), 1e-15, "the table is kept");
+      try {
+        held.getOperator();
+        throw new AssertionError("a replaced expression refuses calls");
+      } catch (IllegalStateException expected) {
+        // the model no longer holds it
+      }
+      m.setExpression(0, "Binomial(3, 0.5)");
+      m.setNumberOfSamplesPerInterval(7);
+      equal(7L, m.getNumberOfSamplesPerInterval(), "samples per interval");
+
+      equal(17, expectError(f::getValue, "before compiling").getCode(), "not_compiled");
+      d.compile();
+      d.propagate();
+      double[] pf = {0.6 * 0.125 + 0.4 * 0, 0.6 * 0.375, 0.6 * 0.375 + 0.4, 0.6 * 0.125};
+      near(pf, faults.getBeliefs(), 1e-15, "Faults after generation at compilation");
+      double mean = 0, square = 0;
+      for (int k = 0; k < 4; k++) {
+        mean += k * pf[k];
+        square += k * k * pf[k];
+      }
+      near(1 - pf[0] + 10 * (square - mean * mean), f.getValue(), 1e-12, "function value");
+      near(2.0, faults.getQuantile(0.6), 0, "0.6-quantile of Faults");
+      near(0.5, truth.getQuantile(0.35), 1e-12, "interval quantile interpolates in [0, 1)");
+
+      truth.doubleNumberOfIntervals();
+      near(new double[] {-1, 0, 0.5, 1, 2}, new double[] {truth.getStateValue(1), truth.getStateValue(2),
+          truth.getStateValue(3), truth.getStateValue(4), truth.getStateValue(5)}, 0, "midpoints and end widths");
+      truth.halveNumberOfIntervals();
+      equal(3L, truth.getNumberOfStates(), "merged back");
+
+      m.delete();
+      check(m.isDeleted() && faults.getModel() == null, "deleting zeroes the model's peer");
+      last = truth.newModel(List.of());
+    }
+    check(last.isDeleted(), "closing the domain zeroes its models' peers");
+  }
+
+  /** Marginals the caller closes, and model peers of two classes both zeroed on deletion. */
+  public static void testMarginalsAndModelPeersOfAnyClass() {
+    try (Domain d = BindingTest.rain()) {
+      Node rain = d.getNodeByName("Rain"), wet = d.getNodeByName("Wet");
+      d.compile();
+      d.propagate();
+      Table joint = d.getMarginal(List.of(wet, rain));
+      near(new double[] {0.18, 0.08, 0.02, 0.72}, joint.getData(), 1e-15, "P(Wet, Rain)");
+      try (Table wetOnly = joint.getMarginal(List.of(wet))) {
+        near(new double[] {0.26, 0.74}, wetOnly.getData(), 1e-15, "P(Wet)");
+      }
+      joint.close();
+      check(joint.isDeleted(), "closed");
+      joint.close();
+      equal(1, expectError(() -> d.getMarginal(List.of(rain, rain)), "twice").getCode(), "usage");
+
+      // A program's own model peer class, laid out unlike Model: each is zeroed through its own field.
+      final class OwnPeer {
+        long tag = 42;
+        long modelPeer;
+      }
+      Model api = rain.newModel(List.of());
+      OwnPeer own = new OwnPeer();
+      long list = NativesTest.list(rain.nodePeer);
+      long raw = N.orvNodeNewModel(wet.nodePeer, list);
+      N.orvListDelete(list);
+      own.modelPeer = raw;
+      equal(0, N.orvModelSetBackpointer(raw, own), "a program's own model peer");
+      N.orvModelDelete(raw);
+      api.delete();
+      equal(42L, own.tag, "the other field is untouched");
+      check(own.modelPeer == 0 && api.isDeleted(), "both peers zeroed");
+    }
+  }
+}
