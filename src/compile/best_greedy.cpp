@@ -6,12 +6,6 @@
 namespace orv {
 namespace {
 
-double total_weight(const Fragment &g, const Vector<VertexList> &cliques) {
-  double cost = 0.0;
-  for (const VertexList &clique : cliques) cost += set_weight(g, clique);
-  return cost;
-}
-
 // A sub-fragment of the whole moral graph: its runs report their cost.
 bool is_top_level(const Fragment &g) { return g.enclosing && !g.enclosing->enclosing; }
 
@@ -22,6 +16,12 @@ Vertex first_discrete(const Fragment &g) {
 }
 
 }  // namespace
+
+double total_weight(const Fragment &g, const Vector<VertexList> &cliques) {
+  double cost = 0.0;
+  for (const VertexList &clique : cliques) cost += set_weight(g, clique);
+  return cost;
+}
 
 bool weights_can_differ(const Fragment &g) {
   bool all_continuous = true, all_discrete = true, equal_states = true;

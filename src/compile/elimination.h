@@ -55,6 +55,9 @@ struct ComponentTriangulation {
   double cost = 0.0;
 };
 
+// The sum of the clique weights.
+double total_weight(const Fragment &g, const Vector<VertexList> &cliques);
+
 // Greedy triangulation with one heuristic (15 to 18), logged.
 ComponentTriangulation triangulate_by_elimination(const Fragment &g, orv_triangulation_method_t method,
                                                   std::FILE *log);

@@ -4,6 +4,11 @@
 // cliques by adding one vertex at a time: the cliques of G_i come from those
 // of G_(i-1), from S + a_i, and from S + (T & C) with S a separator of G_i,
 // C a component of G_i - S and T a separator of G_(i-1).
+// The separators of the prefixes G_i need no listing of their own: a minimal
+// separator T of G_i - a is one of G_i, or T + a is, so the separators of
+// G_(i-1) are among S - a_i for the separators S of G_i. Walking back from G,
+// every prefix's separators are S & V_i for separators S of G, kept as
+// numbers into the list of G.
 #include "compile/potential_cliques.h"
 
 namespace orv {
@@ -49,6 +54,43 @@ VertexList connected_order(const BitGraph &g) {
       });
   }
   return order;
+}
+
+// Whether s (not empty) is a minimal separator of the subgraph induced by
+// universe: at least two components of the rest see all of s.
+bool is_minimal_separator(const BitGraph &g, const Word *s, const Word *universe, Vector<Word> &within,
+                          Vector<Word> &components, Vector<Word> &neighbors) {
+  const Rows &rows = g.rows();
+  for (std::size_t k = 0; k < rows.words; ++k) within[k] = universe[k] & ~s[k];
+  const std::size_t count = g.components(within.data(), universe, components, neighbors);
+  std::size_t full = 0;
+  for (std::size_t c = 0; c < count && full < 2; ++c) full += rows.equal(neighbors.data() + c * rows.words, s);
+  return full >= 2;
+}
+
+// The minimal separators of every prefix G_i (i = 0 .. n-1 of order), as
+// numbers into the separators of G, each prefix's sets distinct.
+Vector<Vector<std::uint32_t>> prefix_separators(const BitGraph &g, const VertexList &order, const SetPool &top) {
+  const Rows &rows = g.rows();
+  const std::size_t W = rows.words, n = order.size();
+  Vector<Vector<std::uint32_t>> levels(n);
+  levels[n - 1].resize(top.size());
+  for (std::size_t t = 0; t < top.size(); ++t) levels[n - 1][t] = static_cast<std::uint32_t>(t);
+  Vector<Word> universe(W, 0), candidate(W), within(W), components, neighbors;
+  for (Vertex v : order) Rows::set(universe.data(), v);
+  for (std::size_t i = n - 1; i > 0; --i) {
+    universe[order[i] >> 6] &= ~(Word{1} << (order[i] & 63));  // now V_(i-1)
+    SetPool seen(W);
+    for (std::uint32_t t : levels[i]) {
+      for (std::size_t k = 0; k < W; ++k) candidate[k] = top[t][k] & universe[k];
+      bool added = false;
+      if (rows.empty(candidate.data())) continue;
+      seen.insert(candidate.data(), added);
+      if (added && is_minimal_separator(g, candidate.data(), universe.data(), within, components, neighbors))
+        levels[i - 1].push_back(t);
+    }
+  }
+  return levels;
 }
 
 }  // namespace
@@ -101,11 +143,12 @@ bool CliqueTest::operator()(const Word *omega, const Word *universe) {
   return clique;
 }
 
-bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limits, SetPool &separators,
+bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limits, const SetPool &separators,
                                     SetPool &out) {
   const Rows &rows = g.rows();
   const std::size_t W = rows.words;
   const VertexList order = connected_order(g);
+  const Vector<Vector<std::uint32_t>> levels = prefix_separators(g, order, separators);
   CliqueTest is_pmc(g);
   Vector<Word> universe(W, 0), candidate(W), within(W), components, neighbors;
   SetPool previous_cliques(W), previous_separators(W), current_separators(W);
@@ -127,7 +170,11 @@ bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limit
     Rows::set(universe.data(), a);
     std::swap(previous_cliques, out);
     out = SetPool(W);
-    if (!list_minimal_separators(g, universe.data(), limits, current_separators)) return false;
+    current_separators = SetPool(W);
+    for (std::uint32_t t : levels[i]) {
+      for (std::size_t k = 0; k < W; ++k) candidate[k] = separators[t][k] & universe[k];
+      current_separators.insert(candidate.data(), added);
+    }
     tests += current_separators.size() * rows.count(universe.data());  // the cost of listing them
     for (std::size_t p = 0; p < previous_cliques.size(); ++p) {
       rows.copy(candidate.data(), previous_cliques[p]);
@@ -154,7 +201,6 @@ bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limit
     }
     std::swap(previous_separators, current_separators);
   }
-  std::swap(separators, previous_separators);
   return true;
 }
 

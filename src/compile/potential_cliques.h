@@ -24,10 +24,10 @@ struct SearchLimits {
 // limit is exceeded.
 bool list_minimal_separators(const BitGraph &g, const Word *universe, const SearchLimits &limits, SetPool &out);
 
-// Lists the potential maximal cliques of g (connected) into `out`, and its
-// minimal separators into `separators`. Returns false when a limit is
-// exceeded, for the separators of g or of a subgraph met on the way.
-bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limits, SetPool &separators,
+// Lists the potential maximal cliques of g (connected) into `out`, given all
+// minimal separators of g (from list_minimal_separators). Returns false when
+// a limit on the cliques or on the tests is exceeded.
+bool list_potential_maximal_cliques(const BitGraph &g, const SearchLimits &limits, const SetPool &separators,
                                     SetPool &out);
 
 // Whether omega is a potential maximal clique of the subgraph induced by

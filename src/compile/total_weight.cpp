@@ -1,7 +1,8 @@
 // Method 19 per prime component: the exact search when the component's
 // minimal separators stay within the domain's limits and the optimum admits
 // a strong elimination order, otherwise the cheapest of best greedy and a
-// series of seeded randomized greedy runs. Either way the result is never
+// series of seeded randomized greedy runs, improved by exact searches over
+// windows of neighbouring cliques. Either way the result is never
 // worse than best greedy, and it depends only on the graph and the limits.
 #include <algorithm>
 #include <limits>
@@ -25,12 +26,12 @@ constexpr std::uint64_t kSeed = 0x5eed19u;
 // limit (a component of two thousand separators takes well under a second).
 constexpr std::size_t kCliquesPerSeparator = 40;
 constexpr std::size_t kTestsPerSeparator = 200;
-
-double total_weight(const Fragment &g, const Vector<VertexList> &cliques) {
-  double cost = 0.0;
-  for (const VertexList &clique : cliques) cost += set_weight(g, clique);
-  return cost;
-}
+// Windows re-triangulated exactly after the randomized series: sizes in
+// vertices, and searches per vertex of the component.
+constexpr std::size_t kSmallestWindow = 20, kLargestWindow = 36, kWindowStep = 8;
+constexpr std::size_t kSearchesPerVertex = 4;
+// Separators per window search: keeps one search within milliseconds.
+constexpr std::size_t kWindowSeparators = 2000;
 
 SearchLimits limits_of(const orv_domain_s *d) {
   SearchLimits limits;
@@ -40,6 +41,21 @@ SearchLimits limits_of(const orv_domain_s *d) {
   limits.max_cliques = size_multiply(d->max_separators, kCliquesPerSeparator);
   limits.max_tests = size_multiply(d->max_separators, kTestsPerSeparator);
   return limits;
+}
+
+LocalSearch local_search_of(const Fragment &g, const SearchLimits &limits) {
+  LocalSearch search;
+  search.smallest = kSmallestWindow;
+  search.largest = kLargestWindow;
+  search.step = kWindowStep;
+  search.max_searches = size_multiply(g.size(), kSearchesPerVertex);
+  search.limits = limits;
+  if (limits.max_separators == 0 || limits.max_separators > kWindowSeparators) {
+    search.limits.max_separators = kWindowSeparators;
+    search.limits.max_cliques = kWindowSeparators * kCliquesPerSeparator;
+    search.limits.max_tests = kWindowSeparators * kTestsPerSeparator;
+  }
+  return search;
 }
 
 // Picking strategies the randomized series cycles through: on the standard
@@ -159,11 +175,14 @@ ComponentTriangulation triangulate_by_total_weight(const Fragment &g, std::FILE 
     result = exact.best.cost <= greedy.cost ? std::move(exact.best) : std::move(greedy);
   } else {
     ComponentTriangulation randomized = recombined_greedy(g);
-    log_separator_count(log, g.domain, exact, limits);
-    log_printf(log, ", %s: best greedy %s, randomized greedy %s\n",
-               exact.best.cliques.empty() ? "beyond the limits" : "no strong exact optimum",
-               cost_text(g.domain, greedy.cost), cost_text(g.domain, randomized.cost));
+    const double greedy_cost = greedy.cost, randomized_cost = randomized.cost;
     result = randomized.cost < greedy.cost ? std::move(randomized) : std::move(greedy);
+    result = improve_by_windows(g, std::move(result), local_search_of(g, limits));
+    log_separator_count(log, g.domain, exact, limits);
+    log_printf(log, ", %s: best greedy %s, randomized greedy %s, exact windows %s\n",
+               exact.best.cliques.empty() ? "beyond the limits" : "no strong exact optimum",
+               cost_text(g.domain, greedy_cost), cost_text(g.domain, randomized_cost),
+               cost_text(g.domain, result.cost));
   }
   log_printf(log, "\nFound triangulation of prime component of cost %s\n", cost_text(g.domain, result.cost));
   return result;

@@ -1,6 +1,7 @@
 // Triangulation for the smallest total clique weight: exact over minimal
 // triangulations when the component's minimal separators stay within the
-// limits, otherwise the best of best greedy and seeded randomized greedy runs.
+// limits, otherwise the best of best greedy and seeded randomized greedy runs,
+// improved by re-triangulating windows of neighbouring cliques exactly.
 #pragma once
 
 #include <cstdint>
@@ -40,6 +41,20 @@ ComponentTriangulation randomized_greedy(const Fragment &g, std::uint64_t seed, 
 // Whether the cliques (of g) can be produced by an elimination order that
 // removes every continuous vertex before any discrete one.
 bool admits_strong_order(const Fragment &g, const Vector<VertexList> &cliques);
+
+// Re-triangulating windows of neighbouring cliques exactly: windows of up to
+// `smallest` vertices first, then `step` more at a time up to `largest`, at
+// most `max_searches` exact searches in all, each within `limits`.
+struct LocalSearch {
+  std::size_t smallest = 0, largest = 0, step = 1;
+  std::size_t max_searches = 0;
+  SearchLimits limits;
+};
+// The triangulation of g (its maximal cliques) improved window by window;
+// never costlier, and strong when `start` is. `searches` receives the count
+// of exact searches made.
+ComponentTriangulation improve_by_windows(const Fragment &g, ComponentTriangulation start, const LocalSearch &search,
+                                          std::size_t *searches = nullptr);
 
 // Method 19 for one prime component (not complete), with its log lines.
 ComponentTriangulation triangulate_by_total_weight(const Fragment &g, std::FILE *log);

@@ -37,12 +37,6 @@ double triangulate_prime_component(const Fragment &g, const VertexList &members,
   return found.cost;
 }
 
-double total_cost(const Fragment &g, const Vector<VertexList> &cliques) {
-  double cost = 0.0;
-  for (const VertexList &clique : cliques) cost += set_weight(g, clique);
-  return cost;
-}
-
 }  // namespace
 
 void triangulate_domain(orv_domain_s *d, CompiledDomain &state, orv_triangulation_method_t method, std::FILE *log) {
@@ -54,7 +48,7 @@ void triangulate_domain(orv_domain_s *d, CompiledDomain &state, orv_triangulatio
   // Components overlap in their separators; a clique of one may lie inside
   // a clique of another.
   drop_non_maximal(state.cliques, g.size());
-  state.cost = total_cost(g, state.cliques);
+  state.cost = total_weight(g, state.cliques);
   if (log) log_printf(log, "\n\nTotal cost of triangulation for all prime components is %s\n", cost_text(d, state.cost));
   generate_elimination_order(state);
   if (!log) return;
@@ -70,7 +64,7 @@ void build_cliques_from_order(CompiledDomain &state, const VertexList &order, st
   Vector<EliminatedClique> eliminated = eliminate_in_order(g, order, log);
   state.cliques.reserve(eliminated.size());
   for (EliminatedClique &clique : eliminated) state.cliques.push_back(std::move(clique.members));
-  state.cost = total_cost(g, state.cliques);
+  state.cost = total_weight(g, state.cliques);
 }
 
 }  // namespace orv

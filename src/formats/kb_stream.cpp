@@ -9,11 +9,16 @@
 // The key is derived from the password with Argon2id; the sealed message is
 // authenticated, so a wrong password or any tampering is detected, and
 // nothing of the model is readable without the password.
+//
+// VERSION is 2: the model is the binary network section. Files of version 1,
+// which held NET text, are refused with bad_kb_version (save them again
+// from their NET source).
 #include "formats/kb_stream.h"
 
 #include <sodium.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 #include <cstring>
@@ -24,7 +29,7 @@ namespace orv {
 
 namespace {
 
-constexpr unsigned char kMagic0 = 0x7D, kMagic1 = 0x00, kVersion = 1, kLittleEndian = 1;
+constexpr unsigned char kMagic0 = 0x7D, kMagic1 = 0x00, kVersion = 2, kLittleEndian = 1;
 constexpr unsigned kSealed = 1;
 constexpr std::size_t kKeyBytes = crypto_secretstream_xchacha20poly1305_KEYBYTES;
 // Argon2id cost of deriving the key (64 MiB, a fraction of a second).
@@ -122,8 +127,21 @@ Bytes unseal(ByteReader &r, const char *password) {
 
 }  // namespace
 
+void ByteWriter::u32(std::uint32_t v) {
+  const unsigned char b[4] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8),
+                              static_cast<unsigned char>(v >> 16), static_cast<unsigned char>(v >> 24)};
+  run(b, 4);
+}
+
 void ByteWriter::u64(std::uint64_t v) {
-  for (int i = 0; i < 8; ++i) u8(static_cast<unsigned>(v >> (8 * i)) & 0xFF);
+  unsigned char b[8];
+  for (int i = 0; i < 8; ++i) b[i] = static_cast<unsigned char>(v >> (8 * i));
+  run(b, 8);
+}
+
+void ByteWriter::text(const char *s, std::size_t n) {
+  u64(n);
+  run(s, n);
 }
 
 void ByteWriter::f64(double v) {
@@ -133,6 +151,7 @@ void ByteWriter::f64(double v) {
 }
 
 void ByteWriter::f64s(const double *v, std::size_t n) {
+  if (n == 0) return;  // v may be null then
   if constexpr (std::endian::native == std::endian::little) {
     run(v, n * sizeof(double));
   } else {
@@ -146,6 +165,19 @@ void ByteWriter::run(const void *data, std::size_t n) {
 }
 
 unsigned ByteReader::u8() { return *run(1); }
+
+std::uint32_t ByteReader::u32() {
+  const unsigned char *p = run(4);
+  return p[0] | static_cast<std::uint32_t>(p[1]) << 8 | static_cast<std::uint32_t>(p[2]) << 16 |
+         static_cast<std::uint32_t>(p[3]) << 24;
+}
+
+void ByteReader::text(String &into) {
+  const std::size_t n = count(1);
+  const unsigned char *p = run(n);
+  if (n && std::memchr(p, 0, n)) bad_format();
+  into.assign(reinterpret_cast<const char *>(p), n);
+}
 
 std::uint64_t ByteReader::u64() {
   const unsigned char *p = run(8);
@@ -162,6 +194,7 @@ double ByteReader::f64() {
 }
 
 void ByteReader::f64s(double *v, std::size_t n) {
+  if (n == 0) return;  // v may be null then
   if constexpr (std::endian::native == std::endian::little) {
     if (n > static_cast<std::size_t>(end - at) / sizeof(double)) bad_format();
     std::memcpy(v, run(n * sizeof(double)), n * sizeof(double));
@@ -183,27 +216,50 @@ std::size_t ByteReader::count(std::size_t item_size) {
   return static_cast<std::size_t>(n);
 }
 
+namespace {
+
+bool gz_write_all(gzFile gz, const Bytes &bytes) {
+  for (std::size_t at = 0; at < bytes.size();) {
+    const unsigned chunk = static_cast<unsigned>(std::min<std::size_t>(bytes.size() - at, 1u << 30));
+    if (gzwrite(gz, bytes.data() + at, chunk) != static_cast<int>(chunk)) return false;
+    at += chunk;
+  }
+  return true;
+}
+
+// The uncompressed size that the gzip trailer of the file states, when it is
+// plausible (deflate expands at most about 1032:1), else 0.
+std::size_t stated_size(const char *file_name) {
+  std::FILE *f = std::fopen(file_name, "rb");
+  if (!f) return 0;
+  unsigned char trailer[4];
+  long length = -1;
+  if (std::fseek(f, -4, SEEK_END) == 0 && std::fread(trailer, 1, 4, f) == 4) length = std::ftell(f);
+  std::fclose(f);
+  if (length < 18) return 0;
+  const std::size_t size = trailer[0] | trailer[1] << 8 | trailer[2] << 16 | static_cast<std::size_t>(trailer[3]) << 24;
+  return size / 1032 <= static_cast<std::size_t>(length) ? size : 0;
+}
+
+}  // namespace
+
 void write_kb_file(const char *file_name, KbType type, const Bytes &model, const char *password) {
   ByteWriter w;
   const unsigned char head[] = {kMagic0, kMagic1, kVersion, static_cast<unsigned char>(type), kLittleEndian,
                                 sizeof(std::size_t), sizeof(double),
                                 static_cast<unsigned char>(password ? kSealed : 0)};
   w.run(head, sizeof head);
+  Bytes sealed;
   if (password) {
-    Bytes sealed = seal(model, password);
-    w.run(sealed.data(), sealed.size());
+    sealed = seal(model, password);
   } else {
     w.u64(model.size());
-    w.run(model.data(), model.size());
   }
+  // The model goes out where it is, after the header.
   gzFile gz = gzopen(file_name, "wb");
   if (!gz) fail(orv_error_io);
-  bool ok = true;
-  for (std::size_t at = 0; ok && at < w.bytes.size();) {
-    const unsigned chunk = static_cast<unsigned>(std::min<std::size_t>(w.bytes.size() - at, 1u << 30));
-    ok = gzwrite(gz, w.bytes.data() + at, chunk) == static_cast<int>(chunk);
-    at += chunk;
-  }
+  gzbuffer(gz, 1u << 17);
+  bool ok = gz_write_all(gz, w.bytes) && gz_write_all(gz, password ? sealed : model);
   if (gzclose(gz) != Z_OK) ok = false;
   if (!ok) {
     std::remove(file_name);
@@ -212,16 +268,24 @@ void write_kb_file(const char *file_name, KbType type, const Bytes &model, const
 }
 
 Bytes read_kb_file(const char *file_name, KbType type, const char *password) {
+  const std::size_t hint = stated_size(file_name);
   gzFile gz = gzopen(file_name, "rb");
   if (!gz) fail(orv_error_io);
   Bytes content;
   try {
-    unsigned char buffer[1 << 16];
+    // Inflated straight into one buffer of the stated size (one byte more
+    // shows the end), grown only when the trailer was wrong.
+    gzbuffer(gz, 1u << 17);
+    content.resize(hint + 1);
+    std::size_t size = 0;
     for (;;) {
-      const int n = gzread(gz, buffer, sizeof buffer);
+      if (content.size() == size) content.resize(std::max<std::size_t>(2 * size, 1u << 16));
+      const unsigned room = static_cast<unsigned>(std::min<std::size_t>(content.size() - size, 1u << 30));
+      const int n = gzread(gz, content.data() + size, room);
       if (n <= 0) break;
-      content.insert(content.end(), buffer, buffer + n);
+      size += static_cast<std::size_t>(n);
     }
+    content.resize(size);
     int code = Z_OK;
     gzerror(gz, &code);
     if (code == Z_ERRNO) fail(orv_error_io);
@@ -243,9 +307,11 @@ Bytes read_kb_file(const char *file_name, KbType type, const char *password) {
   if (flags & ~kSealed) bad_format();
   if (flags & kSealed) return unseal(r, password);
   const std::size_t n = r.count(1);
-  const unsigned char *p = r.run(n);
+  r.run(n);
   if (!r.done()) bad_format();
-  return Bytes(p, p + n);
+  // The model bytes in place: the header goes, nothing is copied twice.
+  content.erase(content.begin(), content.end() - static_cast<std::ptrdiff_t>(n));
+  return content;
 }
 
 }  // namespace orv

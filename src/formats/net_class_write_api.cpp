@@ -7,8 +7,6 @@
 
 namespace orv {
 
-namespace {
-
 // Members ordered so that used classes come before their users: repeatedly
 // the first class, in collection order, all of whose used classes are done.
 Vector<orv_class_s *> dependency_order(orv_class_collection_s *cc) {
@@ -34,8 +32,6 @@ Vector<orv_class_s *> dependency_order(orv_class_collection_s *cc) {
   }
   return order;
 }
-
-}  // namespace
 
 void write_collection_net(NetOutput &out, orv_domain_s *d) {
   orv_class_collection_s *cc = as_class(d)->collection;

@@ -108,20 +108,6 @@ class NetWriter {
     out_.put(")");
   }
 
-  // Number of trailing nodes of a chain potential that are its children:
-  // the shortest tail (at least two) whose nodes all have the nodes before
-  // it as parents.
-  static std::size_t chain_child_count(const orv_table_s *t) {
-    const std::size_t n = t->discrete_count;
-    for (std::size_t k = 2; k < n; ++k) {
-      bool all = true;
-      for (std::size_t i = n - k; i < n && all; ++i)
-        for (std::size_t j = 0; j < n - k && all; ++j) all = t->nodes[i]->parents.contains(t->nodes[j]);
-      if (all) return k;
-    }
-    return n;
-  }
-
   void chain_potentials() {
     Vector<orv_table_s *> tables;
     for (ChainBlock *b = d_->first_chain_block; b; b = b->next)
@@ -344,6 +330,20 @@ class NetWriter {
 };
 
 }  // namespace
+
+// Number of trailing nodes of a chain potential that are its children:
+// the shortest tail (at least two) whose nodes all have the nodes before
+// it as parents.
+std::size_t chain_child_count(const orv_table_s *t) {
+  const std::size_t n = t->discrete_count;
+  for (std::size_t k = 2; k < n; ++k) {
+    bool all = true;
+    for (std::size_t i = n - k; i < n && all; ++i)
+      for (std::size_t j = 0; j < n - k && all; ++j) all = t->nodes[i]->parents.contains(t->nodes[j]);
+    if (all) return k;
+  }
+  return n;
+}
 
 bool stored_in_binary(const orv_node_s *n) {
   return n->table && n->table->data && !n->model && n->table->continuous_count == 0 && !n->table->cg_data;

@@ -6,6 +6,9 @@
 #include "model/domain.h"
 #include "tables/table.h"
 
+struct orv_class_s;
+struct orv_class_collection_s;
+
 namespace orv {
 
 // Indentation of one writing context: a domain or a class.
@@ -25,6 +28,10 @@ void write_domain_net(NetOutput &out, orv_domain_s *d);
 // Writes one class ("class NAME { ... } % class NAME").
 void write_class_net(NetOutput &out, orv_domain_s *c);
 
+// The members of a collection with every class after the classes it
+// instantiates (otherwise in collection order).
+Vector<orv_class_s *> dependency_order(orv_class_collection_s *cc);
+
 // Writes every class of the collection of class `d`, used classes first.
 void write_collection_net(NetOutput &out, orv_domain_s *d);
 
@@ -38,6 +45,9 @@ char *domain_text(orv_domain_s *d, bool exact, DomainWriter write);
 // Whether the node's table is one that KB files store in binary rather than
 // as NET text: a discrete table not generated from a model.
 bool stored_in_binary(const orv_node_s *n);
+
+// Number of trailing nodes of a chain potential that are its children.
+std::size_t chain_child_count(const orv_table_s *t);
 
 // Table data ending in ";", the last row comment and a newline.
 void write_table(NetOutput &out, orv_table_s *t, const NetLayout &layout);

@@ -82,10 +82,11 @@ TEST(PotentialMaximalCliques, ListingEqualsTheTestOfEverySubset) {
     const Fragment g = random_graph(rng, n, trial % 3 == 0 ? 0.15 : 0.35);
     const BitGraph bits(g);
     SetPool separators(bits.rows().words), listed(bits.rows().words);
+    const Word all = (Word{1} << n) - 1;
+    ASSERT_TRUE(list_minimal_separators(bits, &all, SearchLimits{}, separators));
     ASSERT_TRUE(list_potential_maximal_cliques(bits, SearchLimits{}, separators, listed));
     std::set<Word> expected, found;
     CliqueTest is_pmc(bits);
-    const Word all = (Word{1} << n) - 1;
     for (Word s = 1; s <= all; ++s)
       if (is_pmc(&s, &all)) expected.insert(s);
     for (std::size_t p = 0; p < listed.size(); ++p) found.insert(*listed[p]);
@@ -145,6 +146,54 @@ TEST(TotalWeight, LimitsSendTheComponentToTheRandomizedSeries) {
   EXPECT_EQ(test::as_sets(randomized_greedy(g, 11, 200, std::size_t{1} << 40).cliques),
             test::as_sets(randomized.cliques));
   EXPECT_LT(randomized_greedy(g, 11, 200, 0).cost, std::numeric_limits<double>::infinity());
+}
+
+// Windows re-triangulated exactly: from a poor elimination order, a window
+// as large as the graph reaches the optimum, and smaller windows give a valid
+// triangulation between the two; strong orders survive; the result depends
+// only on the input.
+TEST(TotalWeight, WindowsImproveAPoorTriangulation) {
+  std::mt19937 rng(23);
+  std::size_t improved = 0;
+  for (int trial = 0; trial < 16; ++trial) {
+    const int n = 14 + trial % 5;
+    std::vector<int> continuous;
+    if (trial % 4 == 3) continuous = {trial % n, (trial + 5) % n};
+    const Fragment g = random_graph(rng, n, 0.18, continuous);
+    // Reverse vertex order, continuous vertices first: usually far from best.
+    VertexList order;
+    for (int pass = 0; pass < 2; ++pass)
+      for (int v = n - 1; v >= 0; --v)
+        if ((g.continuous[v] != 0) == (pass == 0)) order.push_back(static_cast<Vertex>(v));
+    ComponentTriangulation start;
+    for (EliminatedClique &c : eliminate_in_order(g, order, nullptr)) start.cliques.push_back(std::move(c.members));
+    start.cost = weight_of(g, start.cliques);
+    const std::string what = "trial " + std::to_string(trial);
+    for (std::size_t window : {std::size_t{8}, static_cast<std::size_t>(n)}) {
+      LocalSearch search;
+      search.smallest = search.largest = window;
+      search.max_searches = 1000;
+      std::size_t searches = 0;
+      const ComponentTriangulation better = improve_by_windows(g, start, search, &searches);
+      EXPECT_GT(searches, 0u) << what;
+      EXPECT_LE(better.cost, start.cost) << what;
+      EXPECT_EQ(weight_of(g, better.cliques), better.cost) << what;
+      expect_triangulation(g, better.cliques, what + " window " + std::to_string(window));
+      EXPECT_TRUE(admits_strong_order(g, better.cliques)) << what;
+      const double optimum = minimum_weight_triangulation(g, SearchLimits{}).best.cost;
+      if (continuous.empty() && window == static_cast<std::size_t>(n))
+        EXPECT_EQ(better.cost, optimum) << what;
+      else
+        EXPECT_GE(better.cost, optimum) << what;
+      improved += window == static_cast<std::size_t>(n) && better.cost < start.cost;
+      EXPECT_EQ(test::as_sets(improve_by_windows(g, start, search).cliques), test::as_sets(better.cliques)) << what;
+    }
+    // No search allowed: the start comes back unchanged.
+    LocalSearch none;
+    none.smallest = none.largest = static_cast<std::size_t>(n);
+    EXPECT_EQ(test::as_sets(improve_by_windows(g, start, none).cliques), test::as_sets(start.cliques)) << what;
+  }
+  EXPECT_GT(improved, 4u);
 }
 
 TEST(TotalWeight, ContinuousVerticesGoFirst) {
@@ -221,19 +270,27 @@ TEST(TotalWeightMethod, LimitsChooseBetweenExactAndFallbackInTheLog) {
     ASSERT_EQ(orv_domain_set_max_separator_size(d.get(), count ? 0 : 1), orv_error_none);
     const std::string fallback =
         test::capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_total_weight), 0); });
-    EXPECT_CONTAINS(fallback, std::string("    ") + text + ", beyond the limits: best greedy 24, randomized greedy 24\n");
+    EXPECT_CONTAINS(fallback, std::string("    ") + text +
+                                  ", beyond the limits: best greedy 24, randomized greedy 24, exact windows 24\n");
     EXPECT_EQ(test::check_domain(d.get()), "");
     uncompile(d.get());
   }
 }
 
-TEST(TotalWeightMethod, AllocationFailuresInTheRandomizedSeriesAreReported) {
+TEST(TotalWeightMethod, AllocationFailuresInTheFallbackAreReported) {
   std::mt19937 rng(2);
   const Fragment g = random_graph(rng, 9, 0.3);
   const auto clean = test::expect_no_memory_sweep(
       "randomized", [&] { return guarded_status([&] { randomized_greedy(g, 1, 3, std::size_t{1} << 40); }); },
       [] {});
   EXPECT_EQ(clean.result, orv_error_none);
+  ComponentTriangulation start = randomized_greedy(g, 1, 1, 0);
+  LocalSearch search;
+  search.smallest = search.largest = 6;
+  search.max_searches = 4;
+  const auto windows = test::expect_no_memory_sweep(
+      "windows", [&] { return guarded_status([&] { improve_by_windows(g, start, search); }); }, [] {});
+  EXPECT_EQ(windows.result, orv_error_none);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -17,8 +18,10 @@
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/net_compare.h"
+#include "formats/kb_stream.h"
 #include "oobn/class.h"
 #include "runtime/allocate.h"
+#include "tables/table.h"
 
 namespace orv {
 namespace {
@@ -214,29 +217,125 @@ TEST(KbFile, EverythingADomainHoldsRoundTripsWithAndWithoutPassword) {
   std::remove(sealed.c_str());
 }
 
+// Classes with what only classes have: inputs, outputs, bound, named and
+// unnamed output clones, instance labels, positions and attributes, and a
+// model inside a class.
+constexpr const char *kClasses =
+    "class Part\n{\n inputs = (I);\n outputs = (O E);\n node_size = (50 30);\n owner = \"me\";\n"
+    " node I { states = (\"a\" \"b\"); }\n"
+    " node O { label = \"out\"; position = (3 4); states = (\"x\" \"y\" \"z\"); note = \"n\"; }\n"
+    " node E { states = (\"a\" \"b\"); }\n"
+    " potential (I) { data = (0.5 0.5); }\n"
+    " potential (O | I) { model_nodes = (I); model_data = (Distribution (0.2, 0.3, 0.5), Distribution (1, 1, 2)); }\n"
+    " potential (E | O) { data = ((0.1 0.9) (0.2 0.8) (0.3 0.7)); }\n}\n"
+    "class Whole\n{\n node S { states = (\"a\" \"b\"); }\n"
+    " instance P1 : Part (I = S; K1 = O, E1 = E) { label = \"first\"; position = (10 20); tag = \"t\"; }\n"
+    " instance P2 : Part (I = E1) {}\n"
+    " node T { states = (\"u\" \"v\"); }\n"
+    " potential (S) { data = (0.3 0.7); }\n"
+    " potential (T | K1 P2.O) { data = (((0.1 0.9) (0.2 0.8) (0.3 0.7)) ((0.4 0.6) (0.5 0.5) (0.6 0.4))"
+    " ((0.7 0.3) (0.8 0.2) (0.9 0.1))); }\n}\n";
+
 TEST(KbFile, ClassCollectionsRoundTripAndTypesAreChecked) {
-  CollectionPtr cc(orv_new_class_collection());
-  ASSERT_EQ(orv_net_parse_classes(ORVEL_DATA_DIR "/classes/hierarchy.net", cc.get(), nullptr, nullptr, nullptr),
-            orv_error_none);
-  const std::string text = take(orv_cc_to_net_string(cc.get()));
   const std::string file = temp("classes.kb"), domain_file = temp("domain.kb");
-  for (const char *password : {static_cast<const char *>(nullptr), "secret"}) {
-    ASSERT_EQ(orv_cc_save_as_kb(cc.get(), file.c_str(), password), orv_error_none);
-    CollectionPtr back(orv_kb_load_class_collection(file.c_str(), password));
-    ASSERT_NE(back, nullptr) << orv_error_name(orv_error_code());
-    EXPECT_EQ(take(orv_cc_to_net_string(back.get())), text);
-    orv_class_t top = orv_cc_get_class_by_name(back.get(), "Top");
-    ASSERT_NE(top, nullptr);
-    DomainPtr unfolded(orv_class_create_domain(top));
-    DomainPtr expected(orv_class_create_domain(orv_cc_get_class_by_name(cc.get(), "Top")));
-    EXPECT_EQ(exact_text(unfolded.get()), exact_text(expected.get()));
-    EXPECT_RESULT(orv_kb_load_domain(file.c_str(), password), nullptr, orv_error_bad_kb_type);
+  for (const char *source : {ORVEL_DATA_DIR "/classes/hierarchy.net", kClasses}) {
+    CollectionPtr cc(orv_new_class_collection());
+    ASSERT_EQ(orv_net_parse_classes(source, cc.get(), nullptr, nullptr, nullptr), orv_error_none) << source;
+    const std::string text = take(orv_cc_to_net_string(cc.get()));
+    for (const char *password : {static_cast<const char *>(nullptr), "secret"}) {
+      ASSERT_EQ(orv_cc_save_as_kb(cc.get(), file.c_str(), password), orv_error_none);
+      CollectionPtr back(orv_kb_load_class_collection(file.c_str(), password));
+      ASSERT_NE(back, nullptr) << orv_error_name(orv_error_code());
+      EXPECT_EQ(take(orv_cc_to_net_string(back.get())), text);
+      ASSERT_EQ(back->members.size(), cc->members.size());
+      for (orv_class_s *c : cc->members) {
+        orv_class_t loaded = orv_cc_get_class_by_name(back.get(), c->name.c_str());
+        ASSERT_NE(loaded, nullptr) << c->name;
+        EXPECT_STREQ(loaded->file_name.c_str(), file.c_str());
+        DomainPtr expected(orv_class_create_domain(c));
+        ASSERT_NE(expected, nullptr) << c->name << " " << orv_error_name(orv_error_code());
+        DomainPtr unfolded(orv_class_create_domain(loaded));
+        ASSERT_NE(unfolded, nullptr) << c->name << " " << orv_error_name(orv_error_code());
+        EXPECT_EQ(describe_all(unfolded.get()), describe_all(expected.get())) << c->name;
+      }
+      EXPECT_RESULT(orv_kb_load_domain(file.c_str(), password), nullptr, orv_error_bad_kb_type);
+    }
   }
   DomainPtr d = parse_net(ORVEL_DATA_DIR "/networks/asia.net");
   ASSERT_EQ(orv_domain_save_as_kb(d.get(), domain_file.c_str(), nullptr), orv_error_none);
   EXPECT_RESULT(orv_kb_load_class_collection(domain_file.c_str(), nullptr), nullptr, orv_error_bad_kb_type);
   std::remove(file.c_str());
   std::remove(domain_file.c_str());
+}
+
+// A two-node network section written by hand (A and B discrete chance nodes
+// with two states, B's table over `table`), for the damage a file may hold
+// that a flipped byte rarely reaches.
+struct HandModel {
+  std::string names[2] = {"A", "B"};
+  orv_category_t categories[2] = {orv_category_chance, orv_category_chance};
+  orv_kind_t kinds[2] = {orv_kind_discrete, orv_kind_discrete};
+  std::vector<std::vector<std::uint32_t>> parents = {{}, {0}};
+  std::vector<std::uint32_t> table = {0, 1};
+  std::uint64_t table_size = 4;
+
+  std::string save(const std::string &file) const {
+    ByteWriter w;
+    w.u64(0), w.u64(0), w.u64(0), w.u64(2);  // node size, no attributes, two nodes
+    for (int i = 0; i < 2; ++i) {
+      w.u8(categories[i]), w.u8(kinds[i] + 1), w.text(names[i].data(), names[i].size()), w.text("", 0);
+      w.u32(0), w.u32(0), w.u64(0);
+      if (kinds[i] == orv_kind_discrete) w.u8(orv_subtype_label), w.u64(2), w.u8(0), w.u64(0);
+    }
+    for (const auto &list : parents) {
+      w.u32(static_cast<std::uint32_t>(list.size()));
+      for (std::uint32_t p : list) w.u32(p);
+    }
+    w.u8(0), w.u8(0), w.u8(0);  // A: no table
+    w.u8(1), w.u8(0), w.u8(0);
+    w.u32(static_cast<std::uint32_t>(table.size()));
+    for (std::uint32_t p : table) w.u32(p);
+    w.u64(table_size);
+    for (double v : {0.25, 0.75, 0.5, 0.5}) w.f64(v);
+    w.u64(0), w.u64(0), w.u8(0), w.u64(0), w.u8(0);  // no chain potentials, cases, triangulation
+    write_kb_file(file.c_str(), KbType::domain, w.bytes, nullptr);
+    return file;
+  }
+};
+
+TEST(KbFile, NetworksAFileCannotHoldAreRefused) {
+  const std::string file = temp("hand.kb");
+  DomainPtr good(orv_kb_load_domain(HandModel().save(file).c_str(), nullptr));
+  ASSERT_NE(good, nullptr) << orv_error_name(orv_error_code());
+  orv_node_t b = orv_domain_get_node_by_name(good.get(), "B");
+  ASSERT_NE(b, nullptr);
+  EXPECT_EQ(test::names_of_parents(b), "A");
+  EXPECT_EQ(b->table->data[1], 0.75);
+
+  const std::vector<std::pair<const char *, std::function<void(HandModel &)>>> damage = {
+      {"cycle", [](HandModel &m) { m.parents = {{1}, {0}}; }},
+      {"self link", [](HandModel &m) { m.parents = {{}, {1}}; }},
+      {"parent twice", [](HandModel &m) { m.parents = {{}, {0, 0}}; }},
+      {"no such node", [](HandModel &m) { m.parents = {{}, {2}}; }},
+      {"same names", [](HandModel &m) { m.names[1] = "A"; }},
+      {"invalid name", [](HandModel &m) { m.names[1] = "1B"; }},
+      {"table misses a parent", [](HandModel &m) { m.table = {1}; }},
+      {"table node twice", [](HandModel &m) { m.table = {1, 1}; }},
+      {"wrong table size", [](HandModel &m) { m.table_size = 3; }},
+      {"huge table size", [](HandModel &m) { m.table_size = ~std::uint64_t{0}; }},
+      {"utility parent", [](HandModel &m) { m.categories[0] = orv_category_utility, m.kinds[0] = orv_kind_other; }},
+      {"continuous parent", [](HandModel &m) { m.kinds[0] = orv_kind_continuous; }},
+      {"instance in a domain", [](HandModel &m) { m.categories[0] = orv_category_instance, m.kinds[0] = orv_kind_other; }},
+  };
+  test::LiveBlocks live;
+  for (const auto &[what, change] : damage) {
+    SCOPED_TRACE(what);
+    HandModel m;
+    change(m);
+    EXPECT_RESULT(orv_kb_load_domain(m.save(file).c_str(), nullptr), nullptr, orv_error_bad_kb_format);
+  }
+  EXPECT_EQ(live.delta(), 0);
+  std::remove(file.c_str());
 }
 
 bool is_load_error(orv_error_t e) {
@@ -287,7 +386,7 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
     size_t at;
     char value;
     orv_error_t error;
-  } fields[] = {{2, 2, orv_error_bad_kb_version}, {2, 0, orv_error_bad_kb_version}, {3, 9, orv_error_bad_kb_format},
+  } fields[] = {{2, 3, orv_error_bad_kb_version}, {2, 1, orv_error_bad_kb_version}, {3, 9, orv_error_bad_kb_format},
                 {4, 2, orv_error_bad_kb_format},  {5, 4, orv_error_bad_kb_format},  {7, 2, orv_error_bad_kb_format}};
   for (const auto &f : fields) {
     std::string edited = raw;
@@ -342,6 +441,15 @@ TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {
   EXPECT_EQ(describe_all(load.result), describe_all(d.get()));
   test::expect_all_near(beliefs(load.result), beliefs(d.get()), 1e-13);
   orv_domain_delete(load.result);
+
+  // Models, CG blocks and learning tables.
+  DomainPtr everything = parse_net(kEverything);
+  ASSERT_EQ(orv_domain_save_as_kb(everything.get(), file.c_str(), nullptr), orv_error_none);
+  auto every = test::expect_no_memory_sweep(
+      "load everything", [&] { return orv_kb_load_domain(file.c_str(), nullptr); }, [] {});
+  ASSERT_NE(every.result, nullptr);
+  EXPECT_EQ(describe_all(every.result), describe_all(everything.get()));
+  orv_domain_delete(every.result);
 
   CollectionPtr cc(orv_new_class_collection());
   ASSERT_EQ(orv_net_parse_classes(ORVEL_DATA_DIR "/classes/hierarchy.net", cc.get(), nullptr, nullptr, nullptr),
