@@ -62,7 +62,7 @@ bench:
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DORVEL_BENCH=ON -DBUILD_TESTING=OFF
 	cmake --build build-bench -j $(JOBS)
 	for program in build-bench/bench/*_bench; do \
-	  case $$program in */inference_bench) extra=--results=bench/RESULTS.md ;; *) extra= ;; esac; \
+	  case $$program in */inference_bench) extra='--results=bench/RESULTS.md --notes=bench/results_notes.md' ;; *) extra= ;; esac; \
 	  $$program $(BENCH_ARGS) $$extra || exit 1; done
 	if [ -x build-bench/bench/binding_bench_java.sh ]; then build-bench/bench/binding_bench_java.sh; fi
 

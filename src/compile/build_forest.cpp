@@ -39,20 +39,21 @@ class VertexIndex {
 
 orv_clique_s *make_clique(JunctionForest &forest, const HypergraphSearch &search, std::size_t index,
                           const Vector<std::size_t> &rank) {
-  Vector<std::size_t> members(search.cliques[index]);
+  ArenaVector<std::size_t> members(search.cliques[index].begin(), search.cliques[index].end(),
+                                   ArenaAllocator<std::size_t>(forest.arena));
   std::sort(members.begin(), members.end(),
             [&](std::size_t a, std::size_t b) { return rank[a] < rank[b]; });
-  Vector<orv_node_t> nodes;
+  ArenaVector<orv_node_t> nodes{ArenaAllocator<orv_node_t>(forest.arena)};
   nodes.reserve(members.size() + 1);
   for (std::size_t v : members) nodes.push_back(search.vertices[v]);
   nodes.push_back(nullptr);
 
   forest.clique_store.reserve(forest.clique_store.size() + 1);
-  Owned<orv_clique_s> clique(make<orv_clique_s>(forest.domain));
+  ArenaOwned<orv_clique_s> clique(forest.arena.make<orv_clique_s>(forest.domain, forest.arena));
   orv_domain_s *d = forest.domain;
-  clique->table = _orv_create_table(d, nodes.data(), orv_table_probability, 1, false, true);
+  clique->table = _orv_create_table(d, nodes.data(), orv_table_probability, 1, false, true, &forest.arena);
   if (forest.has_utility)
-    clique->utility = _orv_create_table(d, nodes.data(), orv_table_utility, 1, false, true);
+    clique->utility = _orv_create_table(d, nodes.data(), orv_table_utility, 1, false, true, &forest.arena);
   clique->number = ++forest.clique_count;
   clique->next = forest.first_clique;
   forest.first_clique = clique.get();
@@ -63,7 +64,8 @@ orv_clique_s *make_clique(JunctionForest &forest, const HypergraphSearch &search
 // Post-order over a search tree: children first; each child records its parent.
 orv_clique_s *create_subtree(JunctionForest &forest, const HypergraphSearch &search,
                              std::size_t index, const Vector<std::size_t> &rank) {
-  Vector<orv_clique_s *> kids;
+  ArenaVector<orv_clique_s *> kids{ArenaAllocator<orv_clique_s *>(forest.arena)};
+  kids.reserve(search.children[index].size());
   for (std::size_t child : search.children[index])
     kids.push_back(create_subtree(forest, search, child, rank));
   orv_clique_s *clique = make_clique(forest, search, index, rank);
@@ -73,7 +75,7 @@ orv_clique_s *create_subtree(JunctionForest &forest, const HypergraphSearch &sea
 
 orv_junction_tree_s *new_junction_tree(JunctionForest &forest, orv_clique_s *root) {
   forest.tree_store.reserve(forest.tree_store.size() + 1);
-  Owned<orv_junction_tree_s> tree(make<orv_junction_tree_s>(forest.domain));
+  ArenaOwned<orv_junction_tree_s> tree(forest.arena.make<orv_junction_tree_s>(forest.domain));
   tree->number = ++forest.tree_count;
   tree->root = root;
   tree->has_utility = forest.has_utility;
@@ -90,7 +92,8 @@ void add_link(orv_clique_s *from, orv_clique_s *to, Separator *separator) {
 
 void link_to_parent(JunctionForest &forest, orv_clique_s *clique, orv_clique_s *parent) {
   orv_domain_s *d = forest.domain;
-  Vector<orv_node_t> shared;
+  ArenaVector<orv_node_t> shared{ArenaAllocator<orv_node_t>(forest.arena)};
+  shared.reserve(clique->table->nodes.size() + 1);
   for (orv_node_t n : clique->table->nodes)
     if (n->junction_tree) shared.push_back(n);
   const std::size_t count = shared.size();
@@ -99,10 +102,10 @@ void link_to_parent(JunctionForest &forest, orv_clique_s *clique, orv_clique_s *
   forest.separators.reserve(forest.separators.size() + 1);
   clique->links.reserve(clique->links.size() + 1);
   parent->links.reserve(parent->links.size() + 1);
-  Owned<Separator> separator(make<Separator>());
-  separator->table = _orv_create_table(d, shared.data(), orv_table_probability, 1, false, true);
+  ArenaOwned<Separator> separator(forest.arena.make<Separator>());
+  separator->table = _orv_create_table(d, shared.data(), orv_table_probability, 1, false, true, &forest.arena);
   if (clique->utility)
-    separator->utility = _orv_create_table(d, shared.data(), orv_table_utility, 1, false, true);
+    separator->utility = _orv_create_table(d, shared.data(), orv_table_utility, 1, false, true, &forest.arena);
   separator->child = clique;
   separator->parent = parent;
   const std::size_t size = separator->table->size;
@@ -114,6 +117,7 @@ void link_to_parent(JunctionForest &forest, orv_clique_s *clique, orv_clique_s *
   for (orv_node_t n : clique->table->nodes)
     if (!n->junction_tree) n->junction_tree = clique->tree;
 
+  if (!d->log) return;
   log_printf(d, "\nCliques %s and %s linked, ", _orv_print_size(d, clique->number),
              _orv_print_size(d, parent->number));
   log_printf(d, "separator has %s member%s and table size = %s", _orv_print_size(d, count), plural(count),
@@ -126,6 +130,26 @@ void link_to_parent(JunctionForest &forest, orv_clique_s *clique, orv_clique_s *
   }
 }
 
+// Gives every clique room for its links, so that linking fills the lists
+// without growing them: one link to its parent and one per child; with
+// utilities the cliques without a parent after the first link to it.
+void reserve_links(JunctionForest &forest) {
+  ArenaVector<std::size_t> degree(forest.clique_count + 1, 0, ArenaAllocator<std::size_t>(forest.arena));
+  orv_clique_s *first_root = nullptr;
+  for (orv_clique_s *c = forest.first_clique; c; c = c->next) {
+    orv_clique_s *parent = c->parent;
+    if (!parent && forest.has_utility) {
+      if (!first_root) {
+        first_root = c;
+        continue;
+      }
+      parent = first_root;
+    }
+    if (parent) ++degree[c->number], ++degree[parent->number];
+  }
+  for (auto &c : forest.clique_store) c->links.reserve(degree[c->number]);
+}
+
 void start_tree(JunctionForest &forest, orv_clique_s *clique) {
   orv_junction_tree_s *tree = new_junction_tree(forest, clique);
   clique->tree = tree;
@@ -133,7 +157,8 @@ void start_tree(JunctionForest &forest, orv_clique_s *clique) {
     if (n->junction_tree) fail(orv_error_error);
     n->junction_tree = tree;
   }
-  log_printf(forest.domain, "\nCreating junction tree with clique %s as root ...\n",
+  if (forest.domain->log)
+    log_printf(forest.domain, "\nCreating junction tree with clique %s as root ...\n",
              _orv_print_size(forest.domain, clique->number));
 }
 
@@ -153,15 +178,15 @@ void set_ways_to_strong_root(orv_clique_s *clique, orv_clique_s *from, bool beyo
 
 void finish_trees(JunctionForest &forest) {
   orv_domain_s *d = forest.domain;
+  // One pass each over the cliques and the nodes, keeping their order per tree.
+  for (orv_clique_s *c = forest.first_clique; c; c = c->next) c->tree->cliques.push_back(c);
+  for (orv_node_s *n = d->first_node; n; n = n->next)
+    if (n->counts_as_variable() && n->junction_tree) {
+      n->junction_tree->nodes.push_back(n);
+      if (n->is_continuous()) n->junction_tree->has_continuous = true;
+    }
   for (auto &tree : forest.tree_store) {
-    for (orv_clique_s *c = forest.first_clique; c; c = c->next)
-      if (c->tree == tree.get()) tree->cliques.push_back(c);
     tree->cliques.push_back(nullptr);
-    for (orv_node_s *n = d->first_node; n; n = n->next)
-      if (n->counts_as_variable() && n->junction_tree == tree.get()) {
-        tree->nodes.push_back(n);
-        if (n->is_continuous()) tree->has_continuous = true;
-      }
     tree->refuses_max = tree->has_continuous || tree->has_utility;
     if (forest.has_continuous) set_ways_to_strong_root(tree->root, nullptr, false);
   }
@@ -213,8 +238,14 @@ void build_junction_forest(JunctionForest &forest, orv_node_t const *const *cliq
   if (user_rank)
     for (std::size_t v = 0; v < rank.size(); ++v) rank[v] = user_rank(search.vertices[v]);
 
+  // Stores sized once: the pushes below never reallocate.
+  const std::size_t count = search.cliques.size();
+  forest.clique_store.reserve(count);
+  forest.separators.reserve(count);
+  forest.tree_store.reserve(count);
   for (std::size_t c : search.order)
     if (search.parent[c] < 0) create_subtree(forest, search, c, rank);
+  reserve_links(forest);
 
   log_printf(d, "\n\nThe junction forest:\n");
   for (orv_clique_s *c = forest.first_clique; c; c = c->next) {

@@ -11,15 +11,25 @@
 
 #include "compile/compile_log.h"
 #include "compile/heap.h"
+#include "runtime/arena.h"
 
 namespace orv {
 namespace {
 
+// Its working graph and scores live in the arena of one run.
 class Eliminator {
  public:
-  Eliminator(const Fragment &g, bool weighted, bool scored, std::FILE *log)
-      : g_(g), weighted_(weighted), scored_(scored), log_(log), neighbors_(g.adjacency),
-        stamp_(g.size(), 0), touched_mark_(g.size(), 0) {
+  using List = ArenaVector<Vertex>;
+
+  Eliminator(const Fragment &g, bool weighted, bool scored, std::FILE *log, Arena &arena)
+      : g_(g), weighted_(weighted), scored_(scored), log_(log), neighbors_(ArenaAllocator<List>(arena)),
+        fill_(ArenaAllocator<std::int64_t>(arena)), clique_(ArenaAllocator<double>(arena)),
+        stamp_(g.size(), 0, ArenaAllocator<std::uint32_t>(arena)), touched_(ArenaAllocator<Vertex>(arena)),
+        touched_mark_(g.size(), 0, ArenaAllocator<unsigned char>(arena)) {
+    neighbors_.reserve(g.size());
+    for (const VertexList &around : g.adjacency)
+      neighbors_.emplace_back(around.begin(), around.end(), ArenaAllocator<Vertex>(arena));
+    touched_.reserve(g.size());
     if (!scored_) return;
     fill_.resize(g.size(), 0);
     clique_.resize(g.size(), 0.0);
@@ -31,8 +41,8 @@ class Eliminator {
 
   std::int64_t fill(Vertex v) const { return fill_[v]; }
   double clique(Vertex v) const { return clique_[v]; }
-  const VertexList &neighbors(Vertex v) const { return neighbors_[v]; }
-  const VertexList &touched() const { return touched_; }
+  const List &neighbors(Vertex v) const { return neighbors_[v]; }
+  const List &touched() const { return touched_; }
   void clear_touched() {
     for (Vertex t : touched_) touched_mark_[t] = 0;
     touched_.clear();
@@ -44,9 +54,9 @@ class Eliminator {
     out.emplace_back();
     EliminatedClique &record = out.back();
     record.eliminated = v;
-    const VertexList &around = neighbors_[v];
+    const List &around = neighbors_[v];
     record.members.reserve(around.size() + 1);
-    record.members = around;
+    record.members.assign(around.begin(), around.end());
     _orv_insert_in_sorted_list(record.members, v);
 
     const std::uint32_t mark = next_stamp();
@@ -87,7 +97,7 @@ class Eliminator {
   }
 
   std::int64_t initial_fill_score(Vertex v) const {
-    const VertexList &around = neighbors_[v];
+    const List &around = neighbors_[v];
     std::int64_t score = 0;
     for (std::size_t i = 0; i < around.size(); ++i)
       for (std::size_t j = i + 1; j < around.size(); ++j)
@@ -96,7 +106,7 @@ class Eliminator {
   }
 
   double clique_score(Vertex v) const {
-    const VertexList &around = neighbors_[v];
+    const List &around = neighbors_[v];
     if (!weighted_) return static_cast<double>(around.size() + 1);
     double product = 1.0, continuous = 0.0;
     auto count = [&](Vertex u) {
@@ -146,24 +156,25 @@ class Eliminator {
   const bool weighted_;
   const bool scored_;
   std::FILE *const log_;
-  Vector<VertexList> neighbors_;
-  Vector<std::int64_t> fill_;
-  Vector<double> clique_;
-  Vector<std::uint32_t> stamp_;
+  ArenaVector<List> neighbors_;
+  ArenaVector<std::int64_t> fill_;
+  ArenaVector<double> clique_;
+  ArenaVector<std::uint32_t> stamp_;
   std::uint32_t stamp_id_ = 0;
-  VertexList touched_;
-  Vector<unsigned char> touched_mark_;
+  List touched_;
+  ArenaVector<unsigned char> touched_mark_;
 };
 
 // Keeps the records whose cliques are maximal. With an elimination order, the
 // clique of z is contained in an earlier one exactly when some w eliminated
 // before it has z as its first-eliminated later neighbour and one more later
 // neighbour than z.
-Vector<EliminatedClique> keep_maximal(Vector<EliminatedClique> &records, const Vector<unsigned char> &absorbed) {
+template <class Flags>
+Vector<EliminatedClique> keep_maximal(Vector<EliminatedClique> &records, const Flags &absorbed, Arena &arena) {
   const std::size_t count = records.size();
-  Vector<std::size_t> position(count, 0);  // by vertex; records hold every vertex once
+  ArenaVector<std::size_t> position(count, 0, ArenaAllocator<std::size_t>(arena));  // by vertex; records hold every vertex once
   for (std::size_t i = 0; i < count; ++i) position[records[i].eliminated] = i;
-  Vector<unsigned char> contained(count, 0);
+  ArenaVector<unsigned char> contained(count, 0, ArenaAllocator<unsigned char>(arena));
   for (std::size_t i = 0; i < count; ++i) {
     const EliminatedClique &r = records[i];
     std::size_t first = count;
@@ -173,6 +184,7 @@ Vector<EliminatedClique> keep_maximal(Vector<EliminatedClique> &records, const V
     if (r.members.size() == records[first].members.size() + 1) contained[first] = 1;
   }
   Vector<EliminatedClique> kept;
+  kept.reserve(count);
   for (std::size_t i = 0; i < count; ++i)
     if (!contained[i] && !absorbed[i]) kept.push_back(std::move(records[i]));
   return kept;
@@ -183,7 +195,8 @@ Vector<EliminatedClique> keep_maximal(Vector<EliminatedClique> &records, const V
 Vector<EliminatedClique> eliminate_greedily(const Fragment &g, orv_triangulation_method_t method, std::FILE *log) {
   const bool weighted = method == orv_tm_clique_weight || method == orv_tm_fill_in_weight;
   const bool clique_first = method == orv_tm_clique_size || method == orv_tm_clique_weight;
-  Eliminator run(g, weighted, true, log);
+  Arena arena;
+  Eliminator run(g, weighted, true, log, arena);
   // The heap orders by a copy of the scores: one elimination changes the
   // scores of many vertices at once, and sifting one of them against the new
   // scores of others not yet sifted can leave a vertex above a better one.
@@ -192,7 +205,7 @@ Vector<EliminatedClique> eliminate_greedily(const Fragment &g, orv_triangulation
     std::int64_t fill;
     double clique;
   };
-  Vector<Key> key(g.size());
+  ArenaVector<Key> key(g.size(), Key{}, ArenaAllocator<Key>(arena));
   auto better = [&key, clique_first](Vertex a, Vertex b) {
     const Key &x = key[a], &y = key[b];
     if (y.fill == 0) return false;
@@ -212,7 +225,7 @@ Vector<EliminatedClique> eliminate_greedily(const Fragment &g, orv_triangulation
 
   Vector<EliminatedClique> records;
   records.reserve(g.size());
-  Vector<unsigned char> absorbed;
+  ArenaVector<unsigned char> absorbed{ArenaAllocator<unsigned char>(arena)};
   absorbed.reserve(g.size());
   auto settle = [&] {
     for (Vertex t : run.touched()) {
@@ -238,20 +251,22 @@ Vector<EliminatedClique> eliminate_greedily(const Fragment &g, orv_triangulation
       settle();
     }
   }
-  return keep_maximal(records, absorbed);
+  return keep_maximal(records, absorbed, arena);
 }
 
 Vector<EliminatedClique> eliminate_in_order(const Fragment &g, const VertexList &order, std::FILE *log) {
-  Eliminator run(g, false, false, log);
+  Arena arena;
+  Eliminator run(g, false, false, log, arena);
   Vector<EliminatedClique> records;
   records.reserve(order.size());
   for (Vertex v : order) run.eliminate(v, records);
-  Vector<unsigned char> absorbed(records.size(), 0);
-  return keep_maximal(records, absorbed);
+  ArenaVector<unsigned char> absorbed(records.size(), 0, ArenaAllocator<unsigned char>(arena));
+  return keep_maximal(records, absorbed, arena);
 }
 
 Vector<EliminatedClique> eliminate_randomly(const Fragment &g, RandomChoice &choice, std::size_t &work) {
-  Eliminator run(g, true, true, nullptr);
+  Arena arena;
+  Eliminator run(g, true, true, nullptr, arena);
   VertexList alive(g.size());
   std::size_t continuous_left = 0;
   for (Vertex v = 0; v < g.size(); ++v) alive[v] = v, continuous_left += g.continuous[v];
@@ -294,8 +309,8 @@ Vector<EliminatedClique> eliminate_randomly(const Fragment &g, RandomChoice &cho
     run.eliminate(v, records);
     run.clear_touched();
   }
-  Vector<unsigned char> absorbed(records.size(), 0);
-  return keep_maximal(records, absorbed);
+  ArenaVector<unsigned char> absorbed(records.size(), 0, ArenaAllocator<unsigned char>(arena));
+  return keep_maximal(records, absorbed, arena);
 }
 
 const char *method_name(orv_triangulation_method_t method) {

@@ -18,12 +18,18 @@ class HypergraphSearch {
   HypergraphSearch(const Fragment &g, const Vector<VertexList> &cliques)
       : g_(g), cliques_(cliques), m_(cliques.size()), numbered_count_(m_, 0), open_discrete_(m_, 0),
         open_continuous_(m_, 0), weight_(m_, 1.0), in_bucket_(m_, 1), prev_(m_, kNone), next_(m_, kNone),
-        holders_(g.size()), number_(g.size(), 0) {
+        holder_start_(g.size() + 1, 0), number_(g.size(), 0) {
+    // Per vertex the cliques holding it, flattened: holder_start_[v] onwards.
+    for (const VertexList &clique : cliques)
+      for (Vertex v : clique) ++holder_start_[v + 1];
+    for (std::size_t v = 0; v < g.size(); ++v) holder_start_[v + 1] += holder_start_[v];
+    holders_.resize(holder_start_[g.size()]);
+    Vector<std::size_t> filled(holder_start_.begin(), holder_start_.end() - 1);
     std::size_t largest = 0;
     for (std::size_t c = 0; c < m_; ++c) {
       largest = std::max(largest, cliques[c].size());
       for (Vertex v : cliques[c]) {
-        holders_[v].push_back(static_cast<Vertex>(c));
+        holders_[filled[v]++] = static_cast<Vertex>(c);
         if (g.continuous[v]) {
           ++open_continuous_[c];
         } else {
@@ -33,7 +39,7 @@ class HypergraphSearch {
       }
     }
     for (Vertex v = 0; v < g.size(); ++v) {
-      if (holders_[v].empty()) fail(orv_error_error);  // every vertex lies in a clique
+      if (holder_count(v) == 0) fail(orv_error_error);  // every vertex lies in a clique
       if (!g.continuous[v]) ++discrete_total_;
     }
     head_.assign(largest + 1, kNone);
@@ -105,10 +111,11 @@ class HypergraphSearch {
       Vertex pick = 0;
       bool found = false;
       for (Vertex v : cliques_[c])
-        if (!number_[v] && (!found || holders_[v].size() > holders_[pick].size())) pick = v, found = true;
+        if (!number_[v] && (!found || holder_count(v) > holder_count(pick))) pick = v, found = true;
       if (!found) return;
       number_[pick] = g_.continuous[pick] ? discrete_total_ + ++continuous_numbered_ : ++discrete_numbered_;
-      for (Vertex o : holders_[pick]) {
+      for (std::size_t k = holder_start_[pick]; k < holder_start_[pick + 1]; ++k) {
+        const Vertex o = holders_[k];
         if (g_.continuous[pick])
           --open_continuous_[o];
         else
@@ -133,7 +140,9 @@ class HypergraphSearch {
   Vector<std::size_t> prev_, next_;
   Vector<std::size_t> head_;
   std::size_t top_ = 0;
-  Vector<VertexList> holders_;
+  std::size_t holder_count(Vertex v) const { return holder_start_[v + 1] - holder_start_[v]; }
+  Vector<std::size_t> holder_start_;
+  VertexList holders_;
   Vector<std::size_t> number_;
   std::size_t discrete_total_ = 0;
   std::size_t discrete_numbered_ = 0;

@@ -6,17 +6,24 @@
 
 #include "compile/compile_log.h"
 #include "compile/elimination.h"
+#include "runtime/arena.h"
 
 namespace orv {
 namespace {
 
-// Clique lists per vertex, in registration order (so sorted).
+// Clique lists per vertex, in registration order (so sorted); the lists
+// live in the arena of one removal.
 class Registry {
  public:
-  explicit Registry(std::size_t n) : holders_(n) {}
+  using List = ArenaVector<Vertex>;
+
+  Registry(std::size_t n, Arena &arena) : holders_(ArenaAllocator<List>(arena)) {
+    holders_.reserve(n);
+    for (std::size_t v = 0; v < n; ++v) holders_.emplace_back(ArenaAllocator<Vertex>(arena));
+  }
 
   bool share_a_clique(Vertex a, Vertex b) const {
-    const VertexList &x = holders_[a], &y = holders_[b];
+    const List &x = holders_[a], &y = holders_[b];
     std::size_t i = 0, j = 0;
     while (i < x.size() && j < y.size()) {
       if (x[i] == y[j]) return true;
@@ -35,7 +42,7 @@ class Registry {
 
  private:
   Vector<VertexList> cliques_;
-  Vector<VertexList> holders_;
+  ArenaVector<List> holders_;
 };
 
 bool holds_pair(const VertexList &piece, Vertex a, Vertex b) {
@@ -86,7 +93,8 @@ Vector<VertexList> split_clique(const Fragment &g, EliminatedClique &clique, con
 
 Vector<VertexList> _orv_remove_redundant_fill_ins(const Fragment &g, Vector<EliminatedClique> &cliques,
                                                   std::FILE *log) {
-  Registry seen(g.size());
+  Arena arena;
+  Registry seen(g.size(), arena);
   VertexList redundant;
   for (std::size_t c = cliques.size(); c-- > 0;) {
     EliminatedClique &clique = cliques[c];
@@ -107,18 +115,28 @@ Vector<VertexList> _orv_remove_redundant_fill_ins(const Fragment &g, Vector<Elim
 }
 
 void drop_non_maximal(Vector<VertexList> &cliques, std::size_t n) {
-  Vector<VertexList> holders(n);
+  // Per vertex, the cliques holding it in increasing order, flattened:
+  // those of v are ids[start[v]] .. ids[start[v + 1]].
+  Arena arena;
+  ArenaVector<std::size_t> start(n + 1, 0, ArenaAllocator<std::size_t>(arena));
+  for (const VertexList &clique : cliques)
+    for (Vertex v : clique) ++start[v + 1];
+  for (std::size_t v = 0; v < n; ++v) start[v + 1] += start[v];
+  ArenaVector<std::size_t> next(start.begin(), start.end() - 1, ArenaAllocator<std::size_t>(arena));
+  ArenaVector<Vertex> ids(start[n], 0, ArenaAllocator<Vertex>(arena));
   for (Vertex id = 0; id < cliques.size(); ++id)
-    for (Vertex v : cliques[id]) holders[v].push_back(id);
-  Vector<unsigned char> dropped(cliques.size(), 0);
+    for (Vertex v : cliques[id]) ids[next[v]++] = id;
+  const auto holder_count = [&](Vertex v) { return start[v + 1] - start[v]; };
+  ArenaVector<unsigned char> dropped(cliques.size(), 0, ArenaAllocator<unsigned char>(arena));
   for (Vertex id = 0; id < cliques.size(); ++id) {
     const VertexList &clique = cliques[id];
     if (clique.empty()) continue;
     // Any container holds every member, so the rarest member's list suffices.
     Vertex rarest = clique[0];
     for (Vertex v : clique)
-      if (holders[v].size() < holders[rarest].size()) rarest = v;
-    for (Vertex other : holders[rarest]) {
+      if (holder_count(v) < holder_count(rarest)) rarest = v;
+    for (std::size_t k = start[rarest]; k < start[rarest + 1]; ++k) {
+      const Vertex other = static_cast<Vertex>(ids[k]);
       if (other == id || dropped[other] || cliques[other].size() < clique.size()) continue;
       if (cliques[other].size() == clique.size() && other > id) continue;  // the first of equals stays
       if (sorted_subset(clique, cliques[other])) {

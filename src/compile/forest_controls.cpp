@@ -13,31 +13,43 @@ namespace {
 orv_control_s *control(JunctionForest &f, orv_table_s *larger_p, orv_table_s *larger_u, orv_table_s *smaller_p,
                        orv_table_s *smaller_u) {
   f.controls.reserve(f.controls.size() + 1);
-  orv_control_s *c = _orv_create_control(larger_p, larger_u, smaller_p, smaller_u, true);
+  orv_control_s *c = _orv_create_control(larger_p, larger_u, smaller_p, smaller_u, true, &f.arena);
   f.controls.push_back(c);
   _orv_setup_control_fast_retraction(c);  // reset and compress once: no evidence slicing
   return c;
 }
 
-const Separator *smallest_separator_holding(const JunctionForest &f, orv_node_t n) {
-  const Separator *best = nullptr;
+// Per node result: the first of the smallest separators holding its node,
+// or null; one pass over the separators' members.
+ArenaVector<const Separator *> smallest_separators(JunctionForest &f) {
+  ArenaVector<const Separator *> smallest(f.results.size(), nullptr, ArenaAllocator<const Separator *>(f.arena));
   for (const auto &s : f.separators)
-    if (s->table->nodes.contains(n) && (!best || s->table->size < best->table->size)) best = s.get();
-  return best;
+    for (orv_node_t n : s->table->nodes) {
+      if (!n->results) continue;
+      const Separator *&best = smallest[static_cast<std::size_t>(n->results - f.results.data())];
+      if (!best || s->table->size < best->table->size) best = s.get();
+    }
+  return smallest;
 }
 
-void node_controls(JunctionForest &f, NodeResults &r) {
+void node_controls(JunctionForest &f, NodeResults &r, const Separator *smallest) {
   orv_node_t n = r.node;
   orv_clique_s *c = n->assigned_clique;
   if (n->is_discrete()) {
     const orv_node_t alone[] = {n, nullptr};
     f.node_tables.reserve(f.node_tables.size() + 1);
-    r.evidence_table = _orv_create_table(f.domain, alone, orv_table_probability, 1, true, false);
-    f.node_tables.push_back(r.evidence_table);
+    // Record and data in the forest's arena (the data marked pooled, so the
+    // table never frees it).
+    orv_table_s *evidence = _orv_create_table(f.domain, alone, orv_table_probability, 1, false, false, &f.arena);
+    f.node_tables.push_back(evidence);
+    r.evidence_table = evidence;
+    evidence->data = static_cast<double *>(f.arena.allocate(size_multiply(evidence->size, sizeof(double)), alignof(double)));
+    evidence->data_pooled = true;
+    _orv_init_table(evidence);
     r.evidence_control = control(f, c->table, nullptr, r.evidence_table, nullptr);
     if (c->utility) {
       r.belief_control = control(f, c->table, c->utility, r.evidence_table, nullptr);
-    } else if (const Separator *s = smallest_separator_holding(f, n); s && s->table->size < c->table->size) {
+    } else if (const Separator *s = smallest; s && s->table->size < c->table->size) {
       // In equilibrium a separator holds the marginal of both its cliques.
       r.belief_control = control(f, s->table, nullptr, r.evidence_table, nullptr);
     } else {
@@ -69,10 +81,14 @@ void find_top_cliques(orv_clique_s *c, orv_clique_s *from) {
 }  // namespace
 
 void create_forest_controls(JunctionForest &f) {
+  // At most two per link and five per node: the lists never grow below.
+  f.controls.reserve(2 * f.separators.size() + 5 * f.results.size());
+  f.node_tables.reserve(f.results.size());
   for (auto &clique : f.clique_store)
     for (CliqueLink &link : clique->links)
       link.control = control(f, clique->table, clique->utility, link.separator->table, link.separator->utility);
-  for (NodeResults &r : f.results) node_controls(f, r);
+  const ArenaVector<const Separator *> smallest = smallest_separators(f);
+  for (std::size_t i = 0; i < f.results.size(); ++i) node_controls(f, f.results[i], smallest[i]);
   for (orv_junction_tree_s *t = f.first_tree; t; t = t->next) find_top_cliques(t->root, nullptr);
   for (NodeResults &r : f.results)
     if (r.top_clique)

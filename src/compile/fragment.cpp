@@ -5,24 +5,6 @@
 
 namespace orv {
 
-bool contains_sorted(const VertexList &list, Vertex v) {
-  return std::binary_search(list.begin(), list.end(), v);
-}
-
-void _orv_insert_in_sorted_list(VertexList &list, Vertex v) {
-  auto at = std::lower_bound(list.begin(), list.end(), v);
-  if (at == list.end() || *at != v) list.insert(at, v);
-}
-
-void erase_sorted(VertexList &list, Vertex v) {
-  auto at = std::lower_bound(list.begin(), list.end(), v);
-  if (at != list.end() && *at == v) list.erase(at);
-}
-
-bool sorted_subset(const VertexList &sub, const VertexList &list) {
-  return std::includes(list.begin(), list.end(), sub.begin(), sub.end());
-}
-
 void Fragment::add_edge(Vertex a, Vertex b) {
   _orv_insert_in_sorted_list(adjacency[a], b);
   _orv_insert_in_sorted_list(adjacency[b], a);

@@ -3,6 +3,7 @@
 // (its node, its weight and whether it is continuous).
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -14,13 +15,28 @@ namespace orv {
 using Vertex = std::uint32_t;
 using VertexList = Vector<Vertex>;
 
-// Sorted-list services shared by the graph algorithms.
-bool contains_sorted(const VertexList &list, Vertex v);
+// Sorted-list services shared by the graph algorithms (any vector of
+// vertices: the funnel's or an arena's).
+template <class List>
+bool contains_sorted(const List &list, Vertex v) {
+  return std::binary_search(list.begin(), list.end(), v);
+}
 // Inserts v keeping the order; no effect when already present.
-void _orv_insert_in_sorted_list(VertexList &list, Vertex v);
-void erase_sorted(VertexList &list, Vertex v);
+template <class List>
+void _orv_insert_in_sorted_list(List &list, Vertex v) {
+  auto at = std::lower_bound(list.begin(), list.end(), v);
+  if (at == list.end() || *at != v) list.insert(at, v);
+}
+template <class List>
+void erase_sorted(List &list, Vertex v) {
+  auto at = std::lower_bound(list.begin(), list.end(), v);
+  if (at != list.end() && *at == v) list.erase(at);
+}
 // Every entry of sub occurs in list (both sorted).
-bool sorted_subset(const VertexList &sub, const VertexList &list);
+template <class Sub, class List>
+bool sorted_subset(const Sub &sub, const List &list) {
+  return std::includes(list.begin(), list.end(), sub.begin(), sub.end());
+}
 
 struct Fragment {
   orv_domain_s *domain = nullptr;

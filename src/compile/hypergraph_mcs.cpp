@@ -48,7 +48,14 @@ class Search {
   void prepare() {
     const std::size_t nv = s_.vertices.size(), nc = s_.cliques.size();
     cliques_.assign(nc, CliqueState{});
-    containing_.assign(nv, Vector<std::size_t>());
+    // Per vertex the cliques containing it, flattened: containing_start_[v] onwards.
+    containing_start_.assign(nv + 1, 0);
+    for (const auto &clique : s_.cliques)
+      for (std::size_t v : clique)
+        if (v < nv) ++containing_start_[v + 1];
+    for (std::size_t v = 0; v < nv; ++v) containing_start_[v + 1] += containing_start_[v];
+    containing_.assign(containing_start_[nv], 0);
+    Vector<std::size_t> filled(containing_start_.begin(), containing_start_.end() - 1);
     through_.assign(nv, kNone);
     s_.number.assign(nv, 0);
     s_.parent.assign(nc, -1);
@@ -61,7 +68,7 @@ class Search {
       for (std::size_t v : s_.cliques[c]) {
         if (v >= nv) fail(orv_error_error);
         orv_node_t n = s_.vertices[v];
-        containing_[v].push_back(c);
+        containing_[filled[v]++] = c;
         if (n->is_discrete()) {
           ++state.open_discrete;
           state.weight *= static_cast<double>(n->state_count);
@@ -72,7 +79,7 @@ class Search {
       if (s_.cliques[c].size() > widest) widest = s_.cliques[c].size();
     }
     for (std::size_t v = 0; v < nv; ++v) {
-      if (containing_[v].empty()) fail(orv_error_error);
+      if (containing_count(v) == 0) fail(orv_error_error);
       if (s_.vertices[v]->is_discrete()) ++discrete_vertices_;
     }
     buckets_.assign(widest + 1, kNone);
@@ -163,13 +170,14 @@ class Search {
     for (;;) {
       std::size_t pick = kNone;
       for (std::size_t v : s_.cliques[c])
-        if (s_.number[v] == 0 && (pick == kNone || containing_[v].size() > containing_[pick].size()))
+        if (s_.number[v] == 0 && (pick == kNone || containing_count(v) > containing_count(pick)))
           pick = v;
       if (pick == kNone) return;
       const bool discrete = s_.vertices[pick]->is_discrete();
       s_.number[pick] = discrete ? ++next_discrete_ : discrete_vertices_ + ++next_continuous_;
       through_[pick] = c;
-      for (std::size_t o : containing_[pick]) {
+      for (std::size_t k = containing_start_[pick]; k < containing_start_[pick + 1]; ++k) {
+        const std::size_t o = containing_[k];
         CliqueState &state = cliques_[o];
         if (discrete) --state.open_discrete;
         else --state.open_continuous;
@@ -187,7 +195,9 @@ class Search {
 
   HypergraphSearch &s_;
   Vector<CliqueState> cliques_;
-  Vector<Vector<std::size_t>> containing_;
+  std::size_t containing_count(std::size_t v) const { return containing_start_[v + 1] - containing_start_[v]; }
+  Vector<std::size_t> containing_start_;
+  Vector<std::size_t> containing_;
   Vector<std::size_t> through_;
   Vector<std::size_t> buckets_;
   std::size_t discrete_vertices_ = 0, next_discrete_ = 0, next_continuous_ = 0;

@@ -10,6 +10,7 @@
 #include "model/records.h"
 #include "orvel.h"
 #include "runtime/allocate.h"
+#include "runtime/arena.h"
 #include "tables/table.h"
 
 struct orv_control_s;
@@ -37,14 +38,18 @@ struct Separator {
 
 }  // namespace orv
 
+// Made in its forest's arena, which also holds its lists.
 struct orv_clique_s : orv::Tagged {
-  explicit orv_clique_s(orv_domain_s *d) : Tagged(orv::Tag::clique), domain(d) {}
+  orv_clique_s(orv_domain_s *d, orv::Arena &arena)
+      : Tagged(orv::Tag::clique), domain(d), links(orv::ArenaAllocator<orv::CliqueLink>(arena)),
+        assigned(orv::ArenaAllocator<orv_node_t>(arena)), belief_nodes(orv::ArenaAllocator<orv_node_t>(arena)),
+        top_nodes(orv::ArenaAllocator<orv_node_t>(arena)), neighbor_list(orv::ArenaAllocator<orv_clique_s *>(arena)) {}
   ~orv_clique_s();
 
   std::size_t number = 0;  // from 1 per domain, in creation order
   orv_domain_s *domain;
   orv_junction_tree_s *tree = nullptr;
-  orv::Vector<orv::CliqueLink> links;  // newest first
+  orv::ArenaVector<orv::CliqueLink> links;  // newest first
   orv_table_s *table = nullptr;        // probability table over the members
   orv_table_s *utility = nullptr;      // utility table, when the domain has utilities
   std::int32_t status = 0;
@@ -54,10 +59,10 @@ struct orv_clique_s : orv::Tagged {
   orv_clique_s *next = nullptr;  // the domain's list runs newest first
 
   std::int32_t mark = 0;                     // takes part in the current propagation
-  orv::Vector<orv_node_t> assigned;          // nodes whose potential is multiplied in here
-  orv::Vector<orv_node_t> belief_nodes;      // nodes whose beliefs and evidence live here
-  orv::Vector<orv_node_t> top_nodes;         // nodes whose clique nearest the root this is
-  orv::Vector<orv_clique_s *> neighbor_list; // null-terminated, built with the links
+  orv::ArenaVector<orv_node_t> assigned;          // nodes whose potential is multiplied in here
+  orv::ArenaVector<orv_node_t> belief_nodes;      // nodes whose beliefs and evidence live here
+  orv::ArenaVector<orv_node_t> top_nodes;         // nodes whose clique nearest the root this is
+  orv::ArenaVector<orv_clique_s *> neighbor_list; // null-terminated, built with the links
   void *user_data = nullptr;
 
   std::size_t member_count() const { return table->nodes.size(); }
@@ -145,6 +150,9 @@ struct JunctionForest : Attachment {
   explicit JunctionForest(orv_domain_s *d) : domain(d) {}
   ~JunctionForest() override;
 
+  // The forest's small records (cliques, separators, trees, controls) and
+  // their arrays; declared first so that it goes last.
+  Arena arena;
   orv_domain_s *domain;
   bool compiled = false;  // the quantitative phase has completed
   orv_clique_s *first_clique = nullptr;
@@ -152,9 +160,9 @@ struct JunctionForest : Attachment {
   orv_junction_tree_s *first_tree = nullptr;
   std::size_t tree_count = 0;
 
-  Vector<Owned<orv_clique_s>> clique_store;  // creation order
-  Vector<Owned<orv_junction_tree_s>> tree_store;
-  Vector<Owned<Separator>> separators;
+  Vector<ArenaOwned<orv_clique_s>> clique_store;  // creation order
+  Vector<ArenaOwned<orv_junction_tree_s>> tree_store;
+  Vector<ArenaOwned<Separator>> separators;
   Vector<NodeResults> results;  // one per participating or utility node
   Vector<double> result_data;
 

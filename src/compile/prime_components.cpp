@@ -10,14 +10,21 @@
 namespace orv {
 namespace {
 
+// Its working arrays and its result live in the caller's arena.
 class LexM {
  public:
-  explicit LexM(const Fragment &g)
-      : g_(g), n_(g.size()), label_(n_, 0), numbered_(n_, 0), reached_(n_, 0), present_(2 * n_ + 2, 0),
-        rank_(2 * n_ + 2, 0), arrival_(n_, 0), clock_(n_) {
+  using List = ArenaVector<Vertex>;
+
+  LexM(const Fragment &g, Arena &arena)
+      : g_(g), n_(g.size()), label_(n_, 0, ArenaAllocator<std::size_t>(arena)),
+        numbered_(n_, 0, ArenaAllocator<unsigned char>(arena)), reached_(n_, 0, ArenaAllocator<std::uint32_t>(arena)),
+        present_(2 * n_ + 2, 0, ArenaAllocator<unsigned char>(arena)),
+        rank_(2 * n_ + 2, 0, ArenaAllocator<std::size_t>(arena)), arrival_(n_, 0, ArenaAllocator<std::size_t>(arena)),
+        clock_(n_), queues_(ArenaAllocator<List>(arena)), result_(arena) {
     for (Vertex v = 0; v < n_; ++v) arrival_[v] = v;
     result_.number.resize(n_, 0);
-    result_.candidates.resize(n_);
+    result_.candidates.reserve(n_);
+    for (Vertex v = 0; v < n_; ++v) result_.candidates.emplace_back(ArenaAllocator<Vertex>(arena));
     result_.has_candidates.resize(n_, 1);
   }
 
@@ -40,11 +47,11 @@ class LexM {
     label_[w] += 1;  // labels are kept doubled, so +1 is the half step
     arrival_[w] = ++clock_;
     if (!result_.has_candidates[w]) return;
-    VertexList &list = result_.candidates[w];
+    List &list = result_.candidates[w];
     for (Vertex u : list) {
       if (!g_.adjacent(u, v)) {
         result_.has_candidates[w] = 0;
-        VertexList().swap(list);
+        list.clear();
         return;
       }
     }
@@ -55,7 +62,7 @@ class LexM {
   // unnumbered and have labels below w's.
   void search_from(Vertex v) {
     const std::size_t levels = top_ / 2 + 1;
-    if (queues_.size() < levels) queues_.resize(levels);
+    while (queues_.size() < levels) queues_.emplace_back(queues_.get_allocator());
     for (std::size_t j = 0; j < levels; ++j) queues_[j].clear();
     if (++stamp_ == 0) {
       std::fill(reached_.begin(), reached_.end(), 0);
@@ -69,7 +76,7 @@ class LexM {
       reach(v, w);
     }
     for (std::size_t j = 0; j < levels; ++j) {
-      VertexList &queue = queues_[j];
+      List &queue = queues_[j];
       while (!queue.empty()) {
         const Vertex w = queue.back();
         queue.pop_back();
@@ -110,26 +117,26 @@ class LexM {
 
   const Fragment &g_;
   const std::size_t n_;
-  Vector<std::size_t> label_;
-  Vector<unsigned char> numbered_;
-  Vector<std::uint32_t> reached_;  // stamp of the search that reached a vertex
+  ArenaVector<std::size_t> label_;
+  ArenaVector<unsigned char> numbered_;
+  ArenaVector<std::uint32_t> reached_;  // stamp of the search that reached a vertex
   std::uint32_t stamp_ = 0;
   std::size_t top_ = 0;  // largest label among unnumbered vertices
   Vertex next_ = 0;      // the vertex holding it
-  Vector<unsigned char> present_;
-  Vector<std::size_t> rank_;
+  ArenaVector<unsigned char> present_;
+  ArenaVector<std::size_t> rank_;
   // Position within a class: vertices start in fragment order, and each one
   // reached moves behind the rest of its class.
-  Vector<std::size_t> arrival_;
+  ArenaVector<std::size_t> arrival_;
   std::size_t clock_ = 0;
-  Vector<VertexList> queues_;
+  ArenaVector<List> queues_;
   LexMNumbering result_;
 };
 
 enum : unsigned char { kFree = 0, kMarked = 1 };
 
 // The free vertices reachable from start (start included), marked on the way.
-void take_component(const Fragment &g, Vertex start, Vector<unsigned char> &state, VertexList &out) {
+void take_component(const Fragment &g, Vertex start, ArenaVector<unsigned char> &state, VertexList &out) {
   std::size_t head = out.size();
   state[start] = kMarked;
   out.push_back(start);
@@ -140,7 +147,7 @@ void take_component(const Fragment &g, Vertex start, Vector<unsigned char> &stat
   }
 }
 
-bool has_free_neighbor(const Fragment &g, Vertex v, const Vector<unsigned char> &state) {
+bool has_free_neighbor(const Fragment &g, Vertex v, const ArenaVector<unsigned char> &state) {
   for (Vertex u : g.adjacency[v])
     if (state[u] == kFree) return true;
   return false;
@@ -148,22 +155,23 @@ bool has_free_neighbor(const Fragment &g, Vertex v, const Vector<unsigned char> 
 
 }  // namespace
 
-LexMNumbering lex_m_numbering(const Fragment &g) { return LexM(g).run(); }
+LexMNumbering lex_m_numbering(const Fragment &g, Arena &arena) { return LexM(g, arena).run(); }
 
 Vector<VertexList> find_prime_components(const Fragment &g) {
   const std::size_t n = g.size();
-  const LexMNumbering lex = lex_m_numbering(g);
-  VertexList by_number(n);
+  Arena arena;
+  const LexMNumbering lex = lex_m_numbering(g, arena);
+  ArenaVector<Vertex> by_number(n, 0, ArenaAllocator<Vertex>(arena));
   for (Vertex v = 0; v < n; ++v) by_number[lex.number[v] - 1] = v;
 
   Vector<VertexList> components;
-  Vector<unsigned char> state(n, kFree);
-  VertexList reopened;
+  ArenaVector<unsigned char> state(n, kFree, ArenaAllocator<unsigned char>(arena));
+  ArenaVector<Vertex> reopened{ArenaAllocator<Vertex>(arena)};
   for (Vertex v : by_number) {
     if (state[v] != kFree || !lex.has_candidates[v]) continue;
-    const VertexList &separator = lex.candidates[v];
+    const ArenaVector<Vertex> &separator = lex.candidates[v];
     for (Vertex s : separator) state[s] = kMarked;
-    VertexList component(separator);
+    VertexList component(separator.begin(), separator.end());
     take_component(g, v, state, component);
     // Separator vertices with free neighbours belong to later components too
     // (decided before any of them is freed again).

@@ -15,12 +15,14 @@ namespace {
 // vertices); returns its cost.
 double triangulate_prime_component(const Fragment &g, const VertexList &members, orv_triangulation_method_t method,
                                    Vector<VertexList> &cliques, std::FILE *log) {
-  log_printf(log, "\nTriangulating prime component with %s member%s:\n", _orv_print_size(g.domain, members.size()),
-             plural(members.size()));
-  log_vertex_list(log, g, members);
+  if (log) {
+    log_printf(log, "\nTriangulating prime component with %s member%s:\n", _orv_print_size(g.domain, members.size()),
+               plural(members.size()));
+    log_vertex_list(log, g, members);
+  }
   if (is_complete(g, members)) {
     const double cost = set_weight(g, members);
-    log_printf(log, "This component is a clique of cost %s\n", cost_text(g.domain, cost));
+    if (log) log_printf(log, "This component is a clique of cost %s\n", cost_text(g.domain, cost));
     cliques.push_back(members);
     return cost;
   }
@@ -47,7 +49,7 @@ void triangulate_domain(orv_domain_s *d, CompiledDomain &state, orv_triangulatio
   // a clique of another.
   drop_non_maximal(state.cliques, g.size());
   state.cost = total_weight(g, state.cliques);
-  log_printf(log, "\n\nTotal cost of triangulation for all prime components is %s\n", cost_text(d, state.cost));
+  if (log) log_printf(log, "\n\nTotal cost of triangulation for all prime components is %s\n", cost_text(d, state.cost));
   generate_elimination_order(state);
   if (!log) return;
   list_elimination_order(state);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "runtime/chunk_cache.h"
 #include "runtime/error.h"
 
 namespace orv {
@@ -121,6 +122,40 @@ void _orv_free(void *block) {
   if (!block) return;
   count_live(-1);
   std::free(block);
+}
+
+namespace {
+
+// Up to kCachedChunks arena chunks per thread (freed when the thread ends).
+constexpr std::size_t kCachedChunks = 32;
+struct ChunkCache {
+  void *chunks[kCachedChunks];
+  std::size_t count = 0;
+  ~ChunkCache() {
+    while (count > 0) std::free(chunks[--count]);
+  }
+};
+thread_local ChunkCache chunk_cache;
+
+}  // namespace
+
+void *_orv_allocate_arena_chunk() {
+  ChunkCache &cache = chunk_cache;
+  if (cache.count == 0) return _orv_allocate(kArenaChunk);
+  if (hooks_are_armed() && injected_failure(kArenaChunk)) {
+    set_error(orv_error_no_memory);
+    return nullptr;
+  }
+  count_live(1);
+  set_error(orv_error_none);
+  return cache.chunks[--cache.count];
+}
+
+void _orv_free_arena_chunk(void *chunk) noexcept {
+  ChunkCache &cache = chunk_cache;
+  if (!chunk || cache.count == kCachedChunks) return _orv_free(chunk);
+  count_live(-1);
+  cache.chunks[cache.count++] = chunk;
 }
 
 char *_orv_allocate_string(const char *text) {

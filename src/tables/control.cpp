@@ -6,7 +6,9 @@
 #include "model/node.h"
 #include "runtime/error.h"
 
-orv_control_s::~orv_control_s() { orv::_orv_free(dimensions); }
+orv_control_s::~orv_control_s() {
+  if (!in_arena) orv::_orv_free(dimensions);
+}
 
 namespace orv {
 
@@ -77,25 +79,31 @@ void compute_standard_control_data(const orv_table_s *larger, const orv_table_s 
 }
 
 void _orv_create_control_contents(orv_control_s *c, const orv_table_s *larger,
-                                  const orv_table_s *smaller) {
+                                  const orv_table_s *smaller, Arena *arena) {
   const std::size_t count = larger->discrete_count;
   Dimension *dimensions = nullptr;
-  if (count > 0) {
-    dimensions = static_cast<Dimension *>(
-        _orv_allocate(size_multiply(size_multiply(count, 2), sizeof(Dimension))));
+  const std::size_t bytes = size_multiply(size_multiply(count, 2), sizeof(Dimension));
+  if (count > 0 && arena) {
+    dimensions = static_cast<Dimension *>(arena->allocate(bytes, alignof(Dimension)));
+  } else if (count > 0) {
+    dimensions = static_cast<Dimension *>(_orv_allocate(bytes));
     if (!dimensions) throw std::bad_alloc();
   }
+  const auto drop = [&] {
+    if (!arena) _orv_free(dimensions);
+  };
   try {
     compute_standard_control_data(larger, smaller, dimensions);
     std::size_t first = 0;
     arrange_sections(dimensions, larger, smaller, dimensions + count, &first);
     if (smaller->continuous_count > 0) compute_cg_positions(c, larger, smaller);
-    _orv_free(c->dimensions);
+    if (!c->in_arena) _orv_free(c->dimensions);
     c->dimensions = dimensions;
+    c->in_arena = arena != nullptr;
     c->saved_count = count;
     c->first_saved = first;
   } catch (...) {
-    _orv_free(dimensions);
+    drop();
     throw;
   }
   reset_control(c);
@@ -103,18 +111,24 @@ void _orv_create_control_contents(orv_control_s *c, const orv_table_s *larger,
 
 orv_control_s *_orv_create_control(orv_table_s *larger_probability, orv_table_s *larger_utility,
                                    orv_table_s *smaller_probability,
-                                   orv_table_s *smaller_utility, bool chained) {
+                                   orv_table_s *smaller_utility, bool chained, Arena *arena) {
   orv_table_s *larger = larger_probability ? larger_probability : larger_utility;
   orv_table_s *smaller = smaller_probability ? smaller_probability : smaller_utility;
   if (!larger || !smaller) fail(orv_error_usage);
-  Owned<orv_control_s> c(make<orv_control_s>(larger->domain));
+  orv_control_s *c = arena ? arena->make<orv_control_s>(larger->domain) : make<orv_control_s>(larger->domain);
   c->larger_probability = larger_probability;
   c->larger_utility = larger_utility;
   c->smaller_probability = smaller_probability;
   c->smaller_utility = smaller_utility;
-  _orv_create_control_contents(c.get(), larger, smaller);
-  if (chained) chain_control(c.get());
-  return c.release();
+  try {
+    _orv_create_control_contents(c, larger, smaller, arena);
+  } catch (...) {
+    if (arena) c->~orv_control_s();
+    else destroy(c);
+    throw;
+  }
+  if (chained) chain_control(c);
+  return c;
 }
 
 orv_control_s *_orv_create_control1(orv_table_s *larger_probability, orv_table_s *larger_utility,
@@ -142,7 +156,8 @@ orv_control_s *_orv_create_temporary_control(orv_table_s *larger_probability,
 void _orv_free_control(orv_control_s *c) noexcept {
   if (!c) return;
   if (c->chained) unlink_and_renumber(&c->domain->first_control, c->domain->control_count, c);
-  destroy(c);
+  if (c->in_arena) c->~orv_control_s();
+  else destroy(c);
 }
 
 void _orv_free_temporary_control(orv_control_s *c) noexcept { _orv_free_control(c); }

@@ -9,6 +9,7 @@
 #include "model/domain.h"
 #include "orvel.h"
 #include "runtime/allocate.h"
+#include "runtime/arena.h"
 #include "tables/table.h"
 
 namespace orv {
@@ -66,6 +67,7 @@ struct orv_control_s {
   orv::Vector<std::size_t> cg_positions;
   orv_control_s *next = nullptr;
   bool chained = false;
+  bool in_arena = false;  // record and dimensions live in an arena: destroyed in place
 
   const orv::Dimension *saved() const { return dimensions + saved_count; }
   std::size_t dimension_count() const { return first_section + second_section; }
@@ -103,10 +105,12 @@ struct TableKernel {
 // Creation: builds the record and the standard control data of the pair
 // (larger over a superset of the smaller's discrete nodes). Throws usage when
 // the smaller table's discrete nodes are not all in the larger table;
-// bad_alloc leaves nothing behind. Chained controls are numbered.
+// bad_alloc leaves nothing behind. Chained controls are numbered. With an
+// arena the record and its dimensions are carved from it (the arena must
+// outlive the control; freeing then only unlinks and destroys it).
 orv_control_s *_orv_create_control(orv_table_s *larger_probability, orv_table_s *larger_utility,
                                    orv_table_s *smaller_probability,
-                                   orv_table_s *smaller_utility, bool chained);
+                                   orv_table_s *smaller_utility, bool chained, Arena *arena = nullptr);
 orv_control_s *_orv_create_control1(orv_table_s *larger_probability, orv_table_s *larger_utility,
                                     orv_table_s *smaller_probability,
                                     orv_table_s *smaller_utility, bool chained);
@@ -114,7 +118,7 @@ orv_control_s *_orv_create_control2(orv_table_s *larger_probability, orv_table_s
                                     orv_table_s *smaller_probability,
                                     orv_table_s *smaller_utility, bool chained);
 void _orv_create_control_contents(orv_control_s *c, const orv_table_s *larger,
-                                  const orv_table_s *smaller);
+                                  const orv_table_s *smaller, Arena *arena = nullptr);
 // An unchained control for one operation.
 orv_control_s *_orv_create_temporary_control(orv_table_s *larger_probability,
                                              orv_table_s *larger_utility,

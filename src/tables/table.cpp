@@ -49,15 +49,28 @@ orv_table_s *new_table(orv_domain_s *d, bool in_chain) {
   return t;
 }
 
-orv_table_s *_orv_create_table(orv_domain_s *d, orv_node_t const *nodes, orv_table_type_t type,
-                               int structure, bool allocate_data, bool in_chain) {
-  Owned<orv_table_s> t(make<orv_table_s>(d));
+namespace {
+
+// Shapes a new record held by `t` (which frees it on failure) and releases it.
+template <class Holder>
+orv_table_s *shape_new_table(Holder t, orv_node_t const *nodes, orv_table_type_t type, int structure,
+                             bool allocate_data, bool in_chain) {
   t->type = type;
   t->structure = structure;
   set_shape(t.get(), nodes);
   if (allocate_data) _orv_allocate_data_arrays(t.get());
   if (in_chain) chain_table(t.get());
   return t.release();
+}
+
+}  // namespace
+
+orv_table_s *_orv_create_table(orv_domain_s *d, orv_node_t const *nodes, orv_table_type_t type,
+                               int structure, bool allocate_data, bool in_chain, Arena *arena) {
+  if (!arena) return shape_new_table(Owned<orv_table_s>(make<orv_table_s>(d)), nodes, type, structure, allocate_data, in_chain);
+  ArenaOwned<orv_table_s> t(arena->make<orv_table_s>(d));
+  t->in_arena = true;
+  return shape_new_table(std::move(t), nodes, type, structure, allocate_data, in_chain);
 }
 
 void _orv_allocate_data_arrays(orv_table_s *t, bool initialise) {
@@ -175,7 +188,8 @@ void _orv_copy_table_data(orv_table_s *target, const orv_table_s *source) {
 void _orv_free_table(orv_table_s *t) noexcept {
   if (!t) return;
   if (t->chained) unlink_and_renumber(&t->domain->first_table, t->domain->table_count, t);
-  destroy(t);
+  if (t->in_arena) t->~orv_table_s();
+  else destroy(t);
 }
 
 }  // namespace orv

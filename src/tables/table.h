@@ -10,6 +10,7 @@
 #include "model/records.h"
 #include "orvel.h"
 #include "runtime/allocate.h"
+#include "runtime/arena.h"
 
 struct orv_table_s : orv::Tagged {
   explicit orv_table_s(orv_domain_s *d) : Tagged(orv::Tag::table), domain(d) {}
@@ -34,6 +35,7 @@ struct orv_table_s : orv::Tagged {
   void *user_data = nullptr;  // the application's pointer; never interpreted
   orv_table_s *next = nullptr;
   bool chained = false;
+  bool in_arena = false;  // the record lives in a forest's arena: destroyed in place
 
   ~orv_table_s();
 };
@@ -48,9 +50,10 @@ bool is_table(const orv_table_s *t);
 orv_table_s *new_table(orv_domain_s *d, bool in_chain);
 // Links a table at the head of its domain's chain and numbers it.
 void chain_table(orv_table_s *t) noexcept;
-// Throws on failure, leaving nothing allocated.
+// Throws on failure, leaving nothing allocated. With an arena the record is
+// made there (which must outlive the table).
 orv_table_s *_orv_create_table(orv_domain_s *d, orv_node_t const *nodes, orv_table_type_t type,
-                               int structure, bool allocate_data, bool in_chain);
+                               int structure, bool allocate_data, bool in_chain, Arena *arena = nullptr);
 // Allocates and initialises the data arrays if absent. Throws bad_alloc.
 // Without `initialise` the entries are left unwritten, for tables whose every
 // entry the caller writes before any read (clique tables loaded at reset),
