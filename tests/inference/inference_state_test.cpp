@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 
 #include "compile/compile.h"
@@ -146,7 +147,7 @@ TEST(NumericNodes, MeansOfNumberedAndIntervalNodes) {
   n->subtype = orv_subtype_number;
   n->state_values.assign({1.0, 2.0, 4.0, -1.0});
   i->subtype = orv_subtype_interval;
-  i->state_values.assign({-1.79769313486232e+308, 0.0, 10.0, 1.79769313486232e+308});
+  i->state_values.assign({-std::numeric_limits<double>::infinity(), 0.0, 10.0, std::numeric_limits<double>::infinity()});
   family(n, {}, {0.5, 0.25, 0.25});
   family(i, {}, {0.2, 0.3, 0.5});
   ASSERT_EQ(compile_simply(d.get()), orv_error_none);

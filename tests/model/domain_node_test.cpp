@@ -123,7 +123,9 @@ TEST(NameIndex, LookupsFollowGrowthRenamesAndDeletions) {
   ASSERT_EQ(orv_node_delete(nodes[7]), orv_error_none);
   EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "N7"), nullptr);
   for (int i = 0; i < 23; ++i)
-    if (i != 3 && i != 7) EXPECT_EQ(orv_domain_get_node_by_name(d.get(), ("N" + std::to_string(i)).c_str()), nodes[i]);
+    if (i != 3 && i != 7) {
+      EXPECT_EQ(orv_domain_get_node_by_name(d.get(), ("N" + std::to_string(i)).c_str()), nodes[i]);
+    }
 }
 TEST(NameIndex, LookupNeverFailsForLackOfMemory) {
   auto d = new_domain();

@@ -27,7 +27,9 @@ TEST(Arena, BlocksAreAlignedDistinctAndWritable) {
       auto *p = static_cast<char *>(arena.allocate(size, align));
       ASSERT_TRUE(aligned(p, align)) << i;
       std::memset(p, static_cast<int>(i & 0xff), size);
-      if (previous) ASSERT_EQ(static_cast<unsigned char>(previous[0]), (i - 1) & 0xff) << i;  // not overwritten
+      if (previous) {
+        ASSERT_EQ(static_cast<unsigned char>(previous[0]), (i - 1) & 0xff) << i;  // not overwritten
+      }
       previous = p;
     }
     EXPECT_GT(arena.chunk_count(), 3u);
