@@ -1,7 +1,9 @@
 // EM worker threads: each worker owns a work domain (a copy of the learning
 // domain with the same nodes, tables and junction forest) and runs the
 // E-step on a consecutive range of case blocks; the calling thread forms the
-// totals in block order after joining them all.
+// totals in block order after joining them all. Unlike the structure
+// learning's run_workers, an E-step allocates nothing: once an M-step has
+// written the tables, a failure could no longer leave them as they were.
 #include <pthread.h>
 
 #include "compile/build_forest.h"
