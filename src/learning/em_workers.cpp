@@ -76,6 +76,21 @@ struct Worker {
   bool running = false;
 };
 
+// Runs work on a worker's thread, keeping its first failure in w.error.
+template <typename Work>
+void record_failure(Worker &w, Work &&work) noexcept {
+  set_error(orv_error_none);
+  try {
+    work();
+  } catch (const Failure &f) {
+    w.error = f.code;
+  } catch (const std::bad_alloc &) {
+    w.error = orv_error_no_memory;
+  } catch (...) {
+    w.error = orv_error_error;
+  }
+}
+
 }  // namespace
 
 struct EStepRunner::Impl {
@@ -99,19 +114,12 @@ struct EStepRunner::Impl {
   }
 
   void work(Worker &w) noexcept {
-    set_error(orv_error_none);
-    try {
+    record_failure(w, [&] {
       for (std::size_t b = w.first_block; b < w.last_block; ++b) {
         w.site->run_block(b, blocks, w.with_counts);
         store_block(w, b);
       }
-    } catch (const Failure &f) {
-      w.error = f.code;
-    } catch (const std::bad_alloc &) {
-      w.error = orv_error_no_memory;
-    } catch (...) {
-      w.error = orv_error_error;
-    }
+    });
   }
 
   static void *thread_main(void *argument) {
@@ -134,17 +142,10 @@ struct BuildJob {
 
 void build_work_domain(BuildJob &job) noexcept {
   Worker &w = *job.worker;
-  set_error(orv_error_none);
-  try {
+  record_failure(w, [&] {
     w.domain = clone_work_domain(job.source);
     w.site.reset(make<Site>(job.source, w.domain.get(), *job.learned, *job.flags));
-  } catch (const Failure &f) {
-    w.error = f.code;
-  } catch (const std::bad_alloc &) {
-    w.error = orv_error_no_memory;
-  } catch (...) {
-    w.error = orv_error_error;
-  }
+  });
 }
 
 void *build_main(void *argument) {
