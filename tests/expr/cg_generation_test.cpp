@@ -4,13 +4,12 @@
 // failed allocation anywhere in domain-wide generation leaves every table.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 
 namespace {
@@ -56,13 +55,10 @@ TEST(CgGeneration, NormalWithRegressionGivesTheCgTable) {
   const double k0 = orv_table_get_data(orv_node_get_table(k))[0];
 
   // Every failed allocation of the domain-wide generation leaves both tables.
-  auto last = orv::test::sweep_allocation_failures([&] { return orv_domain_generate_tables(d); },
-                                                   [&](const auto &run) {
-                                                     EXPECT_EQ(run.result, orv_error_no_memory) << run.n;
-                                                     EXPECT_EQ(run.leaked, 0) << run.n;
-                                                     EXPECT_EQ(cg_of(y, x), y0) << run.n;
-                                                     EXPECT_EQ(orv_table_get_data(orv_node_get_table(k))[0], k0);
-                                                   });
+  const auto last = orv::test::expect_no_memory_sweep("generate", [&] { return orv_domain_generate_tables(d); }, [&] {
+    EXPECT_EQ(cg_of(y, x), y0);
+    EXPECT_EQ(orv_table_get_data(orv_node_get_table(k))[0], k0);
+  });
   ASSERT_EQ(last.result, orv_error_none);
   // D = a: 2X - 1 everywhere. D = b: I is sampled at 0.5, 1.5 and 2.5, 3.5;
   // the intercept I averages to 1 and 3 and its spread (0.25) widens the variance.
@@ -73,15 +69,11 @@ TEST(CgGeneration, NormalWithRegressionGivesTheCgTable) {
 
   // The generated CG table is written in place of the model and reads back
   // to the same text.
-  char *text = orv_domain_to_net_string(d);
-  ASSERT_NE(text, nullptr);
-  EXPECT_NE(std::strstr(text, "normal ( 3 + 0.25 * X, 1.25 )"), nullptr);
-  orv_domain_t again = orv_net_parse_domain(text, nullptr, nullptr);
+  const std::string text = orv::test::take_text(orv_domain_to_net_string(d));
+  EXPECT_CONTAINS(text, "normal ( 3 + 0.25 * X, 1.25 )");
+  orv_domain_t again = orv_net_parse_domain(text.c_str(), nullptr, nullptr);
   ASSERT_NE(again, nullptr);
-  char *text2 = orv_domain_to_net_string(again);
-  EXPECT_STREQ(text, text2);
-  std::free(text);
-  std::free(text2);
+  EXPECT_EQ(orv::test::take_text(orv_domain_to_net_string(again)), text);
   orv_domain_delete(again);
   orv_domain_delete(d);
 }
@@ -92,8 +84,6 @@ TEST(CgGeneration, BadMeansAndVariancesFailAndKeepTheTable) {
   ASSERT_EQ(orv_node_generate_table(y), orv_error_none);
   const std::vector<double> good = cg_of(y, x);
   orv_model_t m = orv_node_get_model(y);
-  std::FILE *log = std::tmpfile();
-  ASSERT_EQ(orv_domain_set_log_file(d, log), orv_error_none);
   const struct {
     const char *expression, *reason;
   } cases[] = {
@@ -104,18 +94,12 @@ TEST(CgGeneration, BadMeansAndVariancesFailAndKeepTheTable) {
   };
   for (const auto &c : cases) {
     ASSERT_EQ(orv_model_set_expression_from_string(m, 0, c.expression, nullptr, nullptr), orv_error_none);
-    const long start = std::ftell(log);
-    EXPECT_EQ(orv_node_generate_table(y), orv_error_invalid_expression) << c.expression;
+    const std::string log = orv::test::capture_log(
+        d, [&] { EXPECT_EQ(orv_node_generate_table(y), orv_error_invalid_expression) << c.expression; });
     EXPECT_EQ(cg_of(y, x), good) << c.expression;
-    char line[200] = "";
-    std::fseek(log, start, SEEK_SET);
-    ASSERT_NE(std::fgets(line, sizeof line, log), nullptr);
-    EXPECT_EQ(std::string(line), std::string("Table generation for Y failed at configuration (D = 0, I = 0): ") +
-                                     c.reason + "\n");
-    std::fseek(log, 0, SEEK_END);
+    EXPECT_EQ(log.substr(0, log.find('\n') + 1),
+              std::string("Table generation for Y failed at configuration (D = 0, I = 0): ") + c.reason + "\n");
   }
-  orv_domain_set_log_file(d, nullptr);
-  std::fclose(log);
   orv_domain_delete(d);
 }
 

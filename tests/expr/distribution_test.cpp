@@ -6,10 +6,12 @@
 
 #include <cmath>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "expr/distribution.h"
 #include "expr/evaluate.h"
+#include "support/contract_sweep.h"
 
 namespace orv {
 namespace {
@@ -26,6 +28,18 @@ double simpson(const std::function<double(double)> &f, double a, double b, int n
   double s = f(a) + f(b);
   for (int i = 1; i < n; ++i) s += f(a + i * h) * (i % 2 ? 4.0 : 2.0);
   return s * h / 3.0;
+}
+
+// `run` must fail with an invalid_expression evaluation error and a reason.
+template <class Run>
+void expect_invalid(Run run, const std::string &what) {
+  try {
+    run();
+    ADD_FAILURE() << what << " was accepted";
+  } catch (const EvaluationError &e) {
+    EXPECT_EQ(e.code, orv_error_invalid_expression) << what;
+    EXPECT_NE(e.reason, nullptr) << what;
+  }
 }
 
 TEST(Distributions, ClosedFormCdfsAtChosenPoints) {
@@ -96,10 +110,8 @@ TEST(Distributions, IntegerFamiliesAndAggregate) {
   // Binomial(2, 1/2) copies of a Bernoulli(0.3).
   Distribution s = aggregated(make(orv_op_Binomial, {2, 0.5}), make(orv_op_Binomial, {1, 0.3}));
   prepare(s, 5);
-  EXPECT_NEAR(probability_of(s, 0), 0.25 + 0.5 * 0.7 + 0.25 * 0.49, 1e-15);
-  EXPECT_NEAR(probability_of(s, 1), 0.5 * 0.3 + 0.25 * 2 * 0.21, 1e-15);
-  EXPECT_NEAR(probability_of(s, 2), 0.25 * 0.09, 1e-15);
-  EXPECT_EQ(probability_of(s, 3), 0.0);
+  test::expect_all_near({probability_of(s, 0), probability_of(s, 1), probability_of(s, 2), probability_of(s, 3)},
+                        {0.25 + 0.5 * 0.7 + 0.25 * 0.49, 0.5 * 0.3 + 0.25 * 2 * 0.21, 0.25 * 0.09, 0.0}, 1e-15);
   // A fixed count of 3 Poisson(1) copies is Poisson(3).
   Distribution p = aggregated(point_mass(3), make(orv_op_Poisson, {1.0}));
   prepare(p, 10);
@@ -142,15 +154,7 @@ TEST(Distributions, InvalidParametersFail) {
       {orv_op_NegativeBinomial, {1, 0}}, {orv_op_Geometric, {-0.1}},    {orv_op_Distribution, {0.0, 0.0}},
       {orv_op_Normal, {NAN, 1.0}},
   };
-  for (const Case &c : cases) {
-    try {
-      make(c.op, c.args);
-      ADD_FAILURE() << c.op << " accepted invalid parameters";
-    } catch (const EvaluationError &e) {
-      EXPECT_EQ(e.code, orv_error_invalid_expression);
-      EXPECT_NE(e.reason, nullptr);
-    }
-  }
+  for (const Case &c : cases) expect_invalid([&] { make(c.op, c.args); }, std::to_string(c.op));
   EXPECT_THROW(truncated(make(orv_op_Normal, {0, 1}), 2.0, 1.0), EvaluationError);
   EXPECT_THROW(aggregated(make(orv_op_Normal, {0, 1}), point_mass(1)), EvaluationError);
   const bool present[] = {true, false};
@@ -261,12 +265,7 @@ TEST_F(Evaluation, DistributionsAndFailures) {
                            "variance(A)", "quantile(A, 0.5)"}) {
     orv_expression_t e = orv_domain_string_to_expression(d, text, nullptr, nullptr);
     ASSERT_NE(e, nullptr) << text;
-    try {
-      evaluate(e, context);
-      ADD_FAILURE() << text << " evaluated";
-    } catch (const EvaluationError &error) {
-      EXPECT_EQ(error.code, orv_error_invalid_expression) << text;
-    }
+    expect_invalid([&] { evaluate(e, context); }, text);
     orv_expression_delete(e);
   }
 }

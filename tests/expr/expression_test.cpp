@@ -4,7 +4,6 @@
 // switched, mentioned nodes deleted).
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -265,18 +264,12 @@ std::vector<std::string> texts(orv_node_t n) {
   std::vector<std::string> out;
   for (size_t i = 0; i < orv_model_get_size(m); ++i) {
     orv_expression_t e = orv_model_get_expression(m, i);
-    char *text = e ? orv_expression_to_string(e) : nullptr;
-    out.emplace_back(text ? text : "-");
-    free(text);
+    out.emplace_back(e ? text_of(e) : "-");
   }
   return out;
 }
 
-std::vector<std::string> model_nodes(orv_node_t n) {
-  std::vector<std::string> out;
-  for (orv_node_t *m = orv_model_get_nodes(orv_node_get_model(n)); *m; ++m) out.emplace_back(orv_node_get_name(*m));
-  return out;
-}
+std::vector<std::string> model_nodes(orv_node_t n) { return names_of(orv_model_get_nodes(orv_node_get_model(n))); }
 
 TEST(ModelUpkeep, ExpressionsFollowStatesLinksAndDeletedNodes) {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);

@@ -5,12 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "expr/table_generation.h"
 #include "runtime/error.h"
+#include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "tables/table.h"
 
@@ -75,9 +76,7 @@ TEST_F(Generation, TablesEqualHandComputedOnes) {
   };
   for (const Case &k : cases) {
     ASSERT_EQ(generate(node(k.name)), orv_error_none) << k.name;
-    const std::vector<double> got = data_of(node(k.name));
-    ASSERT_EQ(got.size(), k.expected.size()) << k.name;
-    for (std::size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], k.expected[i], 1e-14) << k.name << " " << i;
+    test::expect_all_near(data_of(node(k.name)), k.expected, 1e-14, k.name);
   }
 }
 
@@ -86,20 +85,15 @@ TEST_F(Generation, InvalidParametersFailWithALogLineAndKeepTheTable) {
   orv_node_t c = node("C");
   ASSERT_EQ(generate(c), orv_error_none);
   const std::vector<double> before = data_of(c);
-  std::FILE *log = std::tmpfile();
-  ASSERT_EQ(orv_domain_set_log_file(d, log), orv_error_none);
-  const char *bad[] = {"Normal(P, -1)", "Binomial(3, 1.5)", "Uniform(P, P)", "Distribution(1, 2)", "P < 1"};
-  for (const char *text : bad) {
-    ASSERT_EQ(orv_model_set_expression_from_string(c->model, 0, text, nullptr, nullptr), orv_error_none) << text;
-    EXPECT_EQ(generate(c), orv_error_invalid_expression) << text;
-    EXPECT_EQ(data_of(c), before) << text;
-  }
-  std::rewind(log);
-  char line[256] = "";
-  ASSERT_NE(std::fgets(line, sizeof line, log), nullptr);
-  EXPECT_STREQ(line, "Table generation for C failed at configuration (P = 0): negative variance\n");
-  orv_domain_set_log_file(d, nullptr);
-  std::fclose(log);
+  const std::string log = test::capture_log(d, [&] {
+    for (const char *text : {"Normal(P, -1)", "Binomial(3, 1.5)", "Uniform(P, P)", "Distribution(1, 2)", "P < 1"}) {
+      ASSERT_EQ(orv_model_set_expression_from_string(c->model, 0, text, nullptr, nullptr), orv_error_none) << text;
+      EXPECT_EQ(generate(c), orv_error_invalid_expression) << text;
+      EXPECT_EQ(data_of(c), before) << text;
+    }
+  });
+  EXPECT_EQ(log.substr(0, log.find('\n') + 1),
+            "Table generation for C failed at configuration (P = 0): negative variance\n");
 }
 
 // An aggregate whose convolution would run to a million values fails with a
@@ -114,15 +108,8 @@ potential (H | L) { model_nodes = (L); model_data = ( aggregate(Poisson(2), Pois
                                         nullptr, nullptr);
   ASSERT_NE(d, nullptr);
   orv_node_t h = orv_domain_get_node_by_name(d, "H");
-  std::FILE *log = std::tmpfile();
-  ASSERT_EQ(orv_domain_set_log_file(d, log), orv_error_none);
-  EXPECT_EQ(orv_node_generate_table(h), orv_error_invalid_expression);
-  std::rewind(log);
-  char line[256] = "";
-  ASSERT_NE(std::fgets(line, sizeof line, log), nullptr);
-  EXPECT_STREQ(line, "Table generation for H failed at configuration (L = 0): the aggregate is too large to convolve\n");
-  orv_domain_set_log_file(d, nullptr);
-  std::fclose(log);
+  EXPECT_EQ(test::capture_log(d, [&] { EXPECT_EQ(orv_node_generate_table(h), orv_error_invalid_expression); }),
+            "Table generation for H failed at configuration (L = 0): the aggregate is too large to convolve\n");
 
   ASSERT_EQ(orv_node_set_state_value(h, 1, 2000), orv_error_none);
   ASSERT_EQ(orv_node_generate_table(h), orv_error_none);
@@ -137,12 +124,8 @@ TEST_F(Generation, EveryFailedAllocationLeavesTheTable) {
   for (const char *name : {"C", "K"}) {
     orv_node_t n = node(name);
     const std::vector<double> before = data_of(n);
-    auto last = test::sweep_allocation_failures([&] { return generate(n); },
-                                                [&](const auto &run) {
-                                                  EXPECT_EQ(run.result, orv_error_no_memory) << run.n;
-                                                  EXPECT_EQ(run.leaked, 0) << run.n;
-                                                  EXPECT_EQ(data_of(n), before) << run.n;
-                                                });
+    const auto last = test::expect_no_memory_sweep(name, [&] { return generate(n); },
+                                                   [&] { EXPECT_EQ(data_of(n), before); });
     EXPECT_EQ(last.result, orv_error_none);
     EXPECT_GT(last.n, 0u);
   }

@@ -34,10 +34,8 @@ orv_domain_t hand_domain(const char *names, F f) {
   orv_domain_t d = orv_new_domain();
   std::vector<orv_node_t> nodes;
   for (const char *c = names; *c; ++c) {
-    nodes.push_back(orv_domain_new_node(d, orv_category_chance, orv_kind_discrete));
-    const char name[2] = {*c, 0};
-    orv_node_set_name(nodes.back(), name);
-    orv_node_set_number_of_states(nodes.back(), 2);
+    nodes.push_back(orv::test::add_node(d, std::string(1, *c).c_str()));
+    orv::test::set_state_count(nodes.back(), 2);
   }
   orv_domain_set_number_of_cases(d, 1000);
   for (std::size_t i = 0; i < 1000; ++i) {
@@ -79,10 +77,9 @@ TEST(StructureLearning, ChiSquareTailMatchesClosedForms) {
 // variance for a discrete one; an incomplete case is left out of both.
 TEST(StructureLearning, GaussianTestsMatchCorrelationAndGroupMeans) {
   orv_domain_t d = orv_new_domain();
-  orv_node_t g = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
-  orv_node_t x = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  orv_node_t y = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  orv_node_set_number_of_states(g, 2);
+  orv_node_t g = orv::test::add_node(d, "G");
+  orv_node_t x = orv::test::add_continuous(d, "X"), y = orv::test::add_continuous(d, "Y");
+  orv::test::set_state_count(g, 2);
   const std::vector<double> xs = {1.0, 2.5, 2.0, 4.0, 3.5, 6.0, 5.0, 8.5, 7.0, 9.0};
   const std::vector<double> ys = {2.0, 1.0, 4.0, 3.0, 6.5, 5.0, 8.0, 9.0, 7.5, 11.0};
   orv_domain_set_number_of_cases(d, xs.size() + 1);
@@ -129,10 +126,9 @@ TEST(StructureLearning, ConstraintsMirrorAndRefuseBadArguments) {
   ASSERT_EQ(orv_domain_set_significance_level(d, 0.2), orv_error_none);
   orv_domain_t copy = orv_domain_clone(d);  // a copy keeps constraints and level
   ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(orv_node_get_edge_constraint(orv_domain_get_node_by_name(copy, "A"), orv_domain_get_node_by_name(copy, "B")),
-            orv_constraint_backward_edge_forbidden);
-  EXPECT_EQ(orv_node_get_edge_constraint(orv_domain_get_node_by_name(copy, "B"), orv_domain_get_node_by_name(copy, "A")),
-            orv_constraint_forward_edge_forbidden);
+  orv_node_t copy_a = orv_domain_get_node_by_name(copy, "A"), copy_b = orv_domain_get_node_by_name(copy, "B");
+  EXPECT_EQ(orv_node_get_edge_constraint(copy_a, copy_b), orv_constraint_backward_edge_forbidden);
+  EXPECT_EQ(orv_node_get_edge_constraint(copy_b, copy_a), orv_constraint_forward_edge_forbidden);
   EXPECT_EQ(orv_domain_get_significance_level(copy), 0.2);
   orv_domain_delete(copy);
   ASSERT_EQ(orv_domain_set_significance_level(d, 0.05), orv_error_none);
@@ -193,10 +189,8 @@ orv_domain_t cg_chain_domain(std::size_t count) {
   };
   orv_domain_t d = orv_new_domain();
   std::vector<orv_node_t> nodes;
-  for (const char *name : {"D", "X", "Y", "Z", "W"}) {
-    nodes.push_back(orv_domain_new_node(d, orv_category_chance, nodes.empty() ? orv_kind_discrete : orv_kind_continuous));
-    orv_node_set_name(nodes.back(), name);
-  }
+  for (const char *name : {"D", "X", "Y", "Z", "W"})
+    nodes.push_back(nodes.empty() ? orv::test::add_node(d, name) : orv::test::add_continuous(d, name));
   orv_node_set_number_of_states(nodes[0], 2);
   orv_domain_set_number_of_cases(d, count);
   for (std::size_t i = 0; i < count; ++i) {

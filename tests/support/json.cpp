@@ -106,10 +106,16 @@ const Json &Json::operator[](const std::string &key) const {
   throw std::runtime_error("no member " + key);
 }
 
-bool Json::has(const std::string &key) const {
-  for (const auto &m : members)
-    if (m.first == key) return true;
-  return false;
+std::vector<double> Json::numbers() const {
+  std::vector<double> out;
+  for (const Json &item : items) out.push_back(item.number);
+  return out;
+}
+
+std::vector<std::string> Json::texts() const {
+  std::vector<std::string> out;
+  for (const Json &item : items) out.push_back(item.text);
+  return out;
 }
 
 Json parse_json(const std::string &text) { return Parser(text).document(); }

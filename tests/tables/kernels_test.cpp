@@ -220,15 +220,16 @@ TEST(ParallelKernels, AllocationFailureLeavesTablesUnchanged) {
   std::mt19937 random(5);
   test::fill_random(ab.get(), random), test::fill_random(at.get(), random);
   const auto ab0 = data_of(ab.get()), at0 = data_of(at.get());
-  auto operations = {+[](orv_table_s *big, orv_table_s *small) { _orv_combine_tables(big, small); },
-                     +[](orv_table_s *big, orv_table_s *small) { _orv_divide_tables(big, small); },
-                     +[](orv_table_s *big, orv_table_s *small) {
-                       _orv_marginalize_tables(big, small, orv_equilibrium_sum, orv_mode_normal);
-                     }};
-  int which = 0;
-  for (auto operation : operations) {
+  using Operation = void (*)(orv_table_s *, orv_table_s *);
+  const std::pair<const char *, Operation> operations[] = {
+      {"combine", [](orv_table_s *big, orv_table_s *small) { _orv_combine_tables(big, small); }},
+      {"divide", [](orv_table_s *big, orv_table_s *small) { _orv_divide_tables(big, small); }},
+      {"marginalize", [](orv_table_s *big, orv_table_s *small) {
+         _orv_marginalize_tables(big, small, orv_equilibrium_sum, orv_mode_normal);
+       }}};
+  for (const auto &[name, operation] : operations) {
     const auto clean = test::expect_no_memory_sweep(
-        "operation " + std::to_string(which), [&] { return guarded_status([&] { operation(ab.get(), at.get()); }); },
+        name, [&] { return guarded_status([&] { operation(ab.get(), at.get()); }); },
         [&] {
           EXPECT_EQ(data_of(ab.get()), ab0);
           EXPECT_EQ(data_of(at.get()), at0);
@@ -238,7 +239,6 @@ TEST(ParallelKernels, AllocationFailureLeavesTablesUnchanged) {
     EXPECT_EQ(clean.leaked, 0);
     EXPECT_GT(clean.n, 1u);  // a control, its dimensions, the slice records
     put(ab.get(), ab0), put(at.get(), at0);
-    ++which;
   }
 }
 
