@@ -29,22 +29,16 @@ orv_node_t node(orv_domain_t d, const std::string &name) {
   return n;
 }
 
-// The reference key of row r of a decision's policy: "P1=label,P2=label".
+// The reference key of row r of a decision's policy: "P1=label,P2=label",
+// the parents in the order of the policy table.
 std::string row_key(orv_node_t decision, std::size_t r) {
-  orv_node_t *parents = orv_node_get_parents(decision);
-  std::vector<orv_node_t> list;
-  for (orv_node_t *p = parents; *p; ++p) list.push_back(*p);
-  std::vector<std::size_t> state(list.size());
-  for (std::size_t k = list.size(); k-- > 0;) {
-    const std::size_t n = orv_node_get_number_of_states(list[k]);
-    state[k] = r % n;
-    r /= n;
-  }
+  orv_table_t t = orv_node_get_table(decision);
+  orv_node_t *nodes = orv_table_get_nodes(t);
+  std::vector<std::size_t> state(test::names_of(nodes).size());
+  orv_table_get_configuration_from_index(t, state.data(), r * orv_node_get_number_of_states(decision));
   std::string key;
-  for (std::size_t k = 0; k < list.size(); ++k) {
-    if (k) key += ",";
-    key += std::string(orv_node_get_name(list[k])) + "=" + orv_node_get_state_label(list[k], state[k]);
-  }
+  for (std::size_t k = 0; nodes[k] != decision; ++k)
+    key += std::string(k ? "," : "") + orv_node_get_name(nodes[k]) + "=" + orv_node_get_state_label(nodes[k], state[k]);
   return key;
 }
 

@@ -209,10 +209,12 @@ struct Evaluation : ::testing::Test {
   }
 };
 
-TEST_F(Evaluation, NumericOperators) {
-  struct Case {
+// Numeric results, and booleans as 0 and 1.
+TEST_F(Evaluation, NumericAndLogicalOperators) {
+  const struct {
     const char *text;
     double expected;
+    int type = kTypeNumeric;
   } cases[] = {
       {"-2^2", -4.0},           {"1 + 2 * 3 - 4 / 8", 6.5},  {"2 ^ 3 ^ 2", 512.0},
       {"A * 10 + #A", 21.0},    {"min(3, A, 7)", 2.0},       {"max(3, A, 7)", 7.0},
@@ -221,29 +223,17 @@ TEST_F(Evaluation, NumericOperators) {
       {"cosh(0.5)", std::cosh(0.5)}, {"tanh(0.5)", std::tanh(0.5)}, {"sqrt(A)", std::sqrt(2.0)},
       {"abs(-3.5)", 3.5},       {"floor(-1.5) + ceil(1.2)", 0.0}, {"mod(7, 3)", 1.0},
       {"mod(-1, 3)", 2.0},      {"if(A > 1, 10, 20)", 10.0}, {"if(L == \"low\", 1, 2)", 2.0},
+      {"A == 2", 1, kTypeBoolean},   {"A != 2", 0, kTypeBoolean},  {"A < 3", 1, kTypeBoolean},
+      {"A > 3", 0, kTypeBoolean},    {"A <= 2", 1, kTypeBoolean},  {"A >= 2.5", 0, kTypeBoolean},
+      {"L == \"high\"", 1, kTypeBoolean}, {"L != \"high\"", 0, kTypeBoolean},
+      {"and(A == 2, L == \"high\")", 1, kTypeBoolean}, {"and(A == 2, false)", 0, kTypeBoolean},
+      {"and()", 1, kTypeBoolean}, {"or(false, A < 0)", 0, kTypeBoolean}, {"or(false, true)", 1, kTypeBoolean},
+      {"not(A == 2)", 0, kTypeBoolean}, {"true == true", 1, kTypeBoolean},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     const Value v = run(c.text);
-    EXPECT_EQ(v.type, kTypeNumeric) << c.text;
-    EXPECT_NEAR(v.number, c.expected, 1e-15) << c.text;
-  }
-}
-
-TEST_F(Evaluation, LogicalOperatorsAndComparisons) {
-  struct Case {
-    const char *text;
-    bool expected;
-  } cases[] = {
-      {"A == 2", true},   {"A != 2", false},  {"A < 3", true},    {"A > 3", false},
-      {"A <= 2", true},   {"A >= 2.5", false}, {"L == \"high\"", true}, {"L != \"high\"", false},
-      {"and(A == 2, L == \"high\")", true}, {"and(A == 2, false)", false}, {"and()", true},
-      {"or(false, A < 0)", false}, {"or(false, true)", true}, {"not(A == 2)", false},
-      {"true == true", true},
-  };
-  for (const Case &c : cases) {
-    const Value v = run(c.text);
-    EXPECT_EQ(v.type, kTypeBoolean) << c.text;
-    EXPECT_EQ(v.boolean, c.expected) << c.text;
+    EXPECT_EQ(v.type, c.type) << c.text;
+    EXPECT_NEAR(v.type == kTypeBoolean ? double(v.boolean) : v.number, c.expected, 1e-15) << c.text;
   }
 }
 

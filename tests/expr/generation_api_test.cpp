@@ -28,6 +28,10 @@ struct GenerationApi : ::testing::Test {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
   void TearDown() override { orv_domain_delete(d); }
   orv_node_t node(const char *name) { return orv_domain_get_node_by_name(d, name); }
+  // Sets expression i of the named node's model.
+  orv_status_t set(const char *name, size_t i, const char *text) {
+    return orv_model_set_expression_from_string(orv_node_get_model(node(name)), i, text, nullptr, nullptr);
+  }
 };
 
 TEST_F(GenerationApi, CompilationGeneratesAndChangesMarkModelsAgain) {
@@ -49,7 +53,7 @@ TEST_F(GenerationApi, CompilationGeneratesAndChangesMarkModelsAgain) {
   ASSERT_EQ(orv_domain_generate_tables(d), orv_error_none);
   EXPECT_EQ(orv_model_table_is_generated(k), 1);
   EXPECT_EQ(data_of(node("K"))[3], 0.25);  // Distribution(1, 1, 2) ignores N's values
-  ASSERT_EQ(orv_model_set_expression_from_string(k, 1, "Binomial(2, 1)", nullptr, nullptr), orv_error_none);
+  ASSERT_EQ(set("K", 1, "Binomial(2, 1)"), orv_error_none);
   EXPECT_EQ(orv_model_table_is_generated(k), 0);
   ASSERT_EQ(orv_node_generate_table(node("K")), orv_error_none);
   EXPECT_EQ(data_of(node("K"))[5], 1.0);
@@ -60,19 +64,15 @@ TEST_F(GenerationApi, DomainGenerationIsAllOrNothing) {
   ASSERT_EQ(orv_domain_generate_tables(d), orv_error_none);
   const std::vector<double> k = data_of(node("K")), j = data_of(node("J"));
   orv_model_t model_k = orv_node_get_model(node("K"));
-  ASSERT_EQ(orv_model_set_expression_from_string(model_k, 0, "Binomial(2, 0.75)", nullptr, nullptr), orv_error_none);
-  ASSERT_EQ(orv_model_set_expression_from_string(orv_node_get_model(node("J")), 0, "Binomial(2, 1.5)", nullptr,
-                                                 nullptr),
-            orv_error_none);
+  ASSERT_EQ(set("K", 0, "Binomial(2, 0.75)"), orv_error_none);
+  ASSERT_EQ(set("J", 0, "Binomial(2, 1.5)"), orv_error_none);
   EXPECT_EQ(orv_domain_generate_tables(d), orv_error_invalid_expression);
   EXPECT_EQ(data_of(node("K")), k);  // generated before J failed, then put back
   EXPECT_EQ(data_of(node("J")), j);
   EXPECT_EQ(orv_model_table_is_generated(model_k), 0);
   EXPECT_EQ(orv_domain_compile(d), orv_error_invalid_expression);
 
-  ASSERT_EQ(orv_model_set_expression_from_string(orv_node_get_model(node("J")), 0, "Binomial(2, 0.5)", nullptr,
-                                                 nullptr),
-            orv_error_none);
+  ASSERT_EQ(set("J", 0, "Binomial(2, 0.5)"), orv_error_none);
   const auto run = orv::test::expect_no_memory_sweep("generate", [&] { return orv_domain_generate_tables(d); }, [&] {
     EXPECT_EQ(data_of(node("K")), k);
     EXPECT_EQ(data_of(node("J")), j);

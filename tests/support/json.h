@@ -2,7 +2,6 @@
 // strings without escapes beyond \" and \\, numbers, true/false/null.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
