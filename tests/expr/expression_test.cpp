@@ -92,15 +92,6 @@ TEST_F(ExpressionTest, ArityAndTypeChecks) {
   orv_expression_delete(empty_and);
 }
 
-TEST_F(ExpressionTest, ProbabilityNeedsExactlyOneDiscreteNode) {
-  EXPECT_NE(orv_expression_delete(parse("probability (L == \"s\")")), orv_error_usage);
-  EXPECT_EQ(orv_error_code(), orv_error_none);
-  EXPECT_RESULT(parse("probability (a > 1)"), nullptr, orv_error_invalid_expression);  // continuous
-  ASSERT_EQ(messages.items.size(), 1u);
-  EXPECT_EQ(messages.items[0].second, "API error: invalid_expression");
-  EXPECT_EQ(parse("probability (probability (L == \"s\") > 0)"), nullptr);
-}
-
 TEST_F(ExpressionTest, PrintingParenthesisRules) {
   const std::pair<const char *, const char *> cases[] = {
       {"(a - b) - c", "a - b - c"}, {"a - (b - c)", "a - (b - c)"}, {"2 ^ (3 ^ 4)", "2 ^ 3 ^ 4"},
@@ -152,6 +143,10 @@ TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
       {"a $ b", "unexpected character: `$'", 3}, {"*", "unexpected token", 1}, {"\"abc", "string did not end", 4},
       {"Normal (1)", "API error: invalid_expression", 10, orv_error_invalid_expression},
       {"a + \"s\"", "API error: invalid_expression", 7, orv_error_invalid_expression},
+      // "probability" needs a condition on exactly one discrete node.
+      {"probability (a > 1)", "API error: invalid_expression", 19, orv_error_invalid_expression},
+      {"probability (probability (L == \"s\") > 0)", "API error: invalid_expression", 40,
+       orv_error_invalid_expression},
   };
   for (const Case &c : cases) {
     LiveBlocks live;

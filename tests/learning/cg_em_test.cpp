@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdint>
+#include <random>
 #include <vector>
 
 #include "orvel.h"
@@ -23,15 +23,6 @@ const char *kNet =
     "potential (D) { data = (0.4 0.6); experience = (0); }\n"
     "potential (X | D) { data = (normal (0, 1) normal (0, 1)); experience = (0 0); }\n"
     "potential (Y | D X) { data = (normal (0, 1) normal (0, 1)); experience = (0 0); }\n";
-
-struct Rng {
-  std::uint64_t s = 12345;
-  double uniform() {
-    s = s * 6364136223846793005ULL + 1442695040888963407ULL;
-    return (static_cast<double>(s >> 11) + 0.5) / 9007199254740992.0;
-  }
-  double normal() { return std::sqrt(-2.0 * std::log(uniform())) * std::cos(6.283185307179586 * uniform()); }
-};
 
 struct Case {
   int d;
@@ -66,13 +57,15 @@ struct Net {
 };
 
 std::vector<Case> sample(std::size_t n) {
-  Rng r;
+  std::mt19937_64 random(12345);
+  std::uniform_real_distribution<double> uniform;
+  std::normal_distribution<double> normal;
   std::vector<Case> cases;
   for (std::size_t k = 0; k < n; ++k) {
     Case c;
-    c.d = r.uniform() < 0.4 ? 0 : 1;
-    c.x = c.d ? 2.0 + 0.5 * r.normal() : -1.0 + 1.5 * r.normal();
-    c.y = c.d ? 1.0 - 2.0 * c.x + 0.3 * r.normal() : 3.0 + 0.5 * c.x + r.normal();
+    c.d = uniform(random) < 0.4 ? 0 : 1;
+    c.x = c.d ? 2.0 + 0.5 * normal(random) : -1.0 + 1.5 * normal(random);
+    c.y = c.d ? 1.0 - 2.0 * c.x + 0.3 * normal(random) : 3.0 + 0.5 * c.x + normal(random);
     c.w = k % 3 == 0 ? 2.0 : 1.0;
     cases.push_back(c);
   }
