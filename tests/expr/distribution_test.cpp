@@ -12,6 +12,7 @@
 #include "expr/distribution.h"
 #include "expr/evaluate.h"
 #include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 
 namespace orv {
 namespace {
@@ -180,18 +181,15 @@ struct FixedContext : EvaluationContext {
 };
 
 struct Evaluation : ::testing::Test {
-  orv_domain_t d = orv_new_domain();
+  test::DomainPtr d = test::new_domain();
   FixedContext context;
   void SetUp() override {
-    context.a = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
-    context.l = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
-    ASSERT_EQ(orv_node_set_name(context.a, "A"), 0);
-    ASSERT_EQ(orv_node_set_name(context.l, "L"), 0);
+    context.a = test::add_node(d.get(), "A");
+    context.l = test::add_node(d.get(), "L");
     ASSERT_EQ(orv_node_set_subtype(context.a, orv_subtype_number), 0);
   }
-  void TearDown() override { orv_domain_delete(d); }
   Value run(const char *text) {
-    orv_expression_t e = orv_domain_string_to_expression(d, text, nullptr, nullptr);
+    orv_expression_t e = orv_domain_string_to_expression(d.get(), text, nullptr, nullptr);
     EXPECT_NE(e, nullptr) << text;
     if (!e) return {};
     Value v = evaluate(e, context);
@@ -246,7 +244,7 @@ TEST_F(Evaluation, DistributionsAndFailures) {
   EXPECT_EQ(run("if(A == 2, 1, Normal(0, -1))").number, 1.0);
   for (const char *text : {"Normal(0, -1)", "Binomial(3, A)", "if(A == 1, 1, Uniform(A, A))", "probability(A == 2)",
                            "variance(A)", "quantile(A, 0.5)"}) {
-    orv_expression_t e = orv_domain_string_to_expression(d, text, nullptr, nullptr);
+    orv_expression_t e = orv_domain_string_to_expression(d.get(), text, nullptr, nullptr);
     ASSERT_NE(e, nullptr) << text;
     expect_invalid([&] { evaluate(e, context); }, text);
     orv_expression_delete(e);

@@ -200,8 +200,7 @@ TEST_F(ExpressionTest, ParseSurvivesEveryAllocationFailure) {
 
 TEST_F(ExpressionTest, ModelsHoldCopiesPerConfigurationTextAndUserData) {
   orv_node_t child = add_node(d.get(), "child");
-  label_node->children.push_back(child);
-  child->parents.push_back(label_node);
+  link(label_node, child);
   orv_node_t nodes[] = {label_node, nullptr};
   orv_model_t m = orv_node_new_model(child, nodes);
   ASSERT_NE(m, nullptr);

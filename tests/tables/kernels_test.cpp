@@ -38,27 +38,26 @@ TEST(TableKernels, RefusalsChangeNothing) {
   TablePtr ax(table_over(d.get(), {a, x}));
   put(ab.get(), {1, 2, 3, 4, 5, 6});
   put(at.get(), {7, 8});
-  const auto code_of = [](auto &&operation) { return guarded_status(operation); };
   const auto marginalize = [](orv_table_s *from, orv_table_s *to, orv_evidence_mode_t mode) {
     return [=] { _orv_marginalize_tables(from, to, orv_equilibrium_sum, mode); };
   };
   // The smaller table must be over a subset of the larger's nodes.
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(bt.get(), ab.get()); }), orv_error_usage);
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(nullptr, ab.get()); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(bt.get(), ab.get()); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(nullptr, ab.get()); }), orv_error_usage);
   // "out" needs an output array; source and target must not share data.
-  EXPECT_EQ(code_of(marginalize(ab.get(), at.get(), orv_mode_fast_retraction)), orv_error_usage);
-  EXPECT_EQ(code_of(marginalize(at.get(), at.get(), orv_mode_normal)), orv_error_usage);
+  EXPECT_EQ(guarded_status(marginalize(ab.get(), at.get(), orv_mode_fast_retraction)), orv_error_usage);
+  EXPECT_EQ(guarded_status(marginalize(at.get(), at.get(), orv_mode_normal)), orv_error_usage);
   EXPECT_EQ(data_of(at.get()), (V{7, 8}));
   orv_node_t twice[] = {a, a, nullptr};
-  EXPECT_EQ(code_of([&] { _orv_table_get_marginal(ab.get(), twice); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_table_get_marginal(ab.get(), twice); }), orv_error_usage);
   // CG parts are not combined by these kernels.
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(ax.get(), at.get()); }), orv_error_error);
-  EXPECT_EQ(code_of(marginalize(ax.get(), at.get(), orv_mode_normal)), orv_error_error);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(ax.get(), at.get()); }), orv_error_error);
+  EXPECT_EQ(guarded_status(marginalize(ax.get(), at.get(), orv_mode_normal)), orv_error_error);
   EXPECT_EQ(data_of(ab.get()), (V{1, 2, 3, 4, 5, 6}));
   // A different domain's table.
   auto other = test::new_domain();
   TablePtr foreign(table_over(other.get(), {node_with_states(other.get(), 2)}));
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(ab.get(), foreign.get()); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(ab.get(), foreign.get()); }), orv_error_usage);
 }
 
 // A long-lived control is prepared again before each use: different selected

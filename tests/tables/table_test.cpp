@@ -95,7 +95,6 @@ TEST(NodeTables, AreBuiltOverTheFamily) {
   ASSERT_NE(tc, nullptr);
   EXPECT_EQ(orv_node_get_table(c), tc);  // created once
   EXPECT_EQ(test::names_of(orv_table_get_nodes(tc)), (std::vector<std::string>{"B", "A", "C"}));
-  EXPECT_EQ(orv_table_get_size(tc), 12u);
   EXPECT_EQ(tc->type, orv_table_probability);
   EXPECT_EQ(tc->node, c);
   EXPECT_EQ(tc->number, d->table_count);
