@@ -2,6 +2,10 @@
 // from a sampled interval parent, a numbered node per model configuration, a
 // boolean node and a utility node from a label parent; invalid parameters
 // fail with a log line and leave the table, as does every failed allocation.
+// Through the public functions: compilation generates what is not up to date,
+// changes that a model depends on mark it again, a domain-wide generation is
+// all or nothing, and quantiles of numbered and continuous nodes come from
+// the beliefs.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -23,6 +27,7 @@ node P { states = ("a" "b"); subtype = interval; state_values = (0 1 2); }
 node C { states = ("x" "y" "z"); subtype = interval; state_values = (-infinity 0.5 1.5 infinity); }
 node N { states = ("1" "2"); subtype = number; state_values = (1 2); }
 node K { states = ("0" "1" "2"); subtype = number; state_values = (0 1 2); }
+node J { states = ("0" "1" "2"); subtype = number; state_values = (0 1 2); }
 node L { states = ("lo" "hi"); }
 node B { states = ("false" "true"); subtype = boolean; }
 utility U {}
@@ -30,6 +35,7 @@ potential (P) { data = (0.5 0.5); }
 potential (C | P) { model_nodes = (); samples_per_interval = 4; model_data = ( Normal(P, 0.25) ); }
 potential (N) { data = (0.5 0.5); }
 potential (K | N) { model_nodes = (N); model_data = ( Binomial(N, 0.5), Distribution(1, 1, 2) ); }
+potential (J | K) { model_nodes = (); model_data = ( Binomial(2, 0.25) ); }
 potential (L) { data = (0.5 0.5); }
 potential (B | L) { model_nodes = (); model_data = ( L == "hi" ); }
 potential (U | L) { model_nodes = (); model_data = ( if(L == "hi", 10, -5) ); }
@@ -50,6 +56,10 @@ struct Generation : ::testing::Test {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
   void TearDown() override { orv_domain_delete(d); }
   orv_node_t node(const char *name) { return orv_domain_get_node_by_name(d, name); }
+  // Sets expression i of the named node's model.
+  orv_status_t set(const char *name, size_t i, const char *text) {
+    return orv_model_set_expression_from_string(orv_node_get_model(node(name)), i, text, nullptr, nullptr);
+  }
 };
 
 TEST_F(Generation, TablesEqualHandComputedOnes) {
@@ -129,6 +139,105 @@ TEST_F(Generation, EveryFailedAllocationLeavesTheTable) {
     EXPECT_EQ(last.result, orv_error_none);
     EXPECT_GT(last.n, 0u);
   }
+}
+
+TEST_F(Generation, CompilationGeneratesAndChangesMarkModelsAgain) {
+  ASSERT_NE(d, nullptr);
+  orv_model_t k = orv_node_get_model(node("K")), j = orv_node_get_model(node("J"));
+  EXPECT_EQ(orv_model_table_is_generated(k), 0);
+  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
+  EXPECT_EQ(orv_model_table_is_generated(k), 1);
+  EXPECT_EQ(orv_model_table_is_generated(j), 1);
+  const std::vector<double> expected = {0.5, 0.5, 0.0, 0.25, 0.25, 0.5};
+  EXPECT_EQ(data_of(node("K")), expected);
+  // P(K) = (0.25, 0.375, 0.375): the median of K is 1.
+  EXPECT_DOUBLE_EQ(orv_node_get_quantile(node("K"), 0.5), 1.0);
+
+  // A new state value of the parent marks the child's model, not the other.
+  ASSERT_EQ(orv_node_set_state_value(node("N"), 1, 0.0), orv_error_none);
+  EXPECT_EQ(orv_model_table_is_generated(k), 0);
+  EXPECT_EQ(orv_model_table_is_generated(j), 1);
+  ASSERT_EQ(orv_domain_generate_tables(d), orv_error_none);
+  EXPECT_EQ(orv_model_table_is_generated(k), 1);
+  EXPECT_EQ(data_of(node("K"))[3], 0.25);  // Distribution(1, 1, 2) ignores N's values
+  ASSERT_EQ(set("K", 1, "Binomial(2, 1)"), orv_error_none);
+  EXPECT_EQ(orv_model_table_is_generated(k), 0);
+  ASSERT_EQ(orv_node_generate_table(node("K")), orv_error_none);
+  EXPECT_EQ(data_of(node("K"))[5], 1.0);
+}
+
+TEST_F(Generation, DomainGenerationIsAllOrNothing) {
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(orv_domain_generate_tables(d), orv_error_none);
+  const std::vector<double> k = data_of(node("K")), j = data_of(node("J"));
+  orv_model_t model_k = orv_node_get_model(node("K"));
+  ASSERT_EQ(set("K", 0, "Binomial(2, 0.75)"), orv_error_none);
+  ASSERT_EQ(set("J", 0, "Binomial(2, 1.5)"), orv_error_none);
+  EXPECT_EQ(orv_domain_generate_tables(d), orv_error_invalid_expression);
+  EXPECT_EQ(data_of(node("K")), k);  // generated before J failed, then put back
+  EXPECT_EQ(data_of(node("J")), j);
+  EXPECT_EQ(orv_model_table_is_generated(model_k), 0);
+  EXPECT_EQ(orv_domain_compile(d), orv_error_invalid_expression);
+
+  ASSERT_EQ(set("J", 0, "Binomial(2, 0.5)"), orv_error_none);
+  const auto run = test::expect_no_memory_sweep("generate", [&] { return orv_domain_generate_tables(d); }, [&] {
+    EXPECT_EQ(data_of(node("K")), k);
+    EXPECT_EQ(data_of(node("J")), j);
+  });
+  EXPECT_EQ(run.result, orv_error_none);
+  EXPECT_NE(data_of(node("K")), k);
+}
+
+TEST_F(Generation, RefusesBadArguments) {
+  ASSERT_NE(d, nullptr);
+  EXPECT_EQ(orv_node_generate_table(nullptr), orv_error_usage);
+  EXPECT_EQ(orv_node_generate_table(node("N")), orv_error_usage);  // no model
+  EXPECT_EQ(orv_domain_generate_tables(nullptr), orv_error_usage);
+  EXPECT_EQ(orv_model_table_is_generated(nullptr), 0);
+  EXPECT_EQ(orv_node_get_value(node("K")), -1.0);  // not a real-valued function node
+  EXPECT_EQ(orv_error_code(), orv_error_usage);
+  EXPECT_EQ(orv_node_get_quantile(node("K"), 1.0), -1.0);
+  EXPECT_EQ(orv_node_get_quantile(node("K"), 0.5), -1.0);  // not compiled
+  EXPECT_EQ(orv_error_code(), orv_error_not_compiled);
+}
+
+// A model whose table does not exist yet when the domain is triangulated
+// (by a heuristic or an order) still reaches the compiled forest.
+TEST(GenerationApiTriangulated, ModelTablesReachAForestBuiltBeforeThem) {
+  for (int by_order = 0; by_order < 2; ++by_order) {
+    orv_domain_t d = orv_net_parse_domain(R"(net {}
+node A { states = ("a" "b"); }
+node B { states = ("x" "y" "z"); }
+potential (A) { data = (0.3 0.7); }
+potential (B | A) { model_nodes = (A); model_data = ( Distribution(1, 2, 3), Distribution(3, 2, 1) ); }
+)", nullptr, nullptr);
+    ASSERT_NE(d, nullptr);
+    orv_node_t order[] = {orv_domain_get_node_by_name(d, "B"), orv_domain_get_node_by_name(d, "A"), nullptr};
+    ASSERT_EQ(by_order ? orv_domain_triangulate_with_order(d, order) : orv_domain_triangulate(d, orv_tm_fill_in_size),
+              orv_error_none);
+    ASSERT_EQ(orv_domain_compile(d), orv_error_none);
+    EXPECT_NEAR(orv_node_get_belief(order[0], 0), 0.3 / 6 + 0.7 * 3 / 6, 1e-15) << by_order;
+    orv_domain_delete(d);
+  }
+}
+
+TEST(GenerationApiCg, QuantileOfAContinuousNodeInvertsItsMixture) {
+  orv_domain_t d = orv_net_parse_domain(R"(net {}
+node A { states = ("a" "b"); }
+continuous node X {}
+potential (A) { data = (0.25 0.75); }
+potential (X | A) { data = ( normal(0, 1) normal(4, 4) ); }
+)",
+                                        nullptr, nullptr);
+  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
+  orv_node_t x = orv_domain_get_node_by_name(d, "X");
+  for (double p : {0.05, 0.5, 0.9}) {
+    const double q = orv_node_get_quantile(x, p);
+    const double cdf = 0.25 * 0.5 * std::erfc(-q / std::sqrt(2.0)) + 0.75 * 0.5 * std::erfc(-(q - 4) / std::sqrt(8.0));
+    EXPECT_NEAR(cdf, p, 1e-12) << p;
+  }
+  orv_domain_delete(d);
 }
 
 }  // namespace
