@@ -59,10 +59,8 @@ struct Diagram : ::testing::Test {
 std::vector<double> policies(orv_domain_t d) {
   std::vector<double> all;
   for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
-    if (orv_node_get_category(n) == orv_category_decision) {
-      const std::vector<double> t = table_of(n);
-      all.insert(all.end(), t.begin(), t.end());
-    }
+    if (orv_node_get_category(n) == orv_category_decision)
+      for (double p : table_of(n)) all.push_back(p);
   return all;
 }
 

@@ -15,9 +15,7 @@
 namespace orv {
 namespace {
 
-using test::add_continuous;
-using test::add_node;
-using test::set_state_count;
+using namespace test;
 
 TEST(CaseStore, GrowthAndShrinkRules) {
   auto d = test::new_domain();

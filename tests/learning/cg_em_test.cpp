@@ -45,13 +45,9 @@ struct Net {
   }
   std::vector<double> parameters() const {
     std::vector<double> p;
-    for (size_t j = 0; j < 2; ++j) {
-      p.push_back(orv_node_get_alpha(y, j));
-      p.push_back(orv_node_get_beta(y, x, j));
-      p.push_back(orv_node_get_gamma(y, j));
-      p.push_back(orv_node_get_alpha(x, j));
-      p.push_back(orv_node_get_gamma(x, j));
-    }
+    for (size_t j = 0; j < 2; ++j)
+      p.insert(p.end(), {orv_node_get_alpha(y, j), orv_node_get_beta(y, x, j), orv_node_get_gamma(y, j),
+                         orv_node_get_alpha(x, j), orv_node_get_gamma(x, j)});
     return p;
   }
 };
