@@ -56,6 +56,7 @@ orv_status_t generate(orv_node_t n) { return guarded_status([&] { generate_table
 
 struct Generation : ::testing::Test {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  void SetUp() override { ASSERT_NE(d, nullptr); }
   void TearDown() override { orv_domain_delete(d); }
   orv_node_t node(const char *name) { return orv_domain_get_node_by_name(d, name); }
   // Sets expression i of the named node's model.
@@ -65,7 +66,6 @@ struct Generation : ::testing::Test {
 };
 
 TEST_F(Generation, TablesEqualHandComputedOnes) {
-  ASSERT_NE(d, nullptr);
   std::vector<double> c;  // Normal(mu, 0.25) at the sample points of each parent interval
   for (double lo : {0.0, 1.0}) {
     double x = 0, y = 0, z = 0;
@@ -93,7 +93,6 @@ TEST_F(Generation, TablesEqualHandComputedOnes) {
 }
 
 TEST_F(Generation, InvalidParametersFailWithALogLineAndKeepTheTable) {
-  ASSERT_NE(d, nullptr);
   orv_node_t c = node("C");
   ASSERT_EQ(generate(c), orv_error_none);
   const std::vector<double> before = data_of(c);
@@ -130,7 +129,6 @@ potential (H | L) { model_nodes = (L); model_data = ( aggregate(Poisson(2), Pois
 }
 
 TEST_F(Generation, EveryFailedAllocationLeavesTheTable) {
-  ASSERT_NE(d, nullptr);
   // C has no table before (a failure must not leave one); K has one.
   ASSERT_EQ(orv_node_get_table(node("K")) != nullptr, true);
   for (const char *name : {"C", "K"}) {
@@ -144,7 +142,6 @@ TEST_F(Generation, EveryFailedAllocationLeavesTheTable) {
 }
 
 TEST_F(Generation, CompilationGeneratesAndChangesMarkModelsAgain) {
-  ASSERT_NE(d, nullptr);
   orv_model_t k = orv_node_get_model(node("K")), j = orv_node_get_model(node("J"));
   EXPECT_EQ(orv_model_table_is_generated(k), 0);
   ASSERT_EQ(orv_domain_compile(d), orv_error_none);
@@ -169,7 +166,6 @@ TEST_F(Generation, CompilationGeneratesAndChangesMarkModelsAgain) {
 }
 
 TEST_F(Generation, DomainGenerationIsAllOrNothing) {
-  ASSERT_NE(d, nullptr);
   ASSERT_EQ(orv_domain_generate_tables(d), orv_error_none);
   const std::vector<double> k = data_of(node("K")), j = data_of(node("J"));
   orv_model_t model_k = orv_node_get_model(node("K"));
@@ -191,7 +187,6 @@ TEST_F(Generation, DomainGenerationIsAllOrNothing) {
 }
 
 TEST_F(Generation, RefusesBadArguments) {
-  ASSERT_NE(d, nullptr);
   EXPECT_EQ(orv_node_generate_table(nullptr), orv_error_usage);
   EXPECT_EQ(orv_node_generate_table(node("N")), orv_error_usage);  // no model
   EXPECT_EQ(orv_domain_generate_tables(nullptr), orv_error_usage);
