@@ -1,15 +1,21 @@
 package COM.orvel.OAPI;
 
+import static COM.orvel.OAPI.TestRunner.binary;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.expectDead;
 import static COM.orvel.OAPI.TestRunner.expectError;
+import static COM.orvel.OAPI.TestRunner.expectThrown;
 import static COM.orvel.OAPI.TestRunner.rows;
 
 import COM.orvel.OAPI.Native.AbstractNativeOAPI;
 import COM.orvel.OAPI.Native.NativeOAPI2;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Map;
+import java.util.function.Consumer;
 
 /** Peers, callbacks, conversions and errors of the binding. */
 public final class BindingTest {
@@ -41,19 +47,14 @@ public final class BindingTest {
     check(wet.isDeleted() && wetTable.isDeleted(), "deleted node and its table are zeroed");
     check(trees.get(0).isDeleted() && cliques.get(0).isDeleted(), "uncompiling zeroes trees and cliques");
     check(!rain.isDeleted(), "other nodes live");
-    try {
-      wet.getName();
-      throw new AssertionError("a deleted node refuses calls");
-    } catch (IllegalStateException expected) {
-      // the Java side detects the dead object
-    }
+    expectDead(wet::getName, "a deleted node refuses calls");
     d.close();
     check(d.isClosed() && rain.isDeleted(), "closing zeroes the domain and its nodes");
     d.close();  // harmless
   }
 
-  /** Setting a new domain backpointer zeroes the old peer's modelPeer. */
-  public static void testNewDomainBackpointerZeroesTheOldPeer() {
+  /** Setting a new domain backpointer zeroes the old peer's modelPeer; a peer needs its peer field. */
+  public static void testBackpointersReplaceTheirPeers() {
     try (Domain d = new Domain()) {
       Domain other = Domain.of(d.modelPeer);
       check(other == d, "the backpointer finds the peer");
@@ -66,16 +67,15 @@ public final class BindingTest {
       second.close();
       check(second.isClosed(), "the new peer is zeroed by deletion");
     }
+    try (Domain d = rain()) {
+      equal(47, N.orvNodeSetBackpointer(d.getNodeByName("Rain").nodePeer, new Object()), "no nodePeer field");
+    }
   }
 
   /** Nodes made from Java, lists, tables and exceptions with codes. */
   public static void testBuildingAndErrors() {
     try (Domain d = new Domain()) {
-      Node a = d.newNode(Node.CHANCE, Node.DISCRETE), b = d.newNode(Node.CHANCE, Node.DISCRETE);
-      a.setName("A");
-      b.setName("B");
-      a.setNumberOfStates(2);
-      b.setNumberOfStates(2);
+      Node a = binary(d, "A"), b = binary(d, "B");
       b.addParent(a);
       equal(List.of(a), b.getParents(), "parents");
       equal(List.of(b, a), d.getNodes(), "nodes newest first");
@@ -99,65 +99,48 @@ public final class BindingTest {
     }
   }
 
-  /** A throwing parseError: no further calls, error jni, nothing left behind. */
-  public static void testThrowingParseErrorUndoesTheParse() {
-    int[] calls = {0};
-    ParseListener thrower = (line, message) -> {
-      calls[0]++;
-      throw new IllegalArgumentException("stop at " + line);
-    };
-    Domain peer = new Domain() {};
-    peer.close();
-    try {
-      N.orvNetParseDomain(peer, "net {} node A { states = (\"a\" ; } node B { states = ( ; }", thrower);
-      throw new AssertionError("the exception reaches the caller");
-    } catch (IllegalArgumentException expected) {
-      equal(47, N.orvErrorCode(), "jni error");
-    }
-    equal(1, calls[0], "parseError is not called again");
-    equal(0L, peer.modelPeer, "no domain");
-    // A valid text with a throwing receiver parses (the receiver is never called).
-    try (Domain d = Domain.parse(RAIN, thrower)) {
-      equal(2, d.getNodes().size(), "parsed");
-    }
-    // Errors reach a listener that records them, and the parse fails with its code.
-    StringBuilder seen = new StringBuilder();
-    OrvelException e = expectError(() -> Domain.parse("net {} node A {", (l, m) -> seen.append(m)), "bad NET");
-    check(e instanceof OrvelException.ParseException, "parse error: " + e.getCode());
-    check(seen.length() > 0, "messages delivered");
-  }
-
-  /** Every parsing native: a throwing receiver is called once, reaches the caller, and sets jni. */
+  /**
+   * Every parsing native: a throwing receiver is called once, its exception
+   * reaches the caller with the error jni, and a domain parse so stopped
+   * leaves no domain behind.
+   */
   public static void testEveryParserReportsAThrowingReceiver() throws Exception {
     Path cases = Files.createTempFile("orvel", ".dat");
     Files.writeString(cases, "Rain Wet\nyes maybe\n");
+    Domain peer = new Domain() {};
+    peer.close();
     try (Domain d = rain()) {
-      long noNodes = N.orvNewList(1);
-      N.orvListSetItem(noNodes, 0, 0);
-      long model = N.orvNodeNewModel(d.getNodeByName("Wet").nodePeer, noNodes);
-      N.orvListDelete(noNodes);
-      check(model != 0, "model");
-      java.util.Map<String, java.util.function.Consumer<ParseListener>> parsers = new java.util.LinkedHashMap<>();
+      long model = NativesTest.newModel(d.getNodeByName("Wet").nodePeer);
+      Map<String, Consumer<ParseListener>> parsers = new LinkedHashMap<>();
+      // Two errors: the receiver must not be called for the second.
+      String twoErrors = "net {} node A { states = (\"a\" ; } node B { states = ( ; }";
+      parsers.put("NetParseDomain", r -> N.orvNetParseDomain(peer, twoErrors, r));
       parsers.put("StringParseExpression", r -> N.orvStringParseExpression("1 +", model, r));
       parsers.put("ModelSetExpressionFromString", r -> N.orvModelSetExpressionFromString(model, 0, "(", r));
       parsers.put("DomainParseCases", r -> N.orvDomainParseCases(d.modelPeer, cases.toString(), r));
       parsers.put("DomainParseCase", r -> N.orvDomainParseCase(d.modelPeer, cases.toString(), r));
       for (var parser : parsers.entrySet()) {
         int[] calls = {0};
-        try {
-          parser.getValue().accept((line, message) -> {
-            calls[0]++;
-            throw new IllegalStateException(message);
-          });
-          throw new AssertionError(parser.getKey() + ": the exception reaches the caller");
-        } catch (IllegalStateException expected) {
-          equal(47, N.orvErrorCode(), parser.getKey() + " error");
-          equal(1, calls[0], parser.getKey() + " calls");
-        }
+        expectThrown(IllegalStateException.class, () -> parser.getValue().accept((line, message) -> {
+          calls[0]++;
+          throw new IllegalStateException(message);
+        }), parser.getKey() + ": the exception reaches the caller");
+        rows(parser.getKey() + " error", 47, N.orvErrorCode(), parser.getKey() + " calls", 1, calls[0]);
       }
+      equal(0L, peer.modelPeer, "no domain");
     } finally {
       Files.delete(cases);
     }
+    // A valid text with a throwing receiver parses (the receiver is never called).
+    try (Domain d = Domain.parse(RAIN, (line, message) -> {
+      throw new IllegalStateException(message);
+    })) {
+      equal(2, d.getNodes().size(), "parsed");
+    }
+    // Errors reach a listener that records them, and the parse fails with its code.
+    StringBuilder seen = new StringBuilder();
+    OrvelException e = expectError(() -> Domain.parse("net {} node A {", (l, m) -> seen.append(m)), "bad NET");
+    check(e instanceof OrvelException.ParseException && seen.length() > 0, "parse error with messages: " + e.getCode());
   }
 
   /** Conversions and the special natives. */
@@ -201,63 +184,6 @@ public final class BindingTest {
     }
   }
 
-  /** Structure learning through the natives: constraints, level, the learned link. */
-  public static void testStructureLearning() {
-    try (Domain d = new Domain()) {
-      Node a = d.newNode(Node.CHANCE, Node.DISCRETE), b = d.newNode(Node.CHANCE, Node.DISCRETE);
-      a.setNumberOfStates(2);
-      b.setNumberOfStates(2);
-      equal(0, N.orvDomainSetNumberOfCases(d.modelPeer, 100), "cases");
-      for (long i = 0; i < 100; ++i) {
-        N.orvNodeSetCaseState(a.nodePeer, i, i % 2);
-        N.orvNodeSetCaseState(b.nodePeer, i, i % 2);
-      }
-      rows("A -> B required", 0, N.orvNodeSetEdgeConstraint(a.nodePeer, b.nodePeer, 102),
-          "mirrored", 103, N.orvNodeGetEdgeConstraint(b.nodePeer, a.nodePeer),
-          "level 1 refused", 1, N.orvDomainSetSignificanceLevel(d.modelPeer, 1.0),
-          "level", 0, N.orvDomainSetSignificanceLevel(d.modelPeer, 0.01),
-          "level read back", 0.01, N.orvDomainGetSignificanceLevel(d.modelPeer),
-          "learn", 0, N.orvDomainLearnStructure(d.modelPeer), "the required link", List.of(a), b.getParents());
-    }
-  }
-
-  /** Data-set arrays cross as Java arrays; class text parses into a collection held by its Java object. */
-  public static void testDataSetArraysAndClassParsing() {
-    long ds = N.orvNewDataSet();
-    String[] cells = {"3", "1", "x", null, "2"};
-    for (int row = 0; row < cells.length; row++) equal(0, N.orvDSSetDataItem(ds, row, 0, cells[row]), "cell");
-    rows("a null text is a missing cell", null, N.orvDSGetDataItem(ds, 3, 0),
-        "numbers with the missing value", List.of(3.0, 1.0, -9.0, -9.0, 2.0),
-        java.util.Arrays.stream(N.orvDSGetNumbers(ds, 0, -9.0)).boxed().toList(),
-        "distinct values in byte order", List.of("1", "2", "3", "x"), List.of(N.orvDSGetDistinctValues(ds, 0)),
-        "one boundary is no interval", 1, N.orvDSApplyDiscretization(ds, 0, new double[] {0}),
-        "drop the text cell", 0, N.orvDSDeleteRow(ds, 2));
-    double[] cuts = N.orvDSDiscretizeColumn(ds, 0, 0, 2);
-    check(cuts.length == 3 && cuts[1] == 2.0, "equal-width cut at 2");
-    long parsed = N.orvParseDataSet(false, "a;b\n1;x\n", ';', null);
-    rows("apply", 0, N.orvDSApplyDiscretization(ds, 0, cuts), "interval label", "[2;inf)", N.orvDSGetDataItem(ds, 0, 0),
-        "delete", 0, N.orvDSDelete(ds), "data set from text", true, parsed != 0,
-        "cell read with the delimiter", "x", N.orvDSGetDataItem(parsed, 0, 1), "delete parsed", 0, N.orvDSDelete(parsed));
-
-    long live = N.orvNewClassCollection(new Object(), 0);
-    check(live != 0, "collection");
-    String text = "class C { node X { states = (\"a\" \"b\"); } potential (X) { data = (0.5 0.5); } }";
-    equal(0, N.orvNetParseClasses(text, live, null, null), "class parse");
-    check(N.orvCCGetClassByName(live, "C") != 0, "parsed class");
-    equal(1, N.orvNetParseClasses("class D { instance I : Gone () {} }", live, null, null) == 0 ? 0 : 1,
-        "a missing class without a loader fails");
-    check(N.orvCCGetClassByName(live, "D") == 0, "a failed parse leaves no class");
-    equal(0, N.orvCCDelete(live), "delete collection");
-  }
-
-  /** A peer object without the peer field is refused with the jni error. */
-  public static void testPeerWithoutItsFieldIsRefused() {
-    try (Domain d = rain()) {
-      long node = d.getNodeByName("Rain").nodePeer;
-      equal(47, N.orvNodeSetBackpointer(node, new Object()), "no nodePeer field");
-    }
-  }
-
   /** The license role: what $ORVELHOME/orvel.license holds; no restrictions. */
   public static void testLicenseFileIsRead() throws Exception {
     long license = N.orvNewLicense();
@@ -270,18 +196,6 @@ public final class BindingTest {
     check(N.orvGetBuildID().startsWith("orvel-") && !N.orvGetAPIID().isEmpty(), "identifiers");
     NativeOAPI2 restrictions = new NativeOAPI2();
     check(restrictions.orvRestrictionAllowGui() && restrictions.orvRestrictionAllowPlain(), "no restrictions");
-  }
-
-  /** Log files opened by the binding receive the compilation log. */
-  public static void testLogFile() throws Exception {
-    Path log = Files.createTempFile("orvel", ".log");
-    try (Domain d = rain()) {
-      d.setLogFile(log.toString());
-      d.compile();
-      d.setLogFile(null);
-    }
-    check(Files.size(log) > 0, "log written");
-    Files.delete(log);
   }
 
   /** Tables generated from a model through the natives, and the quantile of a numbered node. */
@@ -300,22 +214,6 @@ public final class BindingTest {
           "a bad parameter is invalid_expression", 34, N.orvNodeGenerateTable(k.nodePeer),
           "the table is kept", 0.25, k.getTable().getData()[3],
           "no quantile before compiling", -1.0, N.orvNodeGetQuantile(k.nodePeer, 0.5));
-    }
-  }
-
-  /** Interval nodes refined and coarsened, and the interval mass of a mixture, through the natives. */
-  public static void testIntervalsAndMixtureMass() {
-    String net = "net {} node X { states = (\"a\" \"b\"); subtype = interval; state_values = (0 2 4); } "
-        + "continuous node C {} potential (X) { data = (0.25 0.75); } "
-        + "potential (C | X) { data = ( normal(0, 1) normal(0, 4) ); }";
-    try (Domain d = Domain.parse(net)) {
-      long x = d.getNodeByName("X").nodePeer;
-      rows("double", 0, N.orvNodeDoubleNumberOfIntervals(x), "four intervals", 4L, N.orvNodeGetNumberOfStates(x),
-          "split at the midpoint", 1.0, N.orvNodeGetStateValue(x, 1), "halve", 0, N.orvNodeHalveNumberOfIntervals(x),
-          "merged back", 2.0, N.orvNodeGetStateValue(x, 1), "compile", 0, N.orvDomainCompile(d.modelPeer));
-      long mix = N.orvNodeGetDistribution(d.getNodeByName("C").nodePeer);
-      rows("half above the mean", 0.5, N.orvTableComputeProbabilityOfInterval(mix, 0, Double.MAX_VALUE),
-          "reversed bounds", -1.0, N.orvTableComputeProbabilityOfInterval(mix, 1, 0), "delete", 0, N.orvTableDelete(mix));
     }
   }
 

@@ -71,6 +71,8 @@ public final class ClassTest {
       check(d.isClosed() && !top.isDeleted(), "domain closed twice, class alive");
       equal(1, TestRunner.expectError(() -> mid.getNodeByName("Z").getInput(mid.getInputs().get(0)),
           "input of a node that is no instance").getCode(), "usage");
+      TestRunner.expectError(() -> cc.parseClasses("class D { instance I : Gone () {} }"), "a class missing, no loader");
+      equal(null, cc.getClassByName("D"), "a failed parse leaves no class");
     }
   }
 

@@ -1,13 +1,17 @@
 package COM.orvel.OAPI;
 
 import static COM.orvel.OAPI.BindingTest.N;
+import static COM.orvel.OAPI.TestRunner.boxed;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.expectDead;
 import static COM.orvel.OAPI.TestRunner.expectError;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 
 /**
@@ -45,14 +49,16 @@ public final class FamiliesTest {
     return out;
   }
 
-  /** Cells, CSV round trips (text and file), statistics against a two-pass computation, sorts, discretization. */
-  public static void testDataSetRoundTripStatisticsAndDiscretization() throws Exception {
+  /**
+   * Cells (missing, empty, quoted), CSV text and file round trips, a value per
+   * statistic (their numbers are checked in C++), sorts, discretization, errors.
+   */
+  public static void testDataSetCellsTextStatisticsAndDiscretization() throws Exception {
     try (DataSet ds = DataSet.parse("x,y,name\n1,2,a\n3,,\"b,c\"\n-2,5,\"\"\n", ',')) {
-      equal(List.of("x", "y", "name"), ds.getColumnNames(), "names");
-      equal(3L, ds.getNumberOfRows(), "rows");
-      equal(null, ds.getDataItem(1, 1), "an empty field is missing");
-      equal("", ds.getDataItem(2, 2), "an empty quoted field is the empty string");
-      equal("b,c", ds.getDataItem(1, 2), "a quoted delimiter");
+      rows("names", List.of("x", "y", "name"), ds.getColumnNames(), "rows", 3L, ds.getNumberOfRows(),
+          "an empty field is missing", null, ds.getDataItem(1, 1),
+          "an empty quoted field is the empty string", "", ds.getDataItem(2, 2),
+          "a quoted delimiter", "b,c", ds.getDataItem(1, 2));
       List<String> before = cells(ds);
       try (DataSet back = DataSet.parse(ds.toCsvString(';'), ';')) {
         equal(before, cells(back), "text round trip with another delimiter");
@@ -64,37 +70,28 @@ public final class FamiliesTest {
       }
       Files.delete(file);
 
-      double[] x = {1, 3, -2};
-      double mean = (x[0] + x[1] + x[2]) / 3, m2 = 0, m3 = 0, m4 = 0;
-      for (double v : x) {
-        m2 += Math.pow(v - mean, 2) / 3;
-        m3 += Math.pow(v - mean, 3) / 3;
-        m4 += Math.pow(v - mean, 4) / 3;
-      }
-      near(mean, ds.computeMean(0), 1e-14, "mean");
-      near(m2 * 3 / 2, ds.computeVariance(0), 1e-14, "sample variance");
-      near(m3 / Math.pow(m2, 1.5), ds.computeSkewness(0), 1e-13, "skewness");
-      near(m4 / (m2 * m2) - 3, ds.computeKurtosis(0), 1e-13, "excess kurtosis");
-      near((1 + 7) / 2.0, ds.computeMeanAbsoluteError(0, 1), 1e-14, "MAE over the rows with both cells");
-
+      rows("numbers", true, ds.columnDataAreNumbers(0), "mean of 1, 3, -2", 2.0 / 3, ds.computeMean(0),
+          "sample variance", 19.0 / 3, ds.computeVariance(0),
+          "skewness", -56.0 / 27 / Math.pow(38.0 / 9, 1.5), ds.computeSkewness(0),
+          "excess kurtosis", -1.5, ds.computeKurtosis(0),
+          "MAE over the rows with both cells", 4.0, ds.computeMeanAbsoluteError(0, 1));
       ds.sortRowsNumerically(0, true);
-      near(new double[] {5, 2, -9}, ds.getNumbers(1, -9), 0, "rows follow x ascending; missing y");
+      equal(List.of(5.0, 2.0, -9.0), boxed(ds.getNumbers(1, -9)), "rows follow x ascending; missing y");
       ds.sortRows(2, false);
-      equal(List.of("b,c", "a", ""), List.of(ds.getDataItem(0, 2), ds.getDataItem(1, 2), ds.getDataItem(2, 2)),
-          "descending by bytes");
-      equal(1L, ds.countData(1, "2"), "one y of 2");
-      equal(2L, ds.findRow(2, "", 0), "the empty string is found, not the missing cell");
-      equal(-1L, ds.findRow(2, "zz", 0), "absent");
-      equal(1, expectError(() -> ds.countData(1, null), "null text").getCode(), "a null string is usage");
+      rows("descending by bytes", List.of("b,c", "a", ""),
+          List.of(ds.getDataItem(0, 2), ds.getDataItem(1, 2), ds.getDataItem(2, 2)),
+          "one y of 2", 1L, ds.countData(1, "2"),
+          "the empty string is found, not the missing cell", 2L, ds.findRow(2, "", 0), "absent", -1L, ds.findRow(2, "zz", 0),
+          "a null string is usage", 1, expectError(() -> ds.countData(1, null), "null text").getCode(),
+          "one boundary is no interval", 1,
+          expectError(() -> ds.applyDiscretization(0, new double[] {0}), "one boundary").getCode());
       double[] cuts = ds.discretizeColumn(0, DataSet.EQUAL_WIDTH, 2);
-      equal(3, cuts.length, "two intervals");
-      near(0.5, cuts[1], 1e-15, "the cut halves [-2, 3]");
+      rows("two intervals", 3, cuts.length, "the cut halves [-2, 3]", 0.5, cuts[1]);
       ds.applyDiscretization(0, cuts);
-      check(ds.columnDataAreIntervals(0) && !ds.columnDataAreNumbers(0), "interval labels");
-      equal(List.of("(-inf;0.5)", "[0.5;inf)"), ds.getDistinctValues(0), "labels in byte order");
-
-      equal(1, expectError(() -> ds.getDataItem(3, 0), "row out of range").getCode(), "usage");
-      check(expectError(() -> ds.computeMean(2), "text column") instanceof OrvelException.UsageException, "usage");
+      rows("interval labels", true, ds.columnDataAreIntervals(0), "no longer numbers", false, ds.columnDataAreNumbers(0),
+          "labels in byte order", List.of("(-inf;0.5)", "[0.5;inf)"), ds.getDistinctValues(0),
+          "row out of range", 1, expectError(() -> ds.getDataItem(3, 0), "row 3").getCode(),
+          "a text column has no mean", 1, expectError(() -> ds.computeMean(2), "text column").getCode());
     }
     List<String> messages = new ArrayList<>();
     OrvelException e = expectError(() -> DataSet.parse("a,b\n\"open,1\n", ',', (line, m) -> messages.add(m)),
@@ -103,11 +100,28 @@ public final class FamiliesTest {
     DataSet closed = new DataSet();
     closed.close();
     closed.close();
-    try {
-      closed.getNumberOfRows();
-      throw new AssertionError("a closed data set refuses calls");
-    } catch (IllegalStateException expected) {
-      // the handle was zeroed
+    expectDead(closed::getNumberOfRows, "a closed data set refuses calls");
+  }
+
+  /** Forecast errors, supervised intervals, and a data set edited by column, row and cell. */
+  public static void testDataSetEdits() {
+    try (DataSet ds = DataSet.parse("a,f,k\n2,1,x\n4,4,x\n6,9,y\n8,8,y\n", ',')) {
+      rows("MAPE", 25.0, ds.computeMeanAbsolutePercentageError(0, 1),
+          "MASE", 0.5, ds.computeMeanAbsoluteScaledError(0, 1, 1),
+          "the boundary between the classes", List.of(-Double.MAX_VALUE, 5.0, Double.MAX_VALUE),
+          boxed(ds.computeIEMIntervals(0, 2)),
+          "copy", 3L, ds.copyColumn(2, "k2"), "replaced", 2L, ds.replaceValues(3, "x", "z"),
+          "new column", 4L, ds.newColumn("n"), "empty", true, ds.columnIsEmpty(4), "new row", 4L, ds.newRow());
+      ds.setDataItem(4, 4, "v");
+      ds.setColumnName(4, "m");
+      ds.moveColumn(3, 0);   // k2 a f k m
+      ds.deleteColumn(1);    // k2 f k m
+      ds.moveRow(3, 0);      // the rows of a = 8, 2, 4, 6, then the new row
+      ds.shiftColumnData(1, 1);
+      ds.setDataItem(3, 2, null);
+      ds.deleteRow(1);
+      equal(Arrays.asList("k2", "f", "k", "m", "y", null, "y", null, "z", "1", "x", null, "y", "4", null, null,
+          null, "9", null, "v"), cells(ds), "cells after the edits");
     }
   }
 

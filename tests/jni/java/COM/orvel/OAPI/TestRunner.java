@@ -5,6 +5,7 @@ import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
 import java.util.Arrays;
 import java.util.Comparator;
+import java.util.List;
 
 /**
  * Runs the public static no-argument methods named test* of the classes given
@@ -66,13 +67,35 @@ public final class TestRunner {
     }
   }
 
-  /** Runs body and returns the OrvelException it throws (fails if none). */
-  static OrvelException expectError(Runnable body, String what) {
+  /** Runs body and returns the exception of that type it throws (fails if none). */
+  static <T extends Throwable> T expectThrown(java.lang.Class<T> type, Runnable body, String what) {
     try {
       body.run();
-    } catch (OrvelException e) {
-      return e;
+    } catch (Throwable e) {
+      if (type.isInstance(e)) return type.cast(e);
+      throw new AssertionError(what + ": " + e, e);
     }
-    throw new AssertionError(what + ": no OrvelException");
+    throw new AssertionError(what + ": no " + type.getSimpleName());
+  }
+
+  static OrvelException expectError(Runnable body, String what) {
+    return expectThrown(OrvelException.class, body, what);
+  }
+
+  /** A deleted or closed Java object refuses calls on the Java side. */
+  static void expectDead(Runnable body, String what) {
+    expectThrown(IllegalStateException.class, body, what);
+  }
+
+  static List<Double> boxed(double[] values) {
+    return Arrays.stream(values).boxed().toList();
+  }
+
+  /** A chance node of that name with two states. */
+  static Node binary(Domain d, String name) {
+    Node n = d.newNode(Node.CHANCE, Node.DISCRETE);
+    n.setName(name);
+    n.setNumberOfStates(2);
+    return n;
   }
 }
