@@ -198,25 +198,6 @@ public final class BindingTest {
     check(restrictions.orvRestrictionAllowGui() && restrictions.orvRestrictionAllowPlain(), "no restrictions");
   }
 
-  /** Tables generated from a model through the natives, and the quantile of a numbered node. */
-  public static void testModelsGenerateTables() {
-    String net = "net {} node N { states = (\"1\" \"2\"); subtype = number; state_values = (1 2); } "
-        + "node K { states = (\"0\" \"1\" \"2\"); subtype = number; state_values = (0 1 2); } "
-        + "potential (N) { data = (0.5 0.5); } "
-        + "potential (K | N) { model_nodes = (N); model_data = ( Binomial(N, 0.5), Distribution(1, 1, 2) ); }";
-    try (Domain d = Domain.parse(net)) {
-      Node k = d.getNodeByName("K");
-      long model = N.orvNodeGetModel(k.nodePeer);
-      rows("not generated after parsing", false, N.orvModelTableIsGenerated(model),
-          "generate", 0, N.orvDomainGenerateTables(d.modelPeer), "generated", true, N.orvModelTableIsGenerated(model),
-          "Distribution(1, 1, 2) normalised", 0.25, k.getTable().getData()[3],
-          "bad parameter set", 0, N.orvModelSetExpressionFromString(model, 1, "Binomial(2, 2)", null),
-          "a bad parameter is invalid_expression", 34, N.orvNodeGenerateTable(k.nodePeer),
-          "the table is kept", 0.25, k.getTable().getData()[3],
-          "no quantile before compiling", -1.0, N.orvNodeGetQuantile(k.nodePeer, 0.5));
-    }
-  }
-
   /** Class tables learned through the natives from a domain made from the class. */
   public static void testClassTablesAreLearned() {
     long cc = N.orvNewClassCollection(new Object(), 0);

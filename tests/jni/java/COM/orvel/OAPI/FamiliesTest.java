@@ -311,7 +311,7 @@ public final class FamiliesTest {
         equal("2", two.toString(), "the caller keeps its expression");
       }
       check(!m.tableIsGenerated(), "not generated yet");
-      faults.generateTable();
+      d.generateTables();
       check(m.tableIsGenerated(), "generated");
       near(new double[] {0.729, 0.243, 0.027, 0.001, 0, 0, 1, 0}, faults.getTable().getData(), 1e-15,
           "Binomial(3, 0.1), then state 2");
@@ -328,27 +328,19 @@ public final class FamiliesTest {
       check(expectError(faults::generateTable, "p = 2") instanceof OrvelException.InvalidExpressionException,
           "invalid_expression");
       near(0.729, faults.getTable().getDataItem(0), 1e-15, "the table is kept");
-      try {
-        held.getOperator();
-        throw new AssertionError("a replaced expression refuses calls");
-      } catch (IllegalStateException expected) {
-        // the model no longer holds it
-      }
+      expectDead(held::getOperator, "a replaced expression refuses calls");
       m.setExpression(0, "Binomial(3, 0.5)");
       m.setNumberOfSamplesPerInterval(7);
       equal(7L, m.getNumberOfSamplesPerInterval(), "samples per interval");
 
-      equal(17, expectError(f::getValue, "before compiling").getCode(), "not_compiled");
+      rows("no value before compiling", 17, expectError(f::getValue, "value").getCode(),
+          "no quantile", 17, expectError(() -> faults.getQuantile(0.5), "quantile").getCode());
       d.compile();
       d.propagate();
       double[] pf = {0.6 * 0.125 + 0.4 * 0, 0.6 * 0.375, 0.6 * 0.375 + 0.4, 0.6 * 0.125};
       near(pf, faults.getBeliefs(), 1e-15, "Faults after generation at compilation");
-      double mean = 0, square = 0;
-      for (int k = 0; k < 4; k++) {
-        mean += k * pf[k];
-        square += k * k * pf[k];
-      }
-      near(1 - pf[0] + 10 * (square - mean * mean), f.getValue(), 1e-12, "function value");
+      // P(Faults >= 1) + 10 Var(Faults), with E(Faults) = 1.7 and E(Faults^2) = 3.4
+      near(1 - pf[0] + 10 * (3.4 - 1.7 * 1.7), f.getValue(), 1e-12, "function value");
       near(2.0, faults.getQuantile(0.6), 0, "0.6-quantile of Faults");
       near(0.5, truth.getQuantile(0.35), 1e-12, "interval quantile interpolates in [0, 1)");
 
@@ -356,7 +348,9 @@ public final class FamiliesTest {
       near(new double[] {-1, 0, 0.5, 1, 2}, new double[] {truth.getStateValue(1), truth.getStateValue(2),
           truth.getStateValue(3), truth.getStateValue(4), truth.getStateValue(5)}, 0, "midpoints and end widths");
       truth.halveNumberOfIntervals();
-      equal(3L, truth.getNumberOfStates(), "merged back");
+      faults.setStateValue(3, 30);
+      rows("merged back", 3L, truth.getNumberOfStates(), "state value set", 30.0, faults.getStateValue(3),
+          "the state of value 2", 2L, faults.getStateIndex(2.0), "no state of 1.5", -1L, faults.getStateIndex(1.5));
 
       m.delete();
       check(m.isDeleted() && faults.getModel() == null, "deleting zeroes the model's peer");
@@ -388,11 +382,10 @@ public final class FamiliesTest {
       }
       Model api = rain.newModel(List.of());
       OwnPeer own = new OwnPeer();
-      long list = NativesTest.list(rain.nodePeer);
-      long raw = N.orvNodeNewModel(wet.nodePeer, list);
-      N.orvListDelete(list);
+      long raw = NativesTest.newModel(wet.nodePeer, rain.nodePeer);
       own.modelPeer = raw;
-      equal(0, N.orvModelSetBackpointer(raw, own), "a program's own model peer");
+      rows("a program's own model peer", 0, N.orvModelSetBackpointer(raw, own), "read back", own,
+          N.orvModelGetBackpointer(raw), "the node's home backpointer", d, N.orvNodeGetHomeBackpointer(wet.nodePeer));
       N.orvModelDelete(raw);
       api.delete();
       equal(42L, own.tag, "the other field is untouched");

@@ -22,11 +22,6 @@ import java.util.function.ToLongFunction;
 public final class NativesTest {
   private NativesTest() {}
 
-  /** A Java object for a model. */
-  static final class ModelPeer {
-    long modelPeer;
-  }
-
   static final int SUM = 11, MAX = 12, NORMAL = 20, FAST = 21;
 
   /** A null-terminated engine list of the handles; the caller deletes it. */
@@ -144,41 +139,6 @@ public final class NativesTest {
     }
   }
 
-  /** Leaves and a composite, a model holding copies, and the table generated from it. */
-  public static void testExpressionsAndModels() {
-    try (Domain d = BindingTest.rain()) {
-      long rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
-      long node = N.orvNodeMakeExpression(rain), label = N.orvLabelMakeExpression("yes");
-      long truth = N.orvBooleanMakeExpression(true), operands = list(node, label);
-      rows("node leaf", rain, N.orvExpressionGetNode(node), "label leaf", "yes", N.orvExpressionGetLabel(label),
-          "boolean leaf", true, N.orvExpressionGetBoolean(truth), "delete a leaf", 0, N.orvExpressionDelete(truth));
-      long equals = N.orvMakeCompositeExpression(108, operands);
-      N.orvListDelete(operands);
-      rows("composite", true, N.orvExpressionIsComposite(equals),
-          "the operands are shared", List.of(node, label), items(N.orvExpressionGetOperands(equals)));
-
-      long parents = list(rain);
-      long model = N.orvNodeNewModel(wet, parents);
-      N.orvListDelete(parents);
-      rows("model nodes", List.of(rain), items(N.orvModelGetNodes(model)),
-          "one expression per state of Rain", 2L, N.orvModelGetSize(model),
-          "parsed", 0, N.orvModelSetExpressionFromString(model, 0, "Distribution (0.7, 0.3)", null));
-      long stored = N.orvModelGetExpression(model, 0);
-      equal(0, N.orvModelSetExpression(model, 1, stored), "a copy at index 1");
-      check(N.orvModelGetExpression(model, 1) != stored, "the model keeps its own copy");
-      ModelPeer peer = new ModelPeer();
-      peer.modelPeer = model;
-      rows("same text", N.orvExpressionToString(stored), N.orvExpressionToString(N.orvModelGetExpression(model, 1)),
-          "samples", 0, N.orvModelSetNumberOfSamplesPerInterval(model, 7),
-          "read back", 7L, N.orvModelGetNumberOfSamplesPerInterval(model), "generate", 0, N.orvNodeGenerateTable(wet),
-          "P(Wet = no | Rain = no)", 0.3, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 3),
-          "model peer", 0, N.orvModelSetBackpointer(model, peer), "backpointer", peer, N.orvModelGetBackpointer(model),
-          "home backpointer", d, N.orvNodeGetHomeBackpointer(wet), "delete the model", 0, N.orvModelDelete(model),
-          "the model's peer is zeroed", 0L, peer.modelPeer, "no model", 0L, N.orvNodeGetModel(wet),
-          "deleting the composite frees its operands", 0, N.orvExpressionDelete(equals));
-    }
-  }
-
   /**
    * A conditional Gaussian X | R, with X = 1 + 2 Y + e: alpha, CG sizes, the
    * mixture marginal and its interval mass, a propagated value. (FamiliesTest
@@ -208,31 +168,6 @@ public final class NativesTest {
       d.propagate();
       rows("propagated value", 3.0, N.orvNodeGetPropagatedValue(x),
           "CG evidence propagated", true, N.orvDomainCGEvidenceIsPropagated(h));
-    }
-  }
-
-  /** A numbered node's state values, and a function node's value. */
-  public static void testStateValuesAndFunctionValue() {
-    try (Domain d = new Domain()) {
-      long h = d.modelPeer;
-      Node count = d.newNode(Node.CHANCE, Node.DISCRETE);
-      long c = count.nodePeer;
-      count.setName("C");
-      rows("numbered", 0, N.orvNodeSetDiscreteType(c, Node.CHANCE, 32), "three states", 0, N.orvNodeSetNumberOfStates(c, 3));
-      for (int i = 0; i < 3; i++) equal(0, N.orvNodeSetStateValue(c, i, 10.0 * i), "value " + i);
-      rows("state value", 20.0, N.orvNodeGetStateValue(c, 2), "state of 10", 1L, N.orvNodeGetStateIndexFromValue(c, 10.0),
-          "no state of 15", -1L, N.orvNodeGetStateIndexFromValue(c, 15.0),
-          "P(C)", 0, N.orvTableSetData(N.orvNodeGetTable(c), new double[] {0.5, 0.25, 0.25}, 0, 3));
-      long f = d.newNode(Node.FUNCTION, Node.OTHER).nodePeer;
-      equal(0, N.orvNodeAddParent(f, c), "C -> F");
-      long none = list();
-      long model = N.orvNodeNewModel(f, none);
-      N.orvListDelete(none);
-      equal(0, N.orvModelSetExpressionFromString(model, 0, "2 * variance (C)", null), "F = 2 Var C");
-      d.compile();
-      d.propagate();
-      rows("the function's value", 2 * (0.25 * 100 + 0.25 * 400 - 7.5 * 7.5), N.orvNodeGetValue(f),
-          "no utility node", 0L, N.orvDomainGetNumberOfUtilityNodes(h));
     }
   }
 
