@@ -167,23 +167,6 @@ public final class BindingTest {
     }
   }
 
-  /** A decision's per-row utilities come back in Java arrays, checked for length. */
-  public static void testDecisionUtilitiesPerRow() {
-    String text = "net {} node S { states = (\"a\" \"b\"); } decision D { states = (\"x\" \"y\"); } utility U { } "
-        + "potential (S) { data = (0.25 0.75); } potential (D | S) { } potential (U | S D) { data = ((3 7) (5 1)); }";
-    try (Domain d = Domain.parse(text)) {
-      equal(0, N.orvDomainCompile(d.modelPeer), "compile");
-      long decision = d.getNodeByName("D").nodePeer;
-      double[] utilities = new double[4];
-      double[] probabilities = new double[2];
-      rows("per row", 0, N.orvNodeGetDecisionUtilities(decision, utilities, probabilities), "S = a, x", 3.0, utilities[0],
-          "S = b, y", 1.0, utilities[3], "P(S = b)", 0.75, probabilities[1],
-          "without row probabilities", 0, N.orvNodeGetDecisionUtilities(decision, utilities, null),
-          "short array", 1, N.orvNodeGetDecisionUtilities(decision, new double[3], probabilities),
-          "chance node", 1, N.orvNodeGetDecisionUtilities(d.getNodeByName("S").nodePeer, utilities, probabilities));
-    }
-  }
-
   /** The license role: what $ORVELHOME/orvel.license holds; no restrictions. */
   public static void testLicenseFileIsRead() throws Exception {
     long license = N.orvNewLicense();

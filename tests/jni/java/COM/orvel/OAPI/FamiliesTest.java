@@ -162,20 +162,15 @@ public final class FamiliesTest {
         near(-1104.5018233614749, d.getAIC(), 1e-9, "AIC");
         near(-1142.4332962472745, d.getBIC(), 1e-9, "BIC");
       }
-      Path saved = Files.createTempFile("orvel-cases", ".dat");
-      fromFile.saveCases(saved.toString(), nodes(fromFile, "asia", "xray"), new long[] {0, 1}, false, " ", "*");
-      try (Domain back = Domain.parse(net)) {
-        back.parseCases(saved.toString());
-        equal(2L, back.getNumberOfCases(), "two cases saved");
-        equal(fromFile.getNodeByName("xray").getCaseState(1), back.getNodeByName("xray").getCaseState(1), "xray");
-        equal(-1L, back.getNodeByName("tub").getCaseState(0), "unsaved nodes are missing");
-      }
-      Files.delete(saved);
+      Node tub = fromFile.getNodeByName("tub");
       fromFile.setCaseCount(0, 2.5);
-      equal(2.5, fromFile.getCaseCount(0), "case weight");
       fromFile.enterCase(0);
-      check(fromFile.getNodeByName("tub").evidenceIsEntered() && !fromFile.getNodeByName("asia").evidenceIsEntered(),
-          "case 0 entered: tub observed, asia missing");
+      rows("case weight", 2.5, fromFile.getCaseCount(0),
+          "case 0 entered: tub observed", tub.getCaseState(0), N.orvNodeGetSelectedState(tub.nodePeer),
+          "asia missing", false, fromFile.getNodeByName("asia").evidenceIsEntered(),
+          "a new case", 500L, fromFile.newCase(), "a set cell", true, tub.caseIsSet(0));
+      tub.unsetCase(0);
+      check(!tub.caseIsSet(0), "unset");
     }
   }
 

@@ -10,14 +10,12 @@ import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
-import java.util.function.ObjLongConsumer;
-import java.util.function.ToLongFunction;
 
 /**
- * Natives the Java API does not reach, each called with arguments whose
- * result is known: propagation status, conflict and marginals, graph and
- * table operations, expressions and models, numbered and continuous values,
- * settings, attributes, cases and data-set columns.
+ * Natives the Java API classes do not reach, each called with arguments
+ * whose result is known: propagation status and conflict, graph and table
+ * operations, continuous values, decisions, files, settings and attributes.
+ * (FamiliesTest, ClassTest and FaultTest reach the others through the API.)
  */
 public final class NativesTest {
   private NativesTest() {}
@@ -47,7 +45,7 @@ public final class NativesTest {
   }
 
   /** Rain -> Wet, Wet = yes: P(e) = 0.26, P(Rain = yes | e) = 0.18 / 0.26. */
-  public static void testPropagationStatusConflictAndMarginals() {
+  public static void testPropagationStatusAndConflict() {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
       rows("not triangulated", false, N.orvDomainIsTriangulated(h), "by clique size", 0, N.orvDomainTriangulate(h, 15),
@@ -78,17 +76,8 @@ public final class NativesTest {
           N.orvJTGetConflict(jt), "clique conflict", conflict, N.orvCliqueGetConflict(clique),
           "clique propagation", 0, N.orvCliquePropagate(clique, SUM, NORMAL));
 
-      long nodes = list(rain, wet), only = list(rain);
-      long joint = N.orvDomainGetMarginal(h, nodes);
-      double[] expected = {p, 0, 1 - p, 0};
-      for (int i = 0; i < 4; i++) near(expected[i], N.orvTableGetDataItem(joint, i), "P(Rain, Wet | e) " + i);
-      long rainOnly = N.orvTableGetMarginal(joint, only);
-      rows("marginal of the marginal", p, N.orvTableGetDataItem(rainOnly, 0),
-          "nothing shared with an observed node", 0.0, N.orvNodeGetMutualInformation(rain, wet),
-          "delete", 0, N.orvTableDelete(rainOnly), "delete", 0, N.orvTableDelete(joint));
-      N.orvListDelete(nodes);
-      N.orvListDelete(only);
-      rows("no CG data", 0L, N.orvJTGetTotalCGSize(jt), "initialize", 0, N.orvDomainInitialize(h),
+      rows("nothing shared with an observed node", 0.0, N.orvNodeGetMutualInformation(rain, wet),
+          "no CG data", 0L, N.orvJTGetTotalCGSize(jt), "initialize", 0, N.orvDomainInitialize(h),
           "findings retracted", false, N.orvNodeEvidenceIsEntered(wet));
       d.propagate();
       rows("prior again", 0.2, N.orvNodeGetBelief(rain, 0), "reset", 0, N.orvDomainResetInferenceEngine(h));
@@ -174,7 +163,8 @@ public final class NativesTest {
   /**
    * An influence diagram: S (0.7 good), an observation O of it, a decision D
    * with O and an irrelevant R as parents, U(D, S) = 10, -5 for go, 0 for
-   * stay. The best policy goes when O is good: expected utility 6.
+   * stay. The best policy goes when O is good: expected utility 6. The
+   * utilities per row of D come back in Java arrays, checked for length.
    */
   public static void testDecisions() {
     String text = "net {} node S { states = (\"good\" \"bad\"); } node O { states = (\"good\" \"bad\"); } "
@@ -184,13 +174,15 @@ public final class NativesTest {
         + "potential (U | D S) { data = ((10 -5) (0 0)); }";
     try (Domain d = Domain.parse(text)) {
       long h = d.modelPeer, dn = d.getNodeByName("D").nodePeer, u = d.getNodeByName("U").nodePeer;
-      long o = d.getNodeByName("O").nodePeer, r = d.getNodeByName("R").nodePeer;
-      List<Long> ancestors = items(N.orvNodeGetRequisiteAncestors(dn));
-      rows("R is not requisite", List.of(o), items(N.orvNodeGetRequisiteParents(dn)),
-          "requisite ancestors", true, ancestors.contains(o) && !ancestors.contains(r),
-          "decisions", 1L, N.orvDomainGetNumberOfDecisionNodes(h), "utilities", 1L, N.orvDomainGetNumberOfUtilityNodes(h));
+      rows("decisions", 1L, N.orvDomainGetNumberOfDecisionNodes(h), "utilities", 1L, N.orvDomainGetNumberOfUtilityNodes(h));
       d.compile();
-      equal(List.of(dn), items(N.orvDomainGetDecisionOrder(h)), "decision order");
+      double[] utilities = new double[8], probabilities = new double[4];
+      rows("per row", 0, N.orvNodeGetDecisionUtilities(dn, utilities, probabilities),
+          "O = good, R = a: go", (0.63 * 10 - 0.06 * 5) / 0.69, utilities[0], "stay", 0.0, utilities[1],
+          "O = bad, R = b: go", (0.07 * 10 - 0.24 * 5) / 0.31, utilities[6], "P(O = bad, R = b)", 0.31 * 0.5, probabilities[3],
+          "without row probabilities", 0, N.orvNodeGetDecisionUtilities(dn, utilities, null),
+          "short array", 1, N.orvNodeGetDecisionUtilities(dn, new double[7], probabilities),
+          "chance node", 1, N.orvNodeGetDecisionUtilities(d.getNodeByName("S").nodePeer, utilities, probabilities));
       d.propagate();
       rows("update policies", 0, N.orvDomainUpdatePolicies(h), "maximal EU", 6.0, N.orvDomainGetExpectedUtility(h),
           "min utility", -5.0, N.orvNodeGetMinUtility(u), "max utility", 10.0, N.orvNodeGetMaxUtility(u),
@@ -198,7 +190,10 @@ public final class NativesTest {
     }
   }
 
-  /** Cases from a data set, EM on complete data, fit scores, and the case, log and node-list files. */
+  /**
+   * Experience and fading tables, triangulation orders, the case, cases, log
+   * and node-list files, and random deviates. (FamiliesTest learns from cases.)
+   */
   public static void testLearningAndFiles() throws Exception {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer, wet = d.getNodeByName("Wet").nodePeer;
@@ -215,26 +210,18 @@ public final class NativesTest {
       rows("initial triangulation", 0, N.orvDomainSetInitialTriangulation(h, order),
           "triangulate with an order", 0, N.orvDomainTriangulateWithOrder(h, order));
       N.orvListDelete(order);
-      d.compile();
-      rows("EM", 0, N.orvDomainLearnTables(h), "P(Rain = yes)", 0.25, N.orvTableGetDataItem(N.orvNodeGetTable(rain), 0),
-          "P(Wet = yes | Rain = no)", 1.0 / 3.0, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 2));
-      double l = N.orvDomainGetLogLikelihood(h);
-      double k = l - N.orvDomainGetAIC(h);
-      rows("log-likelihood", Math.log(0.25 * 0.5 * 0.25 * 0.5), l, "AIC counts parameters", true, k > 0 && k == Math.rint(k),
-          "BIC", l - k / 2 * Math.log(4), N.orvDomainGetBIC(h));
-
       java.nio.file.Path dir = java.nio.file.Files.createTempDirectory("orvel");
-      long both = list(rain, wet);
       String cases = dir.resolve("cases").toString(), log = dir.resolve("log").toString();
-      equal(0, N.orvDomainSaveCases(h, cases, both, new long[] {1, 2}, true, ",", "*"), "save two cases");
-      N.orvListDelete(both);
+      d.saveCases(cases, FamiliesTest.nodes(d, "Rain", "Wet"), new long[] {1, 2}, true, ",", "*");
       equal("#,Rain,Wet\n\n1,\"no\",\"no\"\n1,\"no\",\"yes\"\n", java.nio.file.Files.readString(java.nio.file.Path.of(cases)),
           "names, then cases 1 and 2 with their counts");
-      equal(0, N.orvDomainSetLogFile(h, log), "log file");
+      d.setLogFile(log);
+      d.compile();
       d.propagate();
-      rows("report all", 0, N.orvDomainReportBeliefs(h), "report one", 0, N.orvNodeReportBeliefs(rain),
-          "log closed", 0, N.orvDomainSetLogFile(h, null),
-          "beliefs in the log", true, java.nio.file.Files.readString(java.nio.file.Path.of(log)).contains("Wet"),
+      rows("report all", 0, N.orvDomainReportBeliefs(h), "report one", 0, N.orvNodeReportBeliefs(rain));
+      d.setLogFile(null);
+      String written = java.nio.file.Files.readString(java.nio.file.Path.of(log));
+      rows("the compilation and the beliefs in the log", true, written.contains("potentials") && written.contains("Wet:"),
           "Rain = yes", 0, N.orvNodeSelectState(rain, 0));
       String caseFile = dir.resolve("case").toString();
       equal(0, N.orvDomainSaveCase(h, caseFile), "save the case");
@@ -256,29 +243,19 @@ public final class NativesTest {
     }
   }
 
-  record Setting(String name, ObjLongConsumer<Long> set, ToLongFunction<Long> get, long value) {}
-
-  /** Each setter's value reads back; a zero level or size is refused and changes nothing. */
+  /** Each setter's value reads back; a zero level is refused and changes nothing. */
   public static void testDomainSettingsReadBack() {
     try (Domain d = BindingTest.rain()) {
       long h = d.modelPeer;
-      List<Setting> settings = List.of(
-          new Setting("concurrency", (x, v) -> N.orvDomainSetConcurrencyLevel(x, v), N::orvDomainGetConcurrencyLevel, 3),
-          new Setting("grain", (x, v) -> N.orvDomainSetGrainSize(x, v), N::orvDomainGetGrainSize, 4096),
-          new Setting("em concurrency", (x, v) -> N.orvDomainSetEMConcurrencyLevel(x, v),
-              N::orvDomainGetEMConcurrencyLevel, 2),
-          new Setting("em iterations", (x, v) -> N.orvDomainSetMaxNumberOfEMIterations(x, v),
-              N::orvDomainGetMaxNumberOfEMIterations, 7),
-          new Setting("separators", (x, v) -> N.orvDomainSetMaxNumberOfSeparators(x, v),
-              N::orvDomainGetMaxNumberOfSeparators, 11),
-          new Setting("separator size", (x, v) -> N.orvDomainSetMaxSeparatorSize(x, v),
-              N::orvDomainGetMaxSeparatorSize, 13));
-      for (Setting s : settings) {
-        s.set().accept(h, s.value());
-        equal(0, N.orvErrorCode(), s.name() + " set");
-        equal(s.value(), s.get().applyAsLong(h), s.name() + " read back");
-      }
-      rows("level 0 is usage", 1, N.orvDomainSetConcurrencyLevel(h, 0), "level kept", 3L, N.orvDomainGetConcurrencyLevel(h),
+      rows("concurrency", 0, N.orvDomainSetConcurrencyLevel(h, 3), "read back", 3L, N.orvDomainGetConcurrencyLevel(h),
+          "grain", 0, N.orvDomainSetGrainSize(h, 4096), "read back", 4096L, N.orvDomainGetGrainSize(h),
+          "EM concurrency", 0, N.orvDomainSetEMConcurrencyLevel(h, 2), "read back", 2L, N.orvDomainGetEMConcurrencyLevel(h),
+          "EM iterations", 0, N.orvDomainSetMaxNumberOfEMIterations(h, 7),
+          "read back", 7L, N.orvDomainGetMaxNumberOfEMIterations(h),
+          "separators", 0, N.orvDomainSetMaxNumberOfSeparators(h, 11),
+          "read back", 11L, N.orvDomainGetMaxNumberOfSeparators(h),
+          "separator size", 0, N.orvDomainSetMaxSeparatorSize(h, 13), "read back", 13L, N.orvDomainGetMaxSeparatorSize(h),
+          "level 0 is usage", 1, N.orvDomainSetConcurrencyLevel(h, 0), "level kept", 3L, N.orvDomainGetConcurrencyLevel(h),
           "tolerance", 0, N.orvDomainSetLogLikelihoodTolerance(h, 1e-3),
           "tolerance read back", 1e-3, N.orvDomainGetLogLikelihoodTolerance(h),
           "chance nodes", 2L, N.orvDomainGetNumberOfChanceNodes(h));
@@ -302,20 +279,6 @@ public final class NativesTest {
           "node chain", Map.of("k", "v"), attributes(N.orvNodeGetFirstAttribute(rain)),
           "absent key", null, N.orvNodeGetAttribute(rain, "absent"),
           "null key is usage", 1, N.orvNodeSetAttribute(rain, null, "v"));
-    }
-  }
-
-  /** Cases: counts, entering a case as evidence, adding one. */
-  public static void testCasesEnterAsEvidence() {
-    try (Domain d = BindingTest.rain()) {
-      long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
-      rows("cases", 0, N.orvDomainSetNumberOfCases(h, 2), "case state", 0, N.orvNodeSetCaseState(rain, 1, 1),
-          "count", 0, N.orvDomainSetCaseCount(h, 1, 2.5), "count read back", 2.5, N.orvDomainGetCaseCount(h, 1),
-          "set cell", true, N.orvNodeCaseIsSet(rain, 1), "unset cell", false, N.orvNodeCaseIsSet(rain, 0));
-      d.compile();
-      rows("enter case", 0, N.orvDomainEnterCase(h, 1), "case entered as evidence", 1L, N.orvNodeGetSelectedState(rain),
-          "new case index", 2L, N.orvDomainNewCase(h), "three cases", 3L, N.orvDomainGetNumberOfCases(h),
-          "unset", 0, N.orvNodeUnsetCase(rain, 1), "unset cell", false, N.orvNodeCaseIsSet(rain, 1));
     }
   }
 }
