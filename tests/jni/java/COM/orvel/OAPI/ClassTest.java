@@ -154,12 +154,8 @@ public final class ClassTest {
           if (name.equals(thrower)) throw new IllegalStateException("no " + name);
         }
       };
-      try {
-        cc.parseClasses(classes.get("Top"), failing);
-        throw new AssertionError("the loader's exception was lost");
-      } catch (IllegalStateException e) {
-        equal("no " + thrower, e.getMessage(), "the loader's own exception");
-      }
+      equal("no " + thrower, TestRunner.expectThrown(IllegalStateException.class,
+          () -> cc.parseClasses(classes.get("Top"), failing), "the loader's exception").getMessage(), "its message");
       rows(thrower + ": only the class from before", List.of(base), cc.getMembers(),
           thrower + ": classes loaded", List.of("Mid"), asked);
       cc.close();

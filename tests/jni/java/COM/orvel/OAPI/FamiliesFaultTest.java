@@ -24,24 +24,17 @@ public final class FamiliesFaultTest {
       }
     }, () -> {}, () -> "") > 3, "parsing allocates");
     try (Domain d = BindingTest.rain(); DataSet rows = DataSet.parse(text, ',')) {
-      check(sweep("add cases", () -> {
-        d.addCases(rows);
-        return null;
-      }, () -> d.setNumberOfCases(0), () -> Long.toString(d.getNumberOfCases())) > 0, "adding cases allocates");
+      check(sweep("add cases", () -> d.addCases(rows), () -> d.setNumberOfCases(0), () -> Long.toString(d.getNumberOfCases()))
+          > 0, "adding cases allocates");
       Node wet = d.getNodeByName("Wet");
       Model m = wet.newModel(List.of(d.getNodeByName("Rain")));
       m.setExpression(0, "Distribution(0.5, 0.5)");
       m.setExpression(1, "Distribution(0.25, 0.75)");
       Supplier<String> text0 = () -> m.getExpressionString(0);
-      check(sweep("expression from text", () -> {
-        m.setExpression(0, "Distribution(0.75, 0.25)");
-        return null;
-      }, () -> {}, text0) > 0, "parsing an expression allocates");
+      check(sweep("expression from text", () -> m.setExpression(0, "Distribution(0.75, 0.25)"), () -> {}, text0) > 0,
+          "parsing an expression allocates");
       Supplier<String> table = () -> Arrays.toString(wet.getTable().getData());
-      sweep("generate table", () -> {
-        wet.generateTable();
-        return null;
-      }, () -> {}, table);
+      sweep("generate table", wet::generateTable, () -> {}, table);
       check(m.tableIsGenerated(), "generated in the end");
     }
   }

@@ -1,6 +1,7 @@
 package COM.orvel.OAPI;
 
 import static COM.orvel.OAPI.BindingTest.N;
+import static COM.orvel.OAPI.TestRunner.binary;
 import static COM.orvel.OAPI.TestRunner.boxed;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
@@ -176,35 +177,28 @@ public final class FamiliesTest {
 
   /** Structure from data where B copies A and C is independent, under edge constraints. */
   public static void testStructureLearningUnderConstraints() {
-    int[] constraints = {Node.CONSTRAINT_NONE, Node.EDGE_FORBIDDEN, Node.FORWARD_EDGE_REQUIRED};
-    for (int constraint : constraints) {
+    for (int constraint : new int[] {Node.CONSTRAINT_NONE, Node.EDGE_FORBIDDEN, Node.FORWARD_EDGE_REQUIRED}) {
       try (Domain d = new Domain()) {
-        List<Node> abc = new ArrayList<>();
-        for (String name : new String[] {"A", "B", "C"}) {
-          Node n = d.newNode(Node.CHANCE, Node.DISCRETE);
-          n.setName(name);
-          n.setNumberOfStates(2);
-          abc.add(n);
-        }
+        Node a = binary(d, "A"), b = binary(d, "B"), c = binary(d, "C");
         d.setNumberOfCases(200);
         for (int i = 0; i < 200; i++) {
-          abc.get(0).setCaseState(i, i % 2);
-          abc.get(1).setCaseState(i, i % 2);
-          abc.get(2).setCaseState(i, (i / 2) % 2);
+          a.setCaseState(i, i % 2);
+          b.setCaseState(i, i % 2);
+          c.setCaseState(i, (i / 2) % 2);
         }
-        Node a = abc.get(0), b = abc.get(1), c = abc.get(2);
         a.setEdgeConstraint(b, constraint);
-        int mirrored = constraint == Node.FORWARD_EDGE_REQUIRED ? Node.BACKWARD_EDGE_REQUIRED : constraint;
-        equal(mirrored, b.getEdgeConstraint(a), "the other end stores the mirrored constraint");
         d.setSignificanceLevel(0.01);
-        equal(0.01, d.getSignificanceLevel(), "significance level");
-        equal(1, expectError(() -> d.setSignificanceLevel(1), "level 1").getCode(), "usage");
+        rows("the other end stores the mirrored constraint",
+            constraint == Node.FORWARD_EDGE_REQUIRED ? Node.BACKWARD_EDGE_REQUIRED : constraint, b.getEdgeConstraint(a),
+            "significance level", 0.01, d.getSignificanceLevel(),
+            "level 1 is usage", 1, expectError(() -> d.setSignificanceLevel(1), "level 1").getCode(),
+            "a constraint on itself is usage", 1,
+            expectError(() -> a.setEdgeConstraint(a, Node.EDGE_REQUIRED), "self").getCode());
         d.learnStructure();
-        int links = a.getParents().size() + b.getParents().size();
-        equal(constraint == Node.EDGE_FORBIDDEN ? 0 : 1, links, "links between A and B, constraint " + constraint);
-        check(c.getParents().isEmpty() && c.getChildren().isEmpty(), "C stays alone");
+        rows("links between A and B, constraint " + constraint, constraint == Node.EDGE_FORBIDDEN ? 0 : 1,
+            a.getParents().size() + b.getParents().size(),
+            "C stays alone", true, c.getParents().isEmpty() && c.getChildren().isEmpty());
         if (constraint == Node.FORWARD_EDGE_REQUIRED) equal(List.of(a), b.getParents(), "A -> B required");
-        equal(1, expectError(() -> a.setEdgeConstraint(a, Node.EDGE_REQUIRED), "self").getCode(), "usage");
       }
     }
   }

@@ -40,16 +40,21 @@ public final class FaultTest {
     throw new AssertionError(what + " never succeeded");
   }
 
+  static int sweep(String what, Runnable op, Runnable undo, Supplier<String> state) {
+    return sweep(what, () -> {
+      op.run();
+      return null;
+    }, undo, state);
+  }
+
   public static void testNoMemoryLeavesNoGlobalReference() {
     try (Domain d = Domain.parse(BindingTest.RAIN)) {
       Supplier<String> nodes = () -> d.getNodes().toString();
       check(sweep("newNode", () -> d.newNode(Node.CHANCE, Node.DISCRETE), () -> d.getNodes().get(0).delete(), nodes)
             > 0, "node creation allocates");
       check(sweep("parse", () -> Domain.parse(BindingTest.RAIN), () -> {}, () -> "") > 5, "parsing allocates");
-      check(sweep("setName", () -> {
-        d.getNodeByName("Rain").setName("Sun");
-        return null;
-      }, () -> d.getNodeByName("Sun").setName("Rain"), nodes) > 0, "renaming allocates");
+      check(sweep("setName", () -> d.getNodeByName("Rain").setName("Sun"), () -> d.getNodeByName("Sun").setName("Rain"),
+          nodes) > 0, "renaming allocates");
     }
   }
 
