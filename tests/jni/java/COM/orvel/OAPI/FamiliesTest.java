@@ -136,13 +136,8 @@ public final class FamiliesTest {
          DataSet rows = DataSet.parse(Files.readString(Path.of(dat)).replace("\n\n", "\n"), ' ')) {
       fromFile.parseCases(dat);
       fromRows.addCases(rows);
-      equal(500L, fromFile.getNumberOfCases(), "cases from the file");
-      equal(500L, fromRows.getNumberOfCases(), "cases from the data set");
-      for (Node n : fromFile.getNodes()) {
-        Node m = fromRows.getNodeByName(n.getName());
-        for (long c = 0; c < 500; c++) equal(n.getCaseState(c), m.getCaseState(c), n + " case " + c);
-      }
-      check(!fromFile.getNodeByName("asia").caseIsSet(3), "case 3 is all missing");
+      rows("cases from the file", 500L, fromFile.getNumberOfCases(), "from the data set", 500L, fromRows.getNumberOfCases(),
+          "case 3 is all missing", false, fromFile.getNodeByName("asia").caseIsSet(3));
       equal(17, expectError(fromFile::learnTables, "EM before compiling").getCode(), "not_compiled");
       fromRows.setEMConcurrencyLevel(2);
       for (Domain d : List.of(fromFile, fromRows)) {
@@ -159,9 +154,8 @@ public final class FamiliesTest {
         near(new double[] {24.92867546178008, 477.07132453821924},
             d.getNodeByName("tub").getExperienceTable().getData(), 1e-9, "tub experience");
         check(!d.getNodeByName("asia").hasExperienceTable(), "asia is not learned");
-        near(-1086.5018233614749, d.getLogLikelihood(), 1e-9, "log-likelihood");
-        near(-1104.5018233614749, d.getAIC(), 1e-9, "AIC");
-        near(-1142.4332962472745, d.getBIC(), 1e-9, "BIC");
+        near(new double[] {-1086.5018233614749, -1104.5018233614749, -1142.4332962472745},
+            new double[] {d.getLogLikelihood(), d.getAIC(), d.getBIC()}, 1e-9, "log-likelihood, AIC, BIC");
       }
       Node tub = fromFile.getNodeByName("tub");
       fromFile.setCaseCount(0, 2.5);
@@ -241,16 +235,12 @@ public final class FamiliesTest {
       d.propagate();
       try (Table mix = x1.getDistribution()) {
         double[] w = mix.getData();
-        double mean = 0, square = 0;
-        for (int i = 0; i < w.length; i++) {
-          double m = mix.getMean(i, x1);
-          mean += w[i] * m;
-          square += w[i] * (mix.getVariance(i, x1) + m * m);
-        }
-        near(-0.6525050206180855, mean, 1e-9, "mixture mean");
-        near(4.605975004466329, square - mean * mean, 1e-9, "mixture variance");
-        near(x1.getMean(), mean, 1e-9, "node mean");
+        double mean = 0;
+        for (int i = 0; i < w.length; i++) mean += w[i] * mix.getMean(i, x1);
+        near(-0.6525050206180855, mean, 1e-9, "the mixture's mean");
+        near(mean, x1.getMean(), 1e-9, "the node's mean");
       }
+      near(4.605975004466329, x1.getVariance(), 1e-9, "the node's variance");
       x1.enterValue(-2.647);
       x2.enterValue(5.575);
       d.propagate();
@@ -291,9 +281,8 @@ public final class FamiliesTest {
       Node truth = d.getNodeByName("Truth");
       equal(null, faults.getModel(), "no model yet");
       Model m = faults.newModel(List.of(mode));
-      check(m == faults.getModel(), "one peer per model");
-      equal(List.of(mode), m.getNodes(), "model nodes");
-      equal(2L, m.getSize(), "one expression per state of Mode");
+      rows("one peer per model", m, faults.getModel(), "model nodes", List.of(mode), m.getNodes(),
+          "one expression per state of Mode", 2L, m.getSize());
       m.setExpression(0, "Binomial(3, 0.1)");
       try (Expression two = Expression.number(2)) {
         m.setExpression(1, two);
@@ -305,10 +294,9 @@ public final class FamiliesTest {
       near(new double[] {0.729, 0.243, 0.027, 0.001, 0, 0, 1, 0}, faults.getTable().getData(), 1e-15,
           "Binomial(3, 0.1), then state 2");
       Expression held = m.getExpression(0);
-      equal(69, held.getOperator(), "Binomial");
-      equal("Binomial (3, 0.1)", m.getExpressionString(0), "text of the model's expression");
-      equal("Binomial (3, 0.1)", held.toString(), "printing does not release it");
-      equal(2.0, m.getExpression(1).getNumber(), "the stored copy");
+      rows("Binomial", 69, held.getOperator(), "text of the model's expression", "Binomial (3, 0.1)", m.getExpressionString(0),
+          "printing does not release it", "Binomial (3, 0.1)", held.toString(),
+          "the stored copy", 2.0, m.getExpression(1).getNumber());
 
       List<String> messages = new ArrayList<>();
       OrvelException syntax = expectError(() -> m.setExpression(0, "Binomial(3,", (l, s) -> messages.add(s)), "syntax");
