@@ -1,6 +1,7 @@
 package COM.orvel.OAPI;
 
 import static COM.orvel.OAPI.TestRunner.binary;
+import static COM.orvel.OAPI.TestRunner.boxed;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 import static COM.orvel.OAPI.TestRunner.expectDead;
@@ -77,25 +78,21 @@ public final class BindingTest {
     try (Domain d = new Domain()) {
       Node a = binary(d, "A"), b = binary(d, "B");
       b.addParent(a);
-      equal(List.of(a), b.getParents(), "parents");
-      equal(List.of(b, a), d.getNodes(), "nodes newest first");
       Table t = b.getTable();
-      equal(List.of(a, b), t.getNodes(), "table nodes");
       t.setData(new double[] {0.3, 0.7, 0.6, 0.4}, 0);
       a.getTable().setData(new double[] {0.5, 0.5}, 0);
-      equal(2L, t.getIndex(new long[] {1, 0}), "configuration index");
-      check(java.util.Arrays.equals(new double[] {0.3, 0.7, 0.6, 0.4}, t.getData()), "data round trip");
-      equal(17, expectError(d::propagate, "propagate uncompiled").getCode(), "not compiled");
-      equal(6, expectError(() -> a.setName("1a"), "bad name").getCode(), "invalid name");
-      equal(5, expectError(() -> b.setName("A"), "taken name").getCode(), "twice");
-      check(expectError(() -> b.addParent(b), "self parent") instanceof OrvelException.UsageException
-            || N.orvErrorCode() != 0, "self link refused");
+      rows("parents", List.of(a), b.getParents(), "nodes newest first", List.of(b, a), d.getNodes(),
+          "table nodes", List.of(a, b), t.getNodes(), "configuration index", 2L, t.getIndex(new long[] {1, 0}),
+          "data round trip", List.of(0.3, 0.7, 0.6, 0.4), boxed(t.getData()),
+          "not compiled", 17, expectError(d::propagate, "propagate uncompiled").getCode(),
+          "invalid name", 6, expectError(() -> a.setName("1a"), "bad name").getCode(),
+          "a name taken", 5, expectError(() -> b.setName("A"), "taken name").getCode(),
+          "a self link is a cycle", 7, expectError(() -> b.addParent(b), "self parent").getCode());
       d.compile();
       a.selectState(0);
       d.propagate();
-      equal(0.3, b.getBelief(0), "belief");
-      equal(0.5, d.getNormalizationConstant(), "P(e)");
-      check(d.toNetString().contains("node A"), "NET text");
+      rows("belief", 0.3, b.getBelief(0), "P(e)", 0.5, d.getNormalizationConstant(),
+          "NET text", true, d.toNetString().contains("node A"));
     }
   }
 
@@ -143,8 +140,16 @@ public final class BindingTest {
     check(e instanceof OrvelException.ParseException && seen.length() > 0, "parse error with messages: " + e.getCode());
   }
 
-  /** Conversions and the special natives. */
-  public static void testConversionsAndSpecialValues() {
+  /** Conversions, the special natives, and the license role: what $ORVELHOME/orvel.license holds. */
+  public static void testConversionsSpecialValuesAndLicense() {
+    long license = N.orvNewLicense();
+    String home = System.getenv("ORVELHOME");
+    boolean file = home != null && Files.exists(Path.of(home, "orvel.license"));
+    rows("license handle", true, license != 0, "organization", file ? "Example Org" : "", N.orvGetOrganization(license),
+        "user", file ? "Test User" : "", N.orvGetUserName(license), "package", file ? "orvel-test" : "",
+        N.orvGetPackageName(license), "expiry", file ? "2099-12-31" : "", N.orvGetSupportExpirationDate(0),
+        "identifiers", true, N.orvGetBuildID().startsWith("orvel-") && !N.orvGetAPIID().isEmpty(),
+        "no restrictions", true, new NativeOAPI2().orvRestrictionAllowGui() && new NativeOAPI2().orvRestrictionAllowPlain());
     String plain = "no escapes";
     check(N.orvRemoveEscapeSequences(plain) == plain, "identical object without backslash");
     rows("escapes removed", "a\"b", N.orvRemoveEscapeSequences("a\\\"b"), "null", null, N.orvRemoveEscapeSequences(null),
@@ -167,26 +172,25 @@ public final class BindingTest {
     }
   }
 
-  /** The license role: what $ORVELHOME/orvel.license holds; no restrictions. */
-  public static void testLicenseFileIsRead() throws Exception {
-    long license = N.orvNewLicense();
-    check(license != 0, "license handle");
-    String home = System.getenv("ORVELHOME");
-    boolean file = home != null && Files.exists(Path.of(home, "orvel.license"));
-    rows("organization", file ? "Example Org" : "", N.orvGetOrganization(license),
-        "user", file ? "Test User" : "", N.orvGetUserName(license), "package", file ? "orvel-test" : "",
-        N.orvGetPackageName(license), "expiry", file ? "2099-12-31" : "", N.orvGetSupportExpirationDate(0));
-    check(N.orvGetBuildID().startsWith("orvel-") && !N.orvGetAPIID().isEmpty(), "identifiers");
-    NativeOAPI2 restrictions = new NativeOAPI2();
-    check(restrictions.orvRestrictionAllowGui() && restrictions.orvRestrictionAllowPlain(), "no restrictions");
-  }
-
-  /** Class tables learned through the natives from a domain made from the class. */
-  public static void testClassTablesAreLearned() {
+  /**
+   * A class collection through the natives: saved to a KB file and loaded
+   * back, unfolded into a domain whose source list holds no peer (the class
+   * node has none), and its class tables learned from that domain's cases.
+   */
+  public static void testClassCollectionKBAndClassTables() throws Exception {
     long cc = N.orvNewClassCollection(new Object(), 0);
     String text = "class C { node X { states = (\"a\" \"b\"); } "
         + "potential (X) { data = (0.5 0.5); experience = (0); } }";
     equal(0, N.orvNetParseClasses(text, cc, null, null), "class parse");
+    Path file = Files.createTempFile("orvel", ".kb");
+    equal(0, N.orvCCSaveAsKB(cc, file.toString(), null), "save classes");
+    long back = N.orvKBLoadClassCollection(new Object(), file.toString(), null);
+    check(back != 0 && N.orvCCGetClassByName(back, "C") != 0, "class C loaded");
+    rows("the same classes", N.orvCCToNetString(cc), N.orvCCToNetString(back), "classes are no domain", 0L,
+        N.orvKBLoadDomain(new Object(), file.toString(), null), "bad_kb_type", 15, N.orvErrorCode(),
+        "delete", 0, N.orvCCDelete(back));
+    Files.delete(file);
+
     Domain peer = Domain.empty();
     long d = N.orvClassCreateDomain(peer, N.orvCCGetClassByName(cc, "C"));
     check(d != 0 && N.orvDomainGetBackpointer(d) == peer, "unfolded, with its peer");
@@ -202,7 +206,7 @@ public final class BindingTest {
         "delete collection", 0, N.orvCCDelete(cc));
   }
 
-  /** KB files: a domain and a class collection saved and loaded, with and without a password. */
+  /** KB files: a domain saved and loaded, with and without a password. */
   public static void testKBFiles() throws Exception {
     Path file = Files.createTempFile("orvel", ".kb");
     String name = file.toString();
@@ -211,21 +215,13 @@ public final class BindingTest {
       try (Domain back = Domain.loadKB(name, "secret")) {
         equal(d.toNetString(), back.toNetString(), "the same network");
       }
-      equal(13, expectError(() -> Domain.loadKB(name, "wrong"), "wrong password").getCode(), "bad_kb_password");
-      equal(13, expectError(() -> Domain.loadKB(name, null), "no password").getCode(), "bad_kb_password");
+      rows("wrong password", 13, expectError(() -> Domain.loadKB(name, "wrong"), "wrong password").getCode(),
+          "no password", 13, expectError(() -> Domain.loadKB(name, null), "no password").getCode());
       d.saveAsKB(name, null);
       try (Domain back = Domain.loadKB(name, null)) {
         equal(d.toNetString(), back.toNetString(), "the same network, not sealed");
       }
     }
-    long cc = N.orvNewClassCollection(new Object(), 0);
-    equal(0, N.orvNetParseClasses("class C { node X { states = (\"a\" \"b\"); } }", cc, null, null), "parse");
-    equal(0, N.orvCCSaveAsKB(cc, name, null), "save classes");
-    long back = N.orvKBLoadClassCollection(new Object(), name, null);
-    check(back != 0 && N.orvCCGetClassByName(back, "C") != 0, "class C loaded");
-    rows("the same classes", N.orvCCToNetString(cc), N.orvCCToNetString(back),
-        "classes are no domain", 0L, N.orvKBLoadDomain(new Object(), name, null), "bad_kb_type", 15, N.orvErrorCode(),
-        "delete", 0, N.orvCCDelete(back), "delete", 0, N.orvCCDelete(cc));
     Files.delete(file);
   }
 }

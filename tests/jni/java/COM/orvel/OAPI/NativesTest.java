@@ -243,10 +243,19 @@ public final class NativesTest {
     }
   }
 
-  /** Each setter's value reads back; a zero level is refused and changes nothing. */
-  public static void testDomainSettingsReadBack() {
+  static Map<String, String> attributes(long first) {
+    Map<String, String> out = new LinkedHashMap<>();
+    for (long a = first; a != 0; a = N.orvAttributeGetNext(a)) out.put(N.orvAttributeGetKey(a), N.orvAttributeGetValue(a));
+    return out;
+  }
+
+  /**
+   * Each setter's value reads back, a zero level is refused and changes
+   * nothing; attributes of domains and nodes, read singly and along the chain.
+   */
+  public static void testSettingsAndAttributesReadBack() {
     try (Domain d = BindingTest.rain()) {
-      long h = d.modelPeer;
+      long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
       rows("concurrency", 0, N.orvDomainSetConcurrencyLevel(h, 3), "read back", 3L, N.orvDomainGetConcurrencyLevel(h),
           "grain", 0, N.orvDomainSetGrainSize(h, 4096), "read back", 4096L, N.orvDomainGetGrainSize(h),
           "EM concurrency", 0, N.orvDomainSetEMConcurrencyLevel(h, 2), "read back", 2L, N.orvDomainGetEMConcurrencyLevel(h),
@@ -259,19 +268,6 @@ public final class NativesTest {
           "tolerance", 0, N.orvDomainSetLogLikelihoodTolerance(h, 1e-3),
           "tolerance read back", 1e-3, N.orvDomainGetLogLikelihoodTolerance(h),
           "chance nodes", 2L, N.orvDomainGetNumberOfChanceNodes(h));
-    }
-  }
-
-  static Map<String, String> attributes(long first) {
-    Map<String, String> out = new LinkedHashMap<>();
-    for (long a = first; a != 0; a = N.orvAttributeGetNext(a)) out.put(N.orvAttributeGetKey(a), N.orvAttributeGetValue(a));
-    return out;
-  }
-
-  /** Attributes of domains and nodes, read singly and by walking the chain. */
-  public static void testAttributesWalk() {
-    try (Domain d = BindingTest.rain()) {
-      long h = d.modelPeer, rain = d.getNodeByName("Rain").nodePeer;
       rows("set", 0, N.orvDomainSetAttribute(h, "author", "me"),
           "set non-ASCII", 0, N.orvDomainSetAttribute(h, "note", "é ü"), "read", "é ü", N.orvDomainGetAttribute(h, "note"),
           "domain chain", Map.of("author", "me", "note", "é ü"), attributes(N.orvDomainGetFirstAttribute(h)),
