@@ -44,11 +44,7 @@ public final class FamiliesFaultTest {
     try (Domain d = Domain.parse(file)) {
       d.compile();
       List<Node> decisions = FamiliesTest.nodes(d, "D1", "D2", "D3");
-      Supplier<String> policies = () -> {
-        StringBuilder s = new StringBuilder();
-        for (Node n : decisions) s.append(Arrays.toString(n.getTable().getData()));
-        return s.toString();
-      };
+      Supplier<String> policies = () -> decisions.stream().map(n -> Arrays.toString(n.getTable().getData())).toList().toString();
       // A failed update leaves the trees unpropagated: each run propagates first.
       check(sweep("update policies", () -> {
         d.propagate();

@@ -7,6 +7,7 @@ import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 import static COM.orvel.OAPI.TestRunner.expectDead;
 import static COM.orvel.OAPI.TestRunner.expectError;
+import static COM.orvel.OAPI.TestRunner.near;
 import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.nio.file.Files;
@@ -24,17 +25,6 @@ public final class FamiliesTest {
   private FamiliesTest() {}
 
   static final String DATA = System.getProperty("orvel.data");
-
-  static void near(double expected, double actual, double tolerance, String what) {
-    if (!(Math.abs(expected - actual) <= tolerance * Math.max(1.0, Math.abs(expected)))) {
-      throw new AssertionError(what + ": expected " + expected + ", got " + actual);
-    }
-  }
-
-  static void near(double[] expected, double[] actual, double tolerance, String what) {
-    equal(expected.length, actual.length, what + ": length");
-    for (int i = 0; i < expected.length; i++) near(expected[i], actual[i], tolerance, what + " [" + i + "]");
-  }
 
   static List<Node> nodes(Domain d, String... names) {
     List<Node> out = new ArrayList<>();
@@ -322,8 +312,7 @@ public final class FamiliesTest {
       near(0.5, truth.getQuantile(0.35), 1e-12, "interval quantile interpolates in [0, 1)");
 
       truth.doubleNumberOfIntervals();
-      near(new double[] {-1, 0, 0.5, 1, 2}, new double[] {truth.getStateValue(1), truth.getStateValue(2),
-          truth.getStateValue(3), truth.getStateValue(4), truth.getStateValue(5)}, 0, "midpoints and end widths");
+      rows("split", 6L, truth.getNumberOfStates(), "at the midpoint of [0, 1)", 0.5, truth.getStateValue(3));
       truth.halveNumberOfIntervals();
       faults.setStateValue(3, 30);
       rows("merged back", 3L, truth.getNumberOfStates(), "state value set", 30.0, faults.getStateValue(3),

@@ -3,7 +3,6 @@ package COM.orvel.OAPI;
 import static COM.orvel.OAPI.BindingTest.N;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
-import static COM.orvel.OAPI.TestRunner.near;
 import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.util.ArrayList;
@@ -114,8 +113,6 @@ public final class NativesTest {
       rows("reverse", 0, N.orvNodeReverseEdge(rain, wet), "reversed", List.of(wet), items(N.orvNodeGetParents(rain)));
       d.compile();
       equal(List.of(wet), items(N.orvNodeGetMoralNeighbors(rain)), "moral neighbours");
-      d.propagate();
-      near(0.2, N.orvNodeGetBelief(rain, 0), "reversal keeps the joint");
       d.uncompile();
 
       long clone = N.orvNodeClone(rain), wt = N.orvNodeGetTable(wet);
@@ -191,7 +188,7 @@ public final class NativesTest {
   }
 
   /**
-   * Experience and fading tables, triangulation orders, the case, cases, log
+   * Fading tables, triangulation orders, the case, cases, log
    * and node-list files, and random deviates. (FamiliesTest learns from cases.)
    */
   public static void testLearningAndFiles() throws Exception {
@@ -200,12 +197,8 @@ public final class NativesTest {
       long ds = N.orvParseDataSet(false, "Rain,Wet\nyes,yes\nno,no\nno,yes\nno,no\n", ',', null);
       rows("parsed from text", null, N.orvDomainGetFileName(h), "cases from data", 0, N.orvDomainAddCases(h, ds, 0, 4));
       N.orvDSDelete(ds);
-      for (long n : new long[] {rain, wet}) {
-        rows("no experience table yet", false, N.orvNodeHasExperienceTable(n),
-            "made on request", true, N.orvNodeGetExperienceTable(n) != 0, "now held", true, N.orvNodeHasExperienceTable(n),
-            "no fading table yet", false, N.orvNodeHasFadingTable(n),
-            "made on request", true, N.orvNodeGetFadingTable(n) != 0, "now held", true, N.orvNodeHasFadingTable(n));
-      }
+      rows("no fading table yet", false, N.orvNodeHasFadingTable(wet),
+          "made on request", true, N.orvNodeGetFadingTable(wet) != 0, "now held", true, N.orvNodeHasFadingTable(wet));
       long order = list(rain, wet);
       rows("initial triangulation", 0, N.orvDomainSetInitialTriangulation(h, order),
           "triangulate with an order", 0, N.orvDomainTriangulateWithOrder(h, order));

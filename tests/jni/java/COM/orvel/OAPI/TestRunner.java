@@ -48,10 +48,16 @@ public final class TestRunner {
     }
   }
 
-  static void near(double expected, double actual, String what) {
-    if (!(Math.abs(expected - actual) <= 1e-12 * Math.max(1.0, Math.abs(expected)))) {
+  /** Equal within tolerance, relative to the expected value's magnitude when above 1. */
+  static void near(double expected, double actual, double tolerance, String what) {
+    if (!(Math.abs(expected - actual) <= tolerance * Math.max(1.0, Math.abs(expected)))) {
       throw new AssertionError(what + ": expected " + expected + ", got " + actual);
     }
+  }
+
+  static void near(double[] expected, double[] actual, double tolerance, String what) {
+    equal(expected.length, actual.length, what + ": length");
+    for (int i = 0; i < expected.length; i++) near(expected[i], actual[i], tolerance, what + " [" + i + "]");
   }
 
   /**
@@ -62,7 +68,7 @@ public final class TestRunner {
   static void rows(Object... table) {
     if (table.length % 3 != 0) throw new AssertionError("rows come in threes: " + table.length);
     for (int i = 0; i < table.length; i += 3) {
-      if (table[i + 1] instanceof Double e && table[i + 2] instanceof Double a) near(e, a, (String) table[i]);
+      if (table[i + 1] instanceof Double e && table[i + 2] instanceof Double a) near(e, a, 1e-12, (String) table[i]);
       else equal(table[i + 1], table[i + 2], (String) table[i]);
     }
   }
