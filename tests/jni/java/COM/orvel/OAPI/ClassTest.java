@@ -16,17 +16,13 @@ public final class ClassTest {
   private ClassTest() {}
 
   /** The classes of data/classes/hierarchy.net (Top > Mid > Leaf > Base), one text per class name. */
-  static Map<String, String> hierarchy() {
-    try {
-      String text = Files.readString(Path.of(System.getProperty("orvel.data"), "classes", "hierarchy.net"));
-      Map<String, String> classes = new HashMap<>();
-      for (String part : text.split("(?m)^(?=class )")) {
-        if (part.startsWith("class ")) classes.put(part.substring(6, part.indexOf('\n')).trim(), part);
-      }
-      return classes;
-    } catch (java.io.IOException e) {
-      throw new AssertionError(e);
+  static Map<String, String> hierarchy() throws java.io.IOException {
+    String text = Files.readString(Path.of(System.getProperty("orvel.data"), "classes", "hierarchy.net"));
+    Map<String, String> classes = new HashMap<>();
+    for (String part : text.split("(?m)^(?=class )")) {
+      if (part.startsWith("class ")) classes.put(part.substring(6, part.indexOf('\n')).trim(), part);
     }
+    return classes;
   }
 
   /** A listener loading each class it is asked for by a nested parse; records the names asked. */
@@ -41,7 +37,7 @@ public final class ClassTest {
   }
 
   /** Top only: the loader brings Mid, Leaf and Base by nested calls; unfolding maps back to class nodes. */
-  public static void testLoaderUnfoldsWithSources() {
+  public static void testLoaderUnfoldsWithSources() throws Exception {
     Map<String, String> classes = hierarchy();
     List<String> asked = new ArrayList<>();
     try (ClassCollection cc = new ClassCollection()) {
@@ -137,7 +133,7 @@ public final class ClassTest {
    * (the nested parse of Mid fails) or after loading Mid and all below it
    * (the parse succeeds and its classes are undone).
    */
-  public static void testThrowingLoaderLeavesNoClass() {
+  public static void testThrowingLoaderLeavesNoClass() throws Exception {
     Map<String, String> classes = hierarchy();
     for (String thrower : List.of("Leaf", "Mid")) {
       List<String> asked = new ArrayList<>();

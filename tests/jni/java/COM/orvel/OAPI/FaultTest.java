@@ -63,7 +63,7 @@ public final class FaultTest {
    * deleteSourceLists and by closing the domain; unfolding under injected
    * failures leaves nothing behind.
    */
-  public static void testSourceListsReleaseTheirReferences() {
+  public static void testSourceListsReleaseTheirReferences() throws Exception {
     try (ClassCollection first = new ClassCollection()) {
       first.newClass();  // the first class peer pins the peer class for good
     }

@@ -3,8 +3,6 @@ package COM.orvel.OAPI;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 
-import java.io.ByteArrayOutputStream;
-import java.io.InputStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -75,12 +73,9 @@ public final class RequestTest {
       command.addAll(cases.get(i));
     }
     Process p = new ProcessBuilder(command).redirectErrorStream(true).start();
-    ByteArrayOutputStream bytes = new ByteArrayOutputStream();
-    try (InputStream in = p.getInputStream()) {
-      in.transferTo(bytes);
-    }
+    String out = new String(p.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
     equal(0, p.waitFor(), "C request on " + file);
-    return bytes.toString(StandardCharsets.UTF_8);
+    return out;
   }
 
   /** Beliefs equal to the C API's to the last bit, on every reference case. */
