@@ -17,10 +17,7 @@ struct ControlOwner {
   orv_control_s *control;
   ControlOwner(orv_table_s *lp, orv_table_s *lu, orv_table_s *sp, orv_table_s *su, bool normal)
       : control(_orv_create_control(lp, lu, sp, su, false)) {
-    if (normal)
-      _orv_setup_control_normal(control);
-    else
-      _orv_setup_control_fast_retraction(control);
+    normal ? _orv_setup_control_normal(control) : _orv_setup_control_fast_retraction(control);
   }
   ~ControlOwner() { _orv_free_control(control); }
 };
