@@ -42,7 +42,9 @@ class ExpressionTest : public ::testing::Test {
     std::string printed = text_of(e);
     orv_expression_t again = parse(printed.c_str());
     EXPECT_NE(again, nullptr) << printed;
-    if (again) EXPECT_EQ(text_of(again), printed);
+    if (again) {
+      EXPECT_EQ(text_of(again), printed);
+    }
     orv_expression_delete(again);
     orv_expression_delete(e);
     return printed;
@@ -123,7 +125,9 @@ TEST_F(ExpressionTest, LeadingMinusAndComparisons) {
     EXPECT_EQ(orv_expression_get_operator(e), c.op) << c.text;
     orv_expression_t *operands = orv_expression_get_operands(e);
     EXPECT_EQ(operands ? orv_expression_get_operator(operands[0]) : orv_op_error, c.first_operand) << c.text;
-    if (c.op == orv_op_number) EXPECT_EQ(orv_expression_get_number(e), -2.0);
+    if (c.op == orv_op_number) {
+      EXPECT_EQ(orv_expression_get_number(e), -2.0);
+    }
     orv_expression_delete(e);
   }
 }
