@@ -10,11 +10,13 @@
 #include "orvel.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/formats_checks.h"
 #include "support/net_compare.h"
 
 namespace orv {
 namespace {
 
+using test::describe_cases;
 using test::Messages;
 using test::read_file;
 using test::temp_file;
@@ -30,20 +32,6 @@ const char *kNet =
     "node D { states = (\"same\" \"same\"); }\n"
     "decision Q { states = (\"q0\" \"q1\"); }\n"
     "utility U { }\n";
-
-// Every case's items and count as text, for comparing stores.
-std::string describe_cases(orv_domain_t d) {
-  std::string text;
-  for (size_t i = 0; i < orv_domain_get_number_of_cases(d); ++i) {
-    text += std::to_string(orv_domain_get_case_count(d, i)) + ":";
-    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
-      if (orv_node_get_category(n) != orv_category_chance) continue;
-      text += " " + std::to_string(orv_node_get_case_state(n, i));
-    }
-    text += "\n";
-  }
-  return text;
-}
 
 TEST(CaseDataFiles, SaveThenParseGivesTheSameStore) {
   for (const char *name : {"asia", "child"}) {

@@ -64,22 +64,7 @@ DomainPtr parse_net(const std::string &path_or_text) {
 // Everything visible of a domain: the exact NET text and canonical dump, the
 // case data, the triangulation and, when compiled, the beliefs and means.
 std::string describe_all(orv_domain_t d) {
-  std::string out = exact_text(d) + test::describe_domain(d, 17);
-  char number[64];
-  const size_t cases = orv_domain_get_number_of_cases(d);
-  for (size_t i = 0; i < cases; ++i) {
-    std::snprintf(number, sizeof number, "case %zu count %.17G:", i, orv_domain_get_case_count(d, i));
-    out += number;
-    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
-      if (!orv_node_case_is_set(n, i)) continue;
-      if (orv_node_get_kind(n) == orv_kind_discrete)
-        std::snprintf(number, sizeof number, " %ld", orv_node_get_case_state(n, i));
-      else
-        std::snprintf(number, sizeof number, " %.17G", orv_node_get_case_value(n, i));
-      out += std::string(" ") + orv_node_get_name(n) + "=" + number;
-    }
-    out += "\n";
-  }
+  std::string out = exact_text(d) + test::describe_domain(d, 17) + test::describe_cases(d);
   if (orv_domain_is_triangulated(d)) {
     out += "order:";
     for (orv_node_t *n = orv_domain_get_elimination_order(d); n && *n; ++n) out += std::string(" ") + orv_node_get_name(*n);
