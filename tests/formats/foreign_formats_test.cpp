@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
@@ -313,12 +312,7 @@ TEST(ForeignMessages, BadArgumentsGiveUsage) {
           {"estimate null", [] { return orv_domain_estimate_compilation(nullptr, nullptr, nullptr, nullptr) == orv_error_usage; }},
           {"estimate untriangulated", [&] { return orv_domain_estimate_compilation(d, nullptr, nullptr, nullptr) == orv_error_usage; }},
       },
-      [&] {
-        char *text = orv_domain_to_bif_string(d);
-        const bool ok = text != nullptr;
-        std::free(text);
-        return ok;
-      });
+      [&] { return !take_text(orv_domain_to_bif_string(d)).empty(); });
   orv_domain_delete(id);
   orv_domain_delete(d);
 }
@@ -338,8 +332,7 @@ TEST(ForeignMessages, AllocationFailuresLeaveNothingBehind) {
     orv_domain_t d = run.result;
     if (read == orv_bif_parse_domain) {
       const auto write = test::expect_no_memory_sweep("bif writer", [&] { return orv_domain_to_bif_string(d); }, [] {});
-      EXPECT_EQ(std::string(write.result).rfind("network", 0), 0u);
-      std::free(write.result);
+      EXPECT_EQ(take_text(write.result).rfind("network", 0), 0u);
     }
     orv_domain_delete(d);
   }
