@@ -19,11 +19,13 @@ std::string temp(const std::string &name) { return ::testing::TempDir() + name; 
 
 const std::string kAsia = data("asia.net");
 
-// Exit codes: 0 success, 1 a failure of the work, 2 a usage error.
+// Exit codes: 0 success, 1 a failure of the work, 2 a usage error; every
+// readable format.
 TEST(OrvelCommand, ExitCodesAndOutputs) {
   const std::string dir = ::testing::TempDir();
   const std::string broken = temp_file("broken.net", "net\n{\n}\nnode A\n{\n  states = (\"a\" \"b\";\n}\n");
   const std::string cg = "query " + data("cg/cg_fillin.net") + " -e X1=-0.764 ";
+  const std::string bad_bif = temp_file("bad.bif", "network n {\n}\nvariable a {\n  type discrete [ 2 ] { y, n }\n}\n");
   expect_runs({
       // 0.1 is P(lung = yes | smoke = yes).
       {"query " + kAsia + " -e smoke=yes -n lung", 0, {"P(evidence) = 0.5", "lung", "0.100000"}},
@@ -63,6 +65,12 @@ TEST(OrvelCommand, ExitCodesAndOutputs) {
       // binomials and the noisy-or.
       {"query " + data("models/sensor.net") + " -e Alarm=true -n Mode --json", 0,
        {"\"log_pe\": -0.7945665473", "\"Mode\": {\"normal\": 0.5500146266"}},
+      // P(lung = yes | smoke = yes), as from asia.net, in the other formats.
+      {"query " + data("bif/asia.bif") + " -e smoke=yes -n lung", 0, {"0.100000"}},
+      {"query " + data("xmlbif/asia.xml") + " -e smoke=yes -n lung", 0, {"0.100000"}},
+      // P(X2 | X0 = 1) = 0.92 * (0.5, 0.25, 0.25) + 0.08 * (1, 0, 0).
+      {"query " + data("uai/chain.uai") + " -e X0=1 -n X2", 0, {"0      0.540000"}},
+      {"query " + bad_bif, 1, {bad_bif + ":5: `;' expected"}},
   });
 }
 
@@ -226,18 +234,6 @@ TEST(OrvelCommand, ClassFiles) {
       // 0.5 * 0.1 + 0.5 * 0.8 = 0.45 for S.Out = bad.
       {"query " + plant + " -n S.Out", 0, {"bad    0.450000"}},
       {"info " + broken, 1, {"broken_class.net:3: loading class `Gone' failed"}},
-  });
-}
-
-TEST(OrvelFormats, EveryReadableFormatAnswersTheSameQuery) {
-  const std::string bad = temp_file("bad.bif", "network n {\n}\nvariable a {\n  type discrete [ 2 ] { y, n }\n}\n");
-  expect_runs({
-      // P(lung = yes | smoke = yes), as from asia.net, in every format.
-      {"query " + data("bif/asia.bif") + " -e smoke=yes -n lung", 0, {"0.100000"}},
-      {"query " + data("xmlbif/asia.xml") + " -e smoke=yes -n lung", 0, {"0.100000"}},
-      // P(X2 | X0 = 1) = 0.92 * (0.5, 0.25, 0.25) + 0.08 * (1, 0, 0).
-      {"query " + data("uai/chain.uai") + " -e X0=1 -n X2", 0, {"0      0.540000"}},
-      {"query " + bad, 1, {bad + ":5: `;' expected"}},
   });
 }
 
