@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "orvel.h"
+#include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/formats_checks.h"
@@ -210,8 +211,8 @@ TEST(NodeListFiles, NamesAndMessages) {
   EXPECT_EQ(test::names_of(list), (std::vector<std::string>{"A", "N", "I"}));
   std::free(list);
   Messages messages;
-  EXPECT_EQ(orv_domain_parse_nodes(d, temp_file("nodes", "A\nZ\n").c_str(), Messages::handler, &messages), nullptr);
-  EXPECT_EQ(orv_error_code(), orv_error_parse);
+  EXPECT_RESULT(orv_domain_parse_nodes(d, temp_file("nodes", "A\nZ\n").c_str(), Messages::handler, &messages), nullptr,
+                orv_error_parse);
   EXPECT_EQ(messages.items.back(), std::make_pair(size_t{2}, std::string("node `Z' not found")));
   EXPECT_EQ(orv_domain_parse_nodes(d, temp_file("nodes", "A 3\n").c_str(), Messages::handler, &messages), nullptr);
   EXPECT_EQ(messages.items.back().second, "node name expected");
