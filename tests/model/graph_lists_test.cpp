@@ -1,6 +1,6 @@
-// Node lists (parents and children, ancestors and descendants), deletion with
-// its links, the failure paths of creation, naming and cloning, and the rules
-// that guard links through function nodes.
+// Node lists (parents and children, ancestors and descendants), the failure
+// paths of creation, naming and cloning, and the rules that guard links
+// through function nodes.
 #include <gtest/gtest.h>
 
 #include "model/node.h"
@@ -24,19 +24,6 @@ TEST(GraphLists, AncestorsAndDescendantsBreadthFirst) {
   EXPECT_EQ(names_of(orv_node_get_descendants(a)), (Names{"A", "C", "B", "E", "F"}));
   EXPECT_EQ(names_of(orv_node_get_parents(e)), (Names{"C", "B"}));
   for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n)) EXPECT_EQ(n->mark, 0u);
-}
-
-TEST(NodeDeletion, RemovesLinksAndRefusesClassCopies) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  link(a, b), link(b, c);
-  EXPECT_EQ(orv_node_delete(b), orv_error_none);
-  EXPECT_EQ(names_of(orv_node_get_children(a)), Names{});
-  EXPECT_EQ(names_of(orv_node_get_parents(c)), Names{});
-  c->class_node = a;  // pretend c was copied from a class node
-  EXPECT_EQ(orv_node_delete(c), orv_error_usage);
-  c->class_node = nullptr;
-  EXPECT_EQ(d->node_count, 2u);
 }
 
 // Every allocation of creation, naming and cloning can fail: the operation

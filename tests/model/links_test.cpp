@@ -10,6 +10,7 @@
 #include "runtime/error.h"
 #include "support/domain_fixture.h"
 #include "support/link_fixture.h"
+#include "support/model_checks.h"
 
 namespace orv {
 namespace {
@@ -61,8 +62,7 @@ TEST(AddParent, RefusesWrongKindsAndArgumentsWithUsageChangingNothing) {
 TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
+  add_parents({{b, a}, {c, b}});
   const std::string before = snapshot(d.get());
   EXPECT_EQ(orv_node_add_parent(a, a), orv_error_cyclic_network);
   EXPECT_EQ(orv_node_add_parent(a, b), orv_error_cyclic_network);
@@ -74,8 +74,7 @@ TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
 
 TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
+  auto [a, b, c] = discrete_nodes(d.get(), {{"A", 3}, {"B", 2}, {"C", 2}});
   orv_table_t table = node_table(b, {0.3, 0.7});
   orv_table_t experience = test::learning_table(b, orv_table_experience);
   orv_table_t fading = test::learning_table(b, orv_table_fading);
@@ -131,10 +130,8 @@ TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
 
 TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  auto [a, b, c] = discrete_nodes(d.get(), {{"A", 3}, {"B", 2}, {"C", 2}});
+  add_parents({{b, a}, {c, a}});
   orv_table_t tb = node_table(b, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
   orv_table_t tc = node_table(c, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
   orv_table_t experience = test::learning_table(b, orv_table_experience);
@@ -187,11 +184,9 @@ TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
 
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), b = add_node(d.get(), "B");
-  orv_node_t c = add_node(d.get(), "C"), x = test::add_continuous(d.get(), "X");
-  set_state_count(a, 2), set_state_count(a2, 2), set_state_count(b, 2), set_state_count(c, 2);
-  ASSERT_EQ(orv_node_add_parent(b, c), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  auto [a, a2, b, c] = discrete_nodes(d.get(), {{"A", 2}, {"A2", 2}, {"B", 2}, {"C", 2}});
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  add_parents({{b, c}, {b, a}});
   orv_table_t t = node_table(b, {1, 2, 3, 4, 5, 6, 7, 8});
   const std::string before = snapshot(d.get());
   EXPECT_EQ(orv_node_switch_parent(b, a2, a), orv_error_usage);  // a2 is not a parent
@@ -218,8 +213,7 @@ TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
 
 TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  set_state_count(a, 2), set_state_count(b, 2);
+  auto [a, b] = discrete_nodes(d.get(), {{"A", 2}, {"B", 2}});
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
   ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // "" equals no label
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
@@ -258,9 +252,7 @@ TEST(RemoveParent, ValueLinksLeaveTheCompiledStructure) {
   orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), c = add_node(d.get(), "C");
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
   orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
-  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, g), orv_error_none);  // a value parent of a chance node
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  add_parents({{f, a}, {c, g}, {c, a}});  // G is a value parent of a chance node
   test::mark_compiled(d.get());
   ASSERT_EQ(orv_node_switch_parent(f, a, a2), orv_error_none);  // function child
   ASSERT_EQ(orv_node_remove_parent(f, a2), orv_error_none);
@@ -322,12 +314,8 @@ orv_status_t add_potential(orv_domain_t d, orv_table_s *t, std::size_t k) {
 
 TEST(ChainBlocks, PotentialsJoinTheirHeadsAndBlocksMerge) {
   auto d = new_domain();
-  orv_node_t p = add_node(d.get(), "P"), a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t c = add_node(d.get(), "C"), e = add_node(d.get(), "E");
-  set_state_count(p, 2), set_state_count(a, 2), set_state_count(b, 3);
-  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(e, c), orv_error_none);
+  auto [p, a, b, c, e] = discrete_nodes(d.get(), {{"P", 2}, {"A", 2}, {"B", 3}, {"C", 1}, {"E", 1}});
+  add_parents({{a, p}, {b, p}, {e, c}});
   test::mark_compiled(d.get());
   orv_table_s *pab = potential(d.get(), {p, a, b});
   ASSERT_EQ(add_potential(d.get(), pab, 2), orv_error_none);
