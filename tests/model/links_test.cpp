@@ -4,6 +4,8 @@
 // and links around block members.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "model/chain_blocks.h"
 #include "model/graph_checks.h"
 #include "model/links.h"
@@ -273,28 +275,26 @@ TEST(GraphCaches, LinkChangesDiscardThemUnlessADecisionAlreadyKnowsTheParent) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t dec = add_node(d.get(), "D", orv_category_decision);
-  const auto attach = [&] {
+  const struct {
+    const char *what;
+    std::function<orv_status_t()> change;
+    orv_status_t status;
+    bool graph_kept, information_kept;
+  } steps[] = {
+      {"a decision gains a parent it knew", [&] { return orv_node_add_parent(dec, a); }, orv_error_none, false, true},
+      {"a decision gains another parent", [&] { return orv_node_add_parent(dec, b); }, orv_error_none, false, false},
+      {"a chance node gains a parent", [&] { return orv_node_add_parent(c, a); }, orv_error_none, false, false},
+      {"a decision loses a parent", [&] { return orv_node_remove_parent(dec, a); }, orv_error_none, false, false},
+      {"a refused link", [&] { return orv_node_add_parent(a, c); }, orv_error_cyclic_network, true, true},
+  };
+  for (const auto &step : steps) {
+    SCOPED_TRACE(step.what);
     d->graph_cache.reset(make<AnyCache>());
     d->information_cache.reset(make<KnownNodes>(a));
-  };
-  attach();
-  ASSERT_EQ(orv_node_add_parent(dec, a), orv_error_none);
-  EXPECT_EQ(d->graph_cache, nullptr);
-  EXPECT_NE(d->information_cache, nullptr);  // A was known when deciding
-  attach();
-  ASSERT_EQ(orv_node_add_parent(dec, b), orv_error_none);
-  EXPECT_EQ(d->information_cache, nullptr);
-  attach();
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);  // not a decision
-  EXPECT_EQ(d->information_cache, nullptr);
-  attach();
-  ASSERT_EQ(orv_node_remove_parent(dec, a), orv_error_none);
-  EXPECT_EQ(d->graph_cache, nullptr);
-  EXPECT_EQ(d->information_cache, nullptr);
-  attach();
-  EXPECT_EQ(orv_node_add_parent(a, c), orv_error_cyclic_network);  // refusals keep them
-  EXPECT_NE(d->graph_cache, nullptr);
-  EXPECT_NE(d->information_cache, nullptr);
+    EXPECT_EQ(step.change(), step.status);
+    EXPECT_EQ(d->graph_cache != nullptr, step.graph_kept);
+    EXPECT_EQ(d->information_cache != nullptr, step.information_kept);
+  }
 }
 
 orv_table_s *potential(orv_domain_t d, std::vector<orv_node_t> nodes) {
