@@ -109,11 +109,14 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
   EXPECT_EQ(names_of(ft->nodes.c_list()), (Names{"F"}));
 }
 
-TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
+// Continuous parents become tails of every block; removing one leaves its
+// mean row and column.
+TEST(ContinuousParents, AddedAsTailsOfEveryBlockRemovedWithTheirRowAndColumn) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   orv_node_t x = test::add_continuous(d.get(), "X");
   orv_node_t y = test::add_continuous(d.get(), "Y");
+  orv_node_t z = test::add_continuous(d.get(), "Z");
   set_state_count(a, 2);
   orv_table_t t = node_table(x, {1.0});
   t->cg_data[0] = 4.0;  // mean of X
@@ -128,6 +131,22 @@ TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
   EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y"}));
   EXPECT_EQ(t->size, 2u);
   EXPECT_EQ(Values(t->cg_data, t->cg_data + 10), (Values{4.0, 2.5, 0, 0, 0, 4.0, 2.5, 0, 0, 0}));
+
+  ASSERT_EQ(orv_node_add_parent(x, z), orv_error_none);
+  ASSERT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y", "Z"}));
+  ASSERT_EQ(t->block_size, 9u);
+  for (std::size_t i = 0; i < 18; ++i) t->cg_data[i] = static_cast<double>(i);
+  EXPECT_EQ(orv_node_remove_discrete_parent(x, y, 0), orv_error_usage);  // not discrete
+  ASSERT_EQ(orv_node_remove_parent(x, y), orv_error_none);
+  EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Z"}));
+  ASSERT_EQ(t->block_size, 5u);
+  // Surviving entries: mean X, var X, mean Z, cov(X, Z), var Z of each block.
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 10), (Values{0, 1, 5, 6, 8, 9, 10, 14, 15, 17}));
+  EXPECT_EQ(t->roles.size(), 2u);
+  ASSERT_EQ(orv_node_remove_parent(x, z), orv_error_none);
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 4), (Values{0, 1, 9, 10}));
+  ASSERT_EQ(orv_node_remove_parent(x, a), orv_error_none);
+  EXPECT_EQ(Values(t->cg_data, t->cg_data + 2), (Values{0, 1}));
 }
 
 TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
@@ -157,31 +176,6 @@ TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
   ASSERT_EQ(orv_node_remove_parent(c, a), orv_error_none);
   EXPECT_EQ(entries(tc), (Values{0.1, 0.9}));  // state 0
   EXPECT_EQ(tc->size, 2u);
-}
-
-TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
-  auto d = new_domain();
-  orv_node_t x = test::add_continuous(d.get(), "X");
-  orv_node_t y = test::add_continuous(d.get(), "Y");
-  orv_node_t z = test::add_continuous(d.get(), "Z");
-  orv_node_t a = add_node(d.get(), "A");
-  set_state_count(a, 2);
-  for (orv_node_t p : {a, y, z}) ASSERT_EQ(orv_node_add_parent(x, p), orv_error_none);
-  orv_table_t t = node_table(x);
-  ASSERT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y", "Z"}));
-  ASSERT_EQ(t->block_size, 9u);
-  for (std::size_t i = 0; i < 18; ++i) t->cg_data[i] = static_cast<double>(i);
-  EXPECT_EQ(orv_node_remove_discrete_parent(x, y, 0), orv_error_usage);  // not discrete
-  ASSERT_EQ(orv_node_remove_parent(x, y), orv_error_none);
-  EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Z"}));
-  ASSERT_EQ(t->block_size, 5u);
-  // Surviving entries: mean X, var X, mean Z, cov(X, Z), var Z of each block.
-  EXPECT_EQ(Values(t->cg_data, t->cg_data + 10), (Values{0, 1, 5, 6, 8, 9, 10, 14, 15, 17}));
-  EXPECT_EQ(t->roles.size(), 2u);
-  ASSERT_EQ(orv_node_remove_parent(x, z), orv_error_none);
-  EXPECT_EQ(Values(t->cg_data, t->cg_data + 4), (Values{0, 1, 9, 10}));
-  ASSERT_EQ(orv_node_remove_parent(x, a), orv_error_none);
-  EXPECT_EQ(Values(t->cg_data, t->cg_data + 2), (Values{0, 1}));
 }
 
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
