@@ -40,14 +40,8 @@ TEST(NodeFailurePaths, NoMemoryAtEveryAllocationLeavesTheDomainUnchanged) {
   ASSERT_EQ(orv_node_set_attribute(b, "key", "a value long enough to need the heap"), orv_error_none);
   ASSERT_EQ(orv_node_set_attribute(b, "other", "another value long enough to need the heap"), orv_error_none);
   ASSERT_NE(orv_node_get_table(b), nullptr);
-  const auto snapshot = [&] {
-    Names s = test::chain_names(d.get());
-    s.push_back(std::to_string(d->node_count) + "/" + std::to_string(d->chance_count) + "/" +
-                std::to_string(d->table_count));
-    for (const auto &n : names_of(orv_node_get_children(a))) s.push_back("child " + n);
-    return s;
-  };
-  const Names before = snapshot();
+  const auto snapshot = [&] { return test::snapshot(d.get()) + "chance nodes " + std::to_string(d->chance_count); };
+  const std::string before = snapshot();
   const auto sweep = [&](const char *what, auto operation, auto undo) {
     const auto clean = test::sweep_allocation_failures(operation, [&](const auto &run) {
       SCOPED_TRACE(std::string(what) + " allocation " + std::to_string(run.n));
