@@ -74,7 +74,9 @@ TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
   EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C", "B"}));
 }
 
-TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
+// Child tables (and learning tables) repeat their entries for every state of
+// an added parent, and keep the slice of the chosen state of a removed one.
+TEST(ParentLinks, ChildTablesGrowAndShrinkWithTheirParents) {
   auto d = new_domain();
   auto [a, b, c] = discrete_nodes(d.get(), {{"A", 3}, {"B", 2}, {"C", 2}});
   orv_table_t table = node_table(b, {0.3, 0.7});
@@ -96,9 +98,27 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
   EXPECT_EQ(names_of(orv_node_get_parents(b)), (Names{"C", "A"}));
   EXPECT_EQ(names_of(table->nodes.c_list()), (Names{"C", "A", "B"}));
   EXPECT_EQ(entries(table), (Values{0, 1, 2, 3, 4, 5, 0, 1, 2, 3, 4, 5}));
-  EXPECT_EQ(table->size, 12u);
   EXPECT_EQ(names_of(experience->nodes.c_list()), (Names{"C", "A"}));
   EXPECT_EQ(experience->size, 6u);
+
+  // Removing A keeps the entries of its state 2, removing C those of its state 0.
+  for (std::size_t i = 0; i < 6; ++i) experience->data[i] = static_cast<double>(10 + i);
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_remove_discrete_parent(b, a, 3), orv_error_usage);  // no such state
+  EXPECT_EQ(orv_node_remove_parent(a, b), orv_error_usage);              // not a parent
+  EXPECT_EQ(orv_node_remove_parent(b, nullptr), orv_error_usage);
+  EXPECT_EQ(snapshot(d.get()), before);
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_remove_discrete_parent(b, a, 2), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+  EXPECT_EQ(names_of(table->nodes.c_list()), (Names{"C", "B"}));
+  EXPECT_EQ(entries(table), (Values{4, 5, 4, 5}));
+  EXPECT_EQ(entries(experience), (Values{12, 15}));
+  EXPECT_EQ(names_of(orv_node_get_children(a)), Names{});
+  ASSERT_EQ(orv_node_remove_parent(b, c), orv_error_none);  // state 0
+  EXPECT_EQ(names_of(orv_node_get_parents(b)), Names{});
+  EXPECT_EQ(entries(table), (Values{4, 5}));
+  EXPECT_EQ(entries(experience), (Values{12}));
 
   // A function child's table holds the node alone and compiles nothing away.
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
@@ -147,35 +167,6 @@ TEST(ContinuousParents, AddedAsTailsOfEveryBlockRemovedWithTheirRowAndColumn) {
   EXPECT_EQ(Values(t->cg_data, t->cg_data + 4), (Values{0, 1, 9, 10}));
   ASSERT_EQ(orv_node_remove_parent(x, a), orv_error_none);
   EXPECT_EQ(Values(t->cg_data, t->cg_data + 2), (Values{0, 1}));
-}
-
-TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
-  auto d = new_domain();
-  auto [a, b, c] = discrete_nodes(d.get(), {{"A", 3}, {"B", 2}, {"C", 2}});
-  add_parents({{b, a}, {c, a}});
-  orv_table_t tb = node_table(b, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
-  orv_table_t tc = node_table(c, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
-  orv_table_t experience = test::learning_table(b, orv_table_experience);
-  std::copy_n(Values{7, 8, 9}.begin(), 3, experience->data);
-
-  const std::string before = snapshot(d.get());
-  EXPECT_EQ(orv_node_remove_discrete_parent(b, a, 3), orv_error_usage);  // no such state
-  EXPECT_EQ(orv_node_remove_parent(a, b), orv_error_usage);              // not a parent
-  EXPECT_EQ(orv_node_remove_parent(b, nullptr), orv_error_usage);
-  EXPECT_EQ(snapshot(d.get()), before);
-
-  test::mark_compiled(d.get());
-  ASSERT_EQ(orv_node_remove_discrete_parent(b, a, 2), orv_error_none);
-  EXPECT_FALSE(test::is_compiled(d.get()));
-  EXPECT_EQ(names_of(tb->nodes.c_list()), (Names{"B"}));
-  EXPECT_EQ(entries(tb), (Values{0.3, 0.7}));
-  EXPECT_EQ(entries(experience), (Values{9}));
-  EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C"}));
-  EXPECT_EQ(names_of(orv_node_get_parents(b)), Names{});
-
-  ASSERT_EQ(orv_node_remove_parent(c, a), orv_error_none);
-  EXPECT_EQ(entries(tc), (Values{0.1, 0.9}));  // state 0
-  EXPECT_EQ(tc->size, 2u);
 }
 
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
