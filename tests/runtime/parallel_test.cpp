@@ -15,25 +15,20 @@ namespace orv {
 namespace {
 
 TEST(ParallelFanOut, ThreadCountRule) {
-  // Grain 10000: a thread takes a chunk of outer indices worth a grain of work.
-  const struct {
-    std::size_t level, outer, work_per_outer, threads;
-  } cases[] = {
-      {4, 10, 5000, 4},    // chunk 2: 10 / 2 = 5, capped to 4
-      {4, 3, 100000, 3},   // work beyond the grain: chunk 1, min(outer, level)
-      {4, 30, 100000, 4},
-      {4, 1, 5000, 1},     // an outer count below the chunk: one thread
-      {8, 5, 3000, 1},     // chunk 4: 5 / 4 = 1
-      {8, 8, 3000, 2},
-      {1, 100, 100000, 1},
-      {4, 100, 0, 1},      // an empty index space
-  };
-  for (const auto &c : cases)
-    EXPECT_EQ(compute_number_of_threads(10000, c.level, c.outer, c.work_per_outer), c.threads)
-        << c.level << " " << c.outer << " " << c.work_per_outer;
-  std::vector<std::size_t> counts;  // ten outer indices in four slices: the first take the rest
+  // Concurrency 4, grain 10000, outer 10, 5000 per index: chunk 2, 5 capped to 4.
+  EXPECT_EQ(compute_number_of_threads(10000, 4, 10, 5000), 4u);
+  std::vector<std::size_t> counts;
   for (std::size_t i = 0; i < 4; ++i) counts.push_back(slice_outer_count(10, 4, i));
   EXPECT_EQ(counts, (std::vector<std::size_t>{3, 3, 2, 2}));
+  // Work beyond the grain: chunk 1, min(outer, level).
+  EXPECT_EQ(compute_number_of_threads(10000, 4, 3, 100000), 3u);
+  EXPECT_EQ(compute_number_of_threads(10000, 4, 30, 100000), 4u);
+  // An outer count below the chunk: one thread.
+  EXPECT_EQ(compute_number_of_threads(10000, 4, 1, 5000), 1u);
+  EXPECT_EQ(compute_number_of_threads(10000, 8, 5, 3000), 1u);  // chunk 4: 5 / 4 = 1
+  EXPECT_EQ(compute_number_of_threads(10000, 8, 8, 3000), 2u);
+  EXPECT_EQ(compute_number_of_threads(10000, 1, 100, 100000), 1u);
+  EXPECT_EQ(compute_number_of_threads(10000, 4, 100, 0), 1u);  // an empty index space
 }
 
 struct Recorder {
