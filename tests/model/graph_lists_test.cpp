@@ -7,6 +7,7 @@
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
 #include "support/link_fixture.h"
+#include "support/model_checks.h"
 
 namespace orv {
 namespace {
@@ -81,8 +82,7 @@ TEST(FunctionalDependencies, TrailsThroughFunctionNodesAndSwitches) {
   orv_node_t a = add_node(d.get(), "A"), c = add_node(d.get(), "C"), e = add_node(d.get(), "E");
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
   orv_node_t f2 = add_node(d.get(), "F2", orv_category_function, orv_kind_discrete);
-  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  add_parents({{f, a}, {c, a}});
   EXPECT_EQ(orv_node_add_parent(c, f), orv_error_cyclic_functional_dependency);  // C up to A, down into F
   EXPECT_EQ(test::names_of(orv_node_get_parents(c)), (std::vector<std::string>{"A"}));
   EXPECT_EQ(orv_node_add_parent(e, f), orv_error_none);  // E shares no trail with F
@@ -125,9 +125,7 @@ TEST(LimidConstraints, FunctionNodesFedByChanceNodesFeedOnlyValues) {
   orv_node_t a = add_node(d.get(), "A"), c = add_node(d.get(), "C");
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
   orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
-  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(g, f), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, f), orv_error_none);
+  add_parents({{f, a}, {g, f}, {c, f}});
   const std::size_t nodes = d->node_count;
   EXPECT_EQ(orv_domain_new_node(d.get(), orv_category_decision, orv_kind_discrete), nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_cyclic_functional_dependency);

@@ -14,6 +14,7 @@
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/model_checks.h"
 #include "support/table_fixture.h"
 #include "tables/table.h"
 
@@ -136,10 +137,8 @@ TEST(NumberOfStates, TablesWithoutDataOnlyChangeShape) {
 
 TEST(NumberOfStates, ChainPotentialsFollowTheirNodes) {
   auto d = new_domain();
-  orv_node_t p = add_node(d.get(), "P"), a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  set_state_count(p, 2), set_state_count(a, 2), set_state_count(b, 2);
-  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
+  auto [p, a, b] = discrete_nodes(d.get(), {{"P", 2}, {"A", 2}, {"B", 2}});
+  add_parents({{a, p}, {b, p}});
   orv_node_t pab[] = {p, a, b, nullptr};
   orv_table_s *potential = _orv_create_table(d.get(), pab, orv_table_probability, 0, true, true);
   ASSERT_EQ(guarded_status([&] { _orv_domain_add_chain_potential(d.get(), potential, 2); }), orv_error_none);
