@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -46,7 +47,6 @@ TEST(NodeCreation, FollowsTheCategoryKindTableAndKeepsCgAndLimidNodesApart) {
     EXPECT_EQ(n != nullptr, c.code == none) << "case " << k;
     EXPECT_EQ(orv_error_code(), c.code) << "case " << k++;
   }
-  EXPECT_RESULT(orv_domain_new_node(nullptr, orv_category_chance, orv_kind_discrete), nullptr, orv_error_usage);
   const orv_domain_t d = domains[0].get();
   EXPECT_EQ(orv_node_get_kind(orv_domain_get_first_node(d)), orv_kind_other);
   EXPECT_EQ(d->utility_count, 1u);
@@ -104,12 +104,10 @@ TEST(NodeNames, GeneratedFromCategoryAndNumberSkippingTakenNames) {
   ASSERT_EQ(orv_node_set_name(nodes[0], "C4"), orv_error_none);
   ASSERT_EQ(orv_node_set_name(nodes[1], "C10"), orv_error_none);
   EXPECT_STREQ(orv_node_get_name(nodes[3]), "C11");  // number 4: C4 and C10 are taken
-  orv_node_t dec = orv_domain_new_node(d.get(), orv_category_decision, orv_kind_discrete);
-  EXPECT_STREQ(orv_node_get_name(dec), "D10");
-  orv_node_t util = orv_domain_new_node(d.get(), orv_category_utility, orv_kind_other);
-  EXPECT_STREQ(orv_node_get_name(util), "U11");
-  orv_node_t fn = orv_domain_new_node(d.get(), orv_category_function, orv_kind_other);
-  EXPECT_STREQ(orv_node_get_name(fn), "F12");
+  for (auto [category, kind, name] : {std::tuple{orv_category_decision, orv_kind_discrete, "D10"},
+                                      {orv_category_utility, orv_kind_other, "U11"},
+                                      {orv_category_function, orv_kind_other, "F12"}})
+    EXPECT_STREQ(orv_node_get_name(orv_domain_new_node(d.get(), category, kind)), name);
   EXPECT_EQ(orv_domain_get_node_by_name(d.get(), "C11"), nodes[3]);
 }
 

@@ -276,12 +276,9 @@ std::string mid_block(const std::string &p, const std::string &input) {
   for (const char *leaf : {"L1", "L2"}) {
     const std::string l = p + "." + leaf;
     // L1's input is bound to M_in; L2 has no bindings, so its U stays.
-    std::string u = l + ".U";
-    if (std::string(leaf) == "L1") {
-      u = in;
-    } else {
-      s += "node " + u + " { states = (\"s0\" \"s1\"); }\npotential (" + u + ") { data = (0.3 0.7); }\n";
-    }
+    const bool bound = std::string(leaf) == "L1";
+    const std::string u = bound ? in : l + ".U";
+    if (!bound) s += "node " + u + " { states = (\"s0\" \"s1\"); }\npotential (" + u + ") { data = (0.3 0.7); }\n";
     s += "node " + l + ".B1.Q { states = (\"q0\" \"q1\"); }\n";
     s += "node " + l + ".X { states = (\"x0\" \"x1\" \"x2\"); }\n";
     s += "node " + l + ".Y { states = (\"y0\" \"y1\"); }\n";
@@ -348,10 +345,7 @@ TEST(Unfolding, EqualsTheHandWrittenFlatNetworkAfterEveryAllocationFailure) {
   orv_node_t q = orv_domain_get_node_by_name(unfolded, "M1.L1.B1.Q");
   ASSERT_NE(q, nullptr);
   EXPECT_STREQ(orv_node_get_name(orv_node_get_parents(q)[0]), "A");
-  orv_node_t *source = orv_node_get_source(q);
-  std::string path;
-  for (orv_node_t *s = source; *s; ++s) path += std::string(orv_node_get_name(*s)) + "/";
-  EXPECT_EQ(path, "M1/L1/B1/Q/");
+  EXPECT_EQ(orv::test::names_of(orv_node_get_source(q)), (std::vector<std::string>{"M1", "L1", "B1", "Q"}));
 
   expect_same_beliefs(flat, unfolded, {});
   expect_same_beliefs(flat, unfolded, {{"M1.L1.Y", 1}, {"M2.L2.X", 2}, {"B", 0}});
