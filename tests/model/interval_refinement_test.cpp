@@ -124,17 +124,13 @@ TEST_F(IntervalRefinement, BadArgumentsChangeNothing) {
   ASSERT_EQ(orv_node_set_subtype(one, orv_subtype_interval), orv_error_none);
   ASSERT_EQ(orv_node_set_state_value(one, 0, 0.0), orv_error_none);
   orv_node_t c = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  const auto usage = [](orv_status_t s) { return s == orv_error_usage; };
-  orv::test::expect_usage_calls(
-      {
-          {"double label node", [&] { return usage(orv_node_double_number_of_intervals(l)); }},
-          {"double without values", [&] { return usage(orv_node_double_number_of_intervals(bare)); }},
-          {"double continuous", [&] { return usage(orv_node_double_number_of_intervals(c)); }},
-          {"halve label node", [&] { return usage(orv_node_halve_number_of_intervals(l)); }},
-          {"halve one state", [&] { return usage(orv_node_halve_number_of_intervals(one)); }},
-      },
-      [&] { return orv_node_get_number_of_states(x) == 3; });
+  EXPECT_RESULT(orv_node_double_number_of_intervals(l), orv_error_usage, orv_error_usage);  // a label node
+  EXPECT_RESULT(orv_node_double_number_of_intervals(bare), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_double_number_of_intervals(c), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_halve_number_of_intervals(l), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_halve_number_of_intervals(one), orv_error_usage, orv_error_usage);
   EXPECT_EQ(orv_node_get_number_of_states(l), 2u);
+  EXPECT_EQ(orv_node_get_number_of_states(x), 3u);
 }
 
 // P(lo <= N(mean, variance) <= hi), independently through erfc.
@@ -164,13 +160,10 @@ potential (C | D) { data = ( normal(0, 1) normal(2, 4) ); }
   EXPECT_DOUBLE_EQ(orv_table_compute_probability_of_interval(mix, -DBL_MAX, DBL_MAX), 1.0);
 
   orv_table_t discrete = orv_node_get_table(orv_domain_get_node_by_name(d, "D"));
-  orv::test::expect_usage_calls(
-      {
-          {"reversed", [&] { return orv_table_compute_probability_of_interval(mix, 1, 0) == -1.0; }},
-          {"nan", [&] { return orv_table_compute_probability_of_interval(mix, NAN, 0) == -1.0; }},
-          {"discrete table", [&] { return orv_table_compute_probability_of_interval(discrete, 0, 1) == -1.0; }},
-      },
-      [&] { return orv_table_compute_probability_of_interval(mix, 2, 2) == 0.0; });
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, 1, 0), -1.0, orv_error_usage);  // reversed
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, NAN, 0), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(discrete, 0, 1), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, 2, 2), 0.0, orv_error_none);
   orv_table_delete(mix);
   orv_domain_delete(d);
 }

@@ -241,30 +241,6 @@ TEST(Classes, EntryPointsRefuseBadArguments) {
   orv_domain_delete(plain);
 }
 
-// A domain turned into a class may fail at every allocation, leaving the
-// domain as it was; dotted names do not fit a class.
-TEST(Classes, AddingADomainSurvivesEveryAllocationFailure) {
-  Collection cc;
-  ASSERT_EQ(orv_net_parse_classes(orv::test::class_file("hierarchy.net").c_str(), cc.cc, nullptr, nullptr, nullptr), 0);
-  orv_domain_t base = orv_class_create_domain(orv_cc_get_class_by_name(cc.cc, "Base"));
-  ASSERT_NE(base, nullptr);
-  const auto moved = expect_no_memory_sweep(
-      "add_domain", [&] { return orv_cc_add_domain(cc.cc, base); },
-      [&] {
-        EXPECT_EQ(orv_cc_get_members(cc.cc)[4], nullptr);
-        EXPECT_NE(orv_domain_get_node_by_name(base, "Q"), nullptr);
-        EXPECT_EQ(orv_node_get_next(orv_node_get_next(orv_domain_get_first_node(base))), nullptr);
-      });
-  ASSERT_NE(moved.result, nullptr);
-  orv_node_t q = orv_class_get_node_by_name(moved.result, "Q");
-  ASSERT_NE(q, nullptr);
-  EXPECT_STREQ(orv_node_get_name(orv_node_get_parents(q)[0]), "P");
-  EXPECT_NEAR(orv_table_get_data(orv_node_get_table(q))[2], 0.3, 1e-15);
-  orv_domain_t dotted = orv_class_create_domain(orv_cc_get_class_by_name(cc.cc, "Top"));
-  EXPECT_RESULT(orv_cc_add_domain(cc.cc, dotted), nullptr, orv_error_invalid_name);
-  orv_domain_delete(dotted);
-}
-
 using orv::test::class_file;
 
 // One Mid instance below prefix P ("M1" or "M2"). Its input M_in is either
@@ -325,8 +301,8 @@ void expect_same_beliefs(orv_domain_t flat, orv_domain_t unfolded, const std::ve
 }
 
 // Every allocation of an unfolding may fail (no domain, no leak); the clean
-// run equals the flat network.
-TEST(Unfolding, EqualsTheHandWrittenFlatNetworkAfterEveryAllocationFailure) {
+// run equals the flat network. Then a domain becomes a class.
+TEST(Unfolding, EqualsTheHandWrittenFlatNetworkAndSurvivesEveryAllocationFailure) {
   Collection c;
   ASSERT_EQ(orv_net_parse_classes(class_file("hierarchy.net").c_str(), c.cc, nullptr, nullptr, nullptr), 0);
   orv_class_t top = orv_cc_get_class_by_name(c.cc, "Top");
@@ -351,6 +327,26 @@ TEST(Unfolding, EqualsTheHandWrittenFlatNetworkAfterEveryAllocationFailure) {
   expect_same_beliefs(flat, unfolded, {{"M1.L1.Y", 1}, {"M2.L2.X", 2}, {"B", 0}});
   orv_domain_delete(flat);
   orv_domain_delete(unfolded);
+
+  // A domain turned into a class may fail at every allocation, leaving the
+  // domain as it was; dotted names do not fit a class.
+  orv_domain_t base = orv_class_create_domain(orv_cc_get_class_by_name(c.cc, "Base"));
+  ASSERT_NE(base, nullptr);
+  const auto moved = expect_no_memory_sweep(
+      "add_domain", [&] { return orv_cc_add_domain(c.cc, base); },
+      [&] {
+        EXPECT_EQ(orv_cc_get_members(c.cc)[4], nullptr);
+        EXPECT_NE(orv_domain_get_node_by_name(base, "Q"), nullptr);
+        EXPECT_EQ(orv_node_get_next(orv_node_get_next(orv_domain_get_first_node(base))), nullptr);
+      });
+  ASSERT_NE(moved.result, nullptr);
+  orv_node_t class_q = orv_class_get_node_by_name(moved.result, "Q");
+  ASSERT_NE(class_q, nullptr);
+  EXPECT_STREQ(orv_node_get_name(orv_node_get_parents(class_q)[0]), "P");
+  EXPECT_NEAR(orv_table_get_data(orv_node_get_table(class_q))[2], 0.3, 1e-15);
+  orv_domain_t dotted = orv_class_create_domain(top);
+  EXPECT_RESULT(orv_cc_add_domain(c.cc, dotted), nullptr, orv_error_invalid_name);
+  orv_domain_delete(dotted);
 }
 
 }  // namespace
