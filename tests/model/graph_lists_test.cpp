@@ -15,6 +15,12 @@ namespace {
 using namespace test;
 using Names = std::vector<std::string>;
 
+bool all_unmarked(orv_domain_t d) {
+  for (orv_node_t n = d->first_node; n; n = n->next)
+    if (n->mark) return false;
+  return true;
+}
+
 TEST(GraphLists, AncestorsAndDescendantsBreadthFirst) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
@@ -24,7 +30,7 @@ TEST(GraphLists, AncestorsAndDescendantsBreadthFirst) {
   EXPECT_EQ(names_of(orv_node_get_ancestors(f)), (Names{"F", "E", "C", "B", "A"}));
   EXPECT_EQ(names_of(orv_node_get_descendants(a)), (Names{"A", "C", "B", "E", "F"}));
   EXPECT_EQ(names_of(orv_node_get_parents(e)), (Names{"C", "B"}));
-  for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n)) EXPECT_EQ(n->mark, 0u);
+  EXPECT_TRUE(all_unmarked(d.get()));
 }
 
 // Every allocation of creation, naming and cloning can fail: the operation
@@ -67,12 +73,6 @@ TEST(NodeFailurePaths, NoMemoryAtEveryAllocationLeavesTheDomainUnchanged) {
         [&] { orv_node_set_name(b, "B"); });
   orv_node_t unnamed = orv_domain_new_node(d.get(), orv_category_chance, orv_kind_discrete);
   orv_node_delete(unnamed);
-}
-
-bool all_unmarked(orv_domain_t d) {
-  for (orv_node_t n = d->first_node; n; n = n->next)
-    if (n->mark) return false;
-  return true;
 }
 
 // A -> F (discrete function) and A -> C: F -> C would let C depend on a

@@ -24,7 +24,7 @@ namespace {
 using namespace test;
 constexpr size_t kNone = static_cast<size_t>(-1);
 
-TEST(StateLabels, DefaultsAndLookup) {
+TEST(StateLabels, DefaultsLookupAndRefusals) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   EXPECT_EQ(orv_node_get_number_of_states(a), 1u);
@@ -51,16 +51,12 @@ TEST(StateLabels, DefaultsAndLookup) {
   EXPECT_STREQ(orv_node_get_state_label(b, 1), "yes");
   ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // an explicit empty label
   EXPECT_STREQ(orv_node_get_state_label(b, 0), "");
-}
 
-TEST(StateLabels, RefuseBadArguments) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A");
+  // Refusals store nothing.
   orv_node_t x = test::add_continuous(d.get(), "X");
-  set_state_count(a, 2);
-  EXPECT_RESULT(orv_node_get_state_label(a, 2), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_label(a, 3), nullptr, orv_error_usage);
   EXPECT_EQ(orv_node_get_state_label(x, 0), nullptr);
-  EXPECT_EQ(orv_node_set_state_label(a, 2, "c"), orv_error_usage);
+  EXPECT_EQ(orv_node_set_state_label(a, 3, "c"), orv_error_usage);
   EXPECT_EQ(orv_node_set_state_label(a, 0, nullptr), orv_error_usage);
   EXPECT_RESULT(orv_node_get_state_index_from_label(a, nullptr), -1, orv_error_usage);
   EXPECT_RESULT(orv_node_get_state_index_from_label(x, "a"), -1, orv_error_usage);
@@ -69,17 +65,17 @@ TEST(StateLabels, RefuseBadArguments) {
   a->temporal_clone = false;
   a->class_node = x;
   EXPECT_EQ(orv_node_set_state_label(a, 0, "a"), orv_error_usage);
-  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_usage);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 4), orv_error_usage);
   a->class_node = nullptr;
-  EXPECT_STREQ(orv_node_get_state_label(a, 0), "");  // nothing was stored
+  EXPECT_STREQ(orv_node_get_state_label(a, 0), "");
 
   EXPECT_RESULT(orv_node_get_number_of_states(x), kNone, orv_error_usage);
   EXPECT_EQ(orv_node_set_number_of_states(x, 2), orv_error_usage);
   EXPECT_EQ(orv_node_set_number_of_states(a, 0), orv_error_usage);
-  EXPECT_EQ(orv_node_set_number_of_states(a, 2), orv_error_none);  // unchanged count
-  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_boolean), orv_error_none);
-  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_usage);
-  EXPECT_EQ(orv_node_get_number_of_states(a), 2u);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_none);  // unchanged count
+  EXPECT_EQ(orv_node_set_number_of_states(b, 3), orv_error_usage);  // boolean
+  EXPECT_EQ(orv_node_get_number_of_states(a), 3u);
+  EXPECT_EQ(orv_node_get_number_of_states(b), 2u);
 }
 
 // Every allocation may fail (no_memory, nothing changed); the clean run keeps

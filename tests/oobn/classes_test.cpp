@@ -56,9 +56,7 @@ TEST(Classes, InstanceHierarchiesMustStayAcyclic) {
   EXPECT_NE(orv_class_new_instance(a, c), nullptr);  // a diamond is fine
   // A class with instances cannot go; its users can, and then it can.
   EXPECT_RESULT(orv_class_delete(c), orv_error_usage, orv_error_usage);
-  EXPECT_EQ(orv_class_delete(a), 0);
-  EXPECT_EQ(orv_class_delete(b), 0);
-  EXPECT_EQ(orv_class_delete(c), 0);
+  for (orv_class_t k : {a, b, c}) EXPECT_EQ(orv_class_delete(k), 0);
   EXPECT_EQ(orv_cc_get_members(cc.cc)[0], nullptr);
   Collection other;
   orv_class_t foreign = orv_cc_new_class(other.cc);

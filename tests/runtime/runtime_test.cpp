@@ -18,12 +18,10 @@ namespace orv {
 namespace {
 
 TEST(ErrorTable, NamesAndDescriptionsCoverEveryCodeAndNothingElse) {
-  EXPECT_STREQ(orv_error_name(orv_error_none), "none");
-  EXPECT_STREQ(orv_error_name(orv_error_usage), "usage");
-  EXPECT_STREQ(orv_error_name(orv_error_locale), "locale");
-  EXPECT_STREQ(orv_error_name(orv_error_error), "error");
-  EXPECT_STREQ(orv_error_name(static_cast<orv_error_t>(49)), "no_such_error");
-  EXPECT_STREQ(orv_error_name(static_cast<orv_error_t>(-1)), "no_such_error");
+  for (auto [code, name] : {std::pair{orv_error_none, "none"}, {orv_error_usage, "usage"}, {orv_error_locale, "locale"},
+                             {orv_error_error, "error"}, {static_cast<orv_error_t>(49), "no_such_error"},
+                             {static_cast<orv_error_t>(-1), "no_such_error"}})
+    EXPECT_STREQ(orv_error_name(code), name) << code;
   EXPECT_STREQ(orv_error_description(static_cast<orv_error_t>(49)), "No such error.");
   EXPECT_STREQ(orv_error_description(orv_error_no_memory),
                "Orvel ran out of memory while carrying out some operation.");
