@@ -90,6 +90,7 @@ TEST(NumberOfStates, ResizesEveryTableKeepingOldStatesAndFailsCleanly) {
       {2, {1, 2}, {1, 2, 3, 4}, {1, 2}, {0, 1, 1000, 1001}},
   };
   for (const auto &c : cases) {
+    SCOPED_TRACE(std::to_string(c.states) + " states");
     Family f;
     const auto before = f.tables();
     const auto clean = test::expect_no_memory_sweep(
