@@ -4,8 +4,7 @@
 // fail with a log line and leave the table, as does every failed allocation.
 // Through the public functions: compilation generates what is not up to date,
 // changes that a model depends on mark it again, a domain-wide generation is
-// all or nothing, and quantiles of numbered and continuous nodes come from
-// the beliefs. A Normal with regression terms as the model of a continuous
+// all or nothing, and quantiles of numbered nodes come from the beliefs. A Normal with regression terms as the model of a continuous
 // node gives its CG table per configuration of the model nodes (sampled
 // interval parents mix); non-linear means and bad variances fail alike.
 #include <gtest/gtest.h>
@@ -216,25 +215,6 @@ potential (B | A) { model_nodes = (A); model_data = ( Distribution(1, 2, 3), Dis
     EXPECT_NEAR(orv_node_get_belief(order[0], 0), 0.3 / 6 + 0.7 * 3 / 6, 1e-15) << by_order;
     orv_domain_delete(d);
   }
-}
-
-TEST(GenerationApiCg, QuantileOfAContinuousNodeInvertsItsMixture) {
-  orv_domain_t d = orv_net_parse_domain(R"(net {}
-node A { states = ("a" "b"); }
-continuous node X {}
-potential (A) { data = (0.25 0.75); }
-potential (X | A) { data = ( normal(0, 1) normal(4, 4) ); }
-)",
-                                        nullptr, nullptr);
-  ASSERT_NE(d, nullptr);
-  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
-  orv_node_t x = orv_domain_get_node_by_name(d, "X");
-  for (double p : {0.05, 0.5, 0.9}) {
-    const double q = orv_node_get_quantile(x, p);
-    const double cdf = 0.25 * 0.5 * std::erfc(-q / std::sqrt(2.0)) + 0.75 * 0.5 * std::erfc(-(q - 4) / std::sqrt(8.0));
-    EXPECT_NEAR(cdf, p, 1e-12) << p;
-  }
-  orv_domain_delete(d);
 }
 
 // D, an interval node I and X as parents of the continuous Y.

@@ -1,6 +1,6 @@
 // Refining and coarsening interval nodes carries tables, models and cases
 // along (coarsening undoes refinement exactly) and fails cleanly; and the
-// interval probability of a Gaussian mixture.
+// interval probability and quantiles of a Gaussian mixture.
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -51,13 +51,13 @@ std::vector<std::string> expressions_of(orv_model_t m) {
 
 struct IntervalRefinement : ::testing::Test {
   orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  void SetUp() override { ASSERT_NE(d, nullptr); }
   void TearDown() override { orv_domain_delete(d); }
   orv_node_t node(const char *name) { return orv_domain_get_node_by_name(d, name); }
 };
 
 // Each allocation of either may fail: no_memory, and nothing changed.
 TEST_F(IntervalRefinement, DoublingSplitsAndHalvingUndoesIt) {
-  ASSERT_NE(d, nullptr);
   orv_node_t x = node("X");
   const auto x0 = data_of(x), y0 = data_of(node("Y"));
   const auto values0 = values_of(x);
@@ -92,7 +92,6 @@ TEST_F(IntervalRefinement, DoublingSplitsAndHalvingUndoesIt) {
 }
 
 TEST_F(IntervalRefinement, PointIntervalsStayWholeAndCasesFollow) {
-  ASSERT_NE(d, nullptr);
   orv_node_t p = node("P");
   ASSERT_EQ(orv_domain_set_number_of_cases(d, 3), orv_error_none);
   const size_t states[] = {0, 1, 2};
@@ -115,7 +114,6 @@ TEST_F(IntervalRefinement, PointIntervalsStayWholeAndCasesFollow) {
 }
 
 TEST_F(IntervalRefinement, BadArgumentsChangeNothing) {
-  ASSERT_NE(d, nullptr);
   orv_node_t x = node("X"), l = node("L");
   orv_node_t bare = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
   ASSERT_EQ(orv_node_set_subtype(bare, orv_subtype_interval), orv_error_none);  // no values yet
@@ -139,7 +137,7 @@ double normal_mass(double mean, double variance, double lo, double hi) {
   return 0.5 * (std::erfc((mean - hi) / sd) - std::erfc((mean - lo) / sd));
 }
 
-TEST(ProbabilityOfInterval, MixtureMassAgreesWithNormalMasses) {
+TEST(ProbabilityOfInterval, MixtureMassAndQuantilesAgreeWithNormalMasses) {
   orv_domain_t d = orv_net_parse_domain(R"(net {}
 node D { states = ("a" "b"); }
 continuous node C {}
@@ -158,6 +156,11 @@ potential (C | D) { data = ( normal(0, 1) normal(2, 4) ); }
                 0.3 * normal_mass(0, 1, k.lo, k.hi) + 0.7 * normal_mass(2, 4, k.lo, k.hi), 1e-14)
         << k.lo << " " << k.hi;
   EXPECT_DOUBLE_EQ(orv_table_compute_probability_of_interval(mix, -DBL_MAX, DBL_MAX), 1.0);
+  // The node's quantile inverts the mixture's distribution function.
+  for (double p : {0.05, 0.5, 0.9}) {
+    const double q = orv_node_get_quantile(c, p);
+    EXPECT_NEAR(0.3 * normal_mass(0, 1, -DBL_MAX, q) + 0.7 * normal_mass(2, 4, -DBL_MAX, q), p, 1e-12) << p;
+  }
 
   orv_table_t discrete = orv_node_get_table(orv_domain_get_node_by_name(d, "D"));
   EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, 1, 0), -1.0, orv_error_usage);  // reversed

@@ -188,15 +188,23 @@ TEST(ParallelKernels, CgPositionsFollowTheSlices) {
   EXPECT_EQ(cg_slices, (Slices{{1, 5}, {13, 65}}));
 }
 
-TEST(ParallelKernels, ThreadThatCannotStartIsRunByTheCaller) {
-  auto d = test::new_domain();
-  orv_domain_set_concurrency_level(d.get(), 2);
-  orv_domain_set_grain_size(d.get(), 1);
-  orv_node_t a = node_with_states(d.get(), 6), b = node_with_states(d.get(), 7);
-  TablePtr ab(table_over(d.get(), {a, b})), at(table_over(d.get(), {a}));
-  std::mt19937 random(3);
-  test::fill_random(ab.get(), random), test::fill_random(at.get(), random);
-  const auto ab0 = data_of(ab.get()), at0 = data_of(at.get());
+// A 4 x 3 table and a table over its first node, random, on two threads with
+// the smallest grain.
+struct ThreadedTables : ::testing::Test {
+  test::DomainPtr d = test::new_domain();
+  orv_node_t a = node_with_states(d.get(), 4), b = node_with_states(d.get(), 3);
+  TablePtr ab{table_over(d.get(), {a, b})}, at{table_over(d.get(), {a})};
+  V ab0, at0;
+  void SetUp() override {
+    orv_domain_set_concurrency_level(d.get(), 2);
+    orv_domain_set_grain_size(d.get(), 1);
+    std::mt19937 random(5);
+    test::fill_random(ab.get(), random), test::fill_random(at.get(), random);
+    ab0 = data_of(ab.get()), at0 = data_of(at.get());
+  }
+};
+
+TEST_F(ThreadedTables, ThreadThatCannotStartIsRunByTheCaller) {
   const auto expected =
       test::naive_combine(ab0, at0, test::naive_map(ab.get(), at.get(), false), test::NaiveOp::multiply);
   for (std::int64_t failing = 0; failing < 2; ++failing) {
@@ -210,15 +218,7 @@ TEST(ParallelKernels, ThreadThatCannotStartIsRunByTheCaller) {
   }
 }
 
-TEST(ParallelKernels, AllocationFailureLeavesTablesUnchanged) {
-  auto d = test::new_domain();
-  orv_domain_set_concurrency_level(d.get(), 2);
-  orv_domain_set_grain_size(d.get(), 1);
-  orv_node_t a = node_with_states(d.get(), 4), b = node_with_states(d.get(), 3);
-  TablePtr ab(table_over(d.get(), {a, b})), at(table_over(d.get(), {a}));
-  std::mt19937 random(5);
-  test::fill_random(ab.get(), random), test::fill_random(at.get(), random);
-  const auto ab0 = data_of(ab.get()), at0 = data_of(at.get());
+TEST_F(ThreadedTables, AllocationFailureLeavesTablesUnchanged) {
   using Operation = void (*)(orv_table_s *, orv_table_s *);
   const std::pair<const char *, Operation> operations[] = {
       {"combine", [](orv_table_s *big, orv_table_s *small) { _orv_combine_tables(big, small); }},
