@@ -122,11 +122,9 @@ TEST_F(IntervalRefinement, BadArgumentsChangeNothing) {
   ASSERT_EQ(orv_node_set_subtype(one, orv_subtype_interval), orv_error_none);
   ASSERT_EQ(orv_node_set_state_value(one, 0, 0.0), orv_error_none);
   orv_node_t c = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  EXPECT_RESULT(orv_node_double_number_of_intervals(l), orv_error_usage, orv_error_usage);  // a label node
-  EXPECT_RESULT(orv_node_double_number_of_intervals(bare), orv_error_usage, orv_error_usage);
-  EXPECT_RESULT(orv_node_double_number_of_intervals(c), orv_error_usage, orv_error_usage);
-  EXPECT_RESULT(orv_node_halve_number_of_intervals(l), orv_error_usage, orv_error_usage);
-  EXPECT_RESULT(orv_node_halve_number_of_intervals(one), orv_error_usage, orv_error_usage);
+  // A label node, an interval node without values, a continuous node; one state can not be halved.
+  for (orv_node_t n : {l, bare, c}) EXPECT_RESULT(orv_node_double_number_of_intervals(n), orv_error_usage, orv_error_usage);
+  for (orv_node_t n : {l, one}) EXPECT_RESULT(orv_node_halve_number_of_intervals(n), orv_error_usage, orv_error_usage);
   EXPECT_EQ(orv_node_get_number_of_states(l), 2u);
   EXPECT_EQ(orv_node_get_number_of_states(x), 3u);
 }

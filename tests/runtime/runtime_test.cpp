@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 #include "model/domain.h"
 #include "runtime/allocate.h"
@@ -105,10 +106,8 @@ TEST(Allocator, FaultInjectionFailsExactlyTheNthAllocation) {
   void *a = _orv_allocate(1), *b = _orv_allocate(1), *c = _orv_allocate(1);
   EXPECT_EQ(error_code(), orv_error_no_memory);
   void *d = _orv_allocate(1);
-  EXPECT_NE(a, nullptr);
-  EXPECT_NE(b, nullptr);
-  EXPECT_EQ(c, nullptr);
-  EXPECT_NE(d, nullptr);
+  EXPECT_EQ((std::vector<bool>{a != nullptr, b != nullptr, c != nullptr, d != nullptr}),
+            (std::vector<bool>{true, true, false, true}));
   EXPECT_EQ(guard.failures(), 1u);
   _orv_free(a), _orv_free(b), _orv_free(d);
   // Containers over the funnel throw bad_alloc, which entry points map.

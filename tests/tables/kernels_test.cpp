@@ -9,6 +9,7 @@
 
 #include <array>
 #include <mutex>
+#include <tuple>
 
 #include "runtime/error.h"
 #include "runtime/parallel.h"
@@ -333,17 +334,14 @@ TEST_F(Controls, ChainNumbersStayDenseAndSubsetIsRequired) {
 
 TEST(ConcurrencySettings, DefaultsSettersAndRefusals) {
   auto d = test::new_domain();
-  EXPECT_EQ(orv_domain_get_grain_size(d.get()), 10000u);
-  EXPECT_EQ(orv_domain_get_concurrency_level(d.get()), 1u);
-  EXPECT_EQ(orv_domain_get_em_concurrency_level(d.get()), 1u);
-
   using Setter = orv_status_t (*)(orv_domain_t, size_t);
   using Getter = size_t (*)(orv_domain_t);
-  const std::pair<Setter, Getter> settings[] = {
-      {orv_domain_set_grain_size, orv_domain_get_grain_size},
-      {orv_domain_set_concurrency_level, orv_domain_get_concurrency_level},
-      {orv_domain_set_em_concurrency_level, orv_domain_get_em_concurrency_level}};
-  for (const auto &[set, get] : settings) {
+  const std::tuple<Setter, Getter, size_t> settings[] = {
+      {orv_domain_set_grain_size, orv_domain_get_grain_size, 10000},
+      {orv_domain_set_concurrency_level, orv_domain_get_concurrency_level, 1},
+      {orv_domain_set_em_concurrency_level, orv_domain_get_em_concurrency_level, 1}};
+  for (const auto &[set, get, default_value] : settings) {
+    EXPECT_EQ(get(d.get()), default_value);
     EXPECT_EQ(set(d.get(), 7), orv_error_none);
     EXPECT_EQ(get(d.get()), 7u);
     EXPECT_RESULT(set(d.get(), 0), orv_error_usage, orv_error_usage);

@@ -195,16 +195,15 @@ public final class FamiliesTest {
       d.updatePolicies();
       near(new double[] {1, 0}, d1.getTable().getData(), 0, "D1 policy");
       near(new double[] {0, 1, 0, 1, 0, 1, 0, 1, 1, 0, 1, 0, 1, 0, 1, 0}, d3.getTable().getData(), 0, "D3 policy");
-      near(90.29444, d.getExpectedUtility(), 1e-10, "overall expected utility");
-      near(15.07, d.getNodeByName("U1").getExpectedUtility(0), 1e-12, "U1");
       near(new double[] {0.47844, 0.52156}, o1.getBeliefs(), 1e-12, "O1 under the policies");
-      double[] rows = new double[1];
-      near(new double[] {90.29444, 60.28}, d1.getDecisionUtilities(rows), 1e-10, "D1 options");
-      near(new double[] {1}, rows, 1e-15, "D1 has one row");
-      equal(nodes(d, "D1"), d3.getRequisiteParents(), "only D1 bears on U1 below D3");
-      equal(nodes(d, "D1"), d3.getRequisiteAncestors(), "requisite ancestors");
-      equal(1, expectError(o1::getDecisionUtilities, "chance node").getCode(), "usage");
-      equal(1, expectError(o1::getRequisiteParents, "chance node").getCode(), "usage");
+      double[] perRow = new double[1];
+      near(new double[] {90.29444, 60.28}, d1.getDecisionUtilities(perRow), 1e-10, "D1 options");
+      rows("overall expected utility", 90.29444, d.getExpectedUtility(), "U1", 15.07,
+          d.getNodeByName("U1").getExpectedUtility(0), "D1 has one row", 1.0, perRow[0],
+          "only D1 bears on U1 below D3", nodes(d, "D1"), d3.getRequisiteParents(),
+          "requisite ancestors", nodes(d, "D1"), d3.getRequisiteAncestors(),
+          "decision utilities of a chance node are usage", 1, expectError(o1::getDecisionUtilities, "chance").getCode(),
+          "so are its requisite parents", 1, expectError(o1::getRequisiteParents, "chance node").getCode());
     }
   }
 
@@ -212,11 +211,9 @@ public final class FamiliesTest {
   public static void testCGValuesAndTables() {
     try (Domain d = Domain.parse(Path.of(DATA, "networks", "cg", "cg_small_a.net").toString())) {
       Node x1 = d.getNodeByName("X1"), x2 = d.getNodeByName("X2");
-      near(-1.932653, x1.getTable().getMean(1, x1), 1e-15, "X1 mean given D2=s0 D3=s1");
-      near(2.365288, x1.getTable().getVariance(1, x1), 1e-15, "its variance");
-      near(2.365288, x1.getGamma(1), 1e-15, "gamma");
-      near(-1.117952, x2.getBeta(x1, 0), 1e-15, "beta on X1 given D2=s0");
-      equal(1, expectError(() -> x2.getTable().getMean(0, x2), "a table with a tail").getCode(), "usage");
+      rows("X1 mean given D2=s0 D3=s1", -1.932653, x1.getTable().getMean(1, x1), "its variance", 2.365288,
+          x1.getTable().getVariance(1, x1), "gamma", 2.365288, x1.getGamma(1), "beta on X1 given D2=s0", -1.117952,
+          x2.getBeta(x1, 0), "a table with a tail is usage", 1, expectError(() -> x2.getTable().getMean(0, x2), "tail").getCode());
       d.compile();
       d.propagate();
       try (Table mix = x1.getDistribution()) {
@@ -231,14 +228,13 @@ public final class FamiliesTest {
       x2.enterValue(5.575);
       d.propagate();
       near(-6.060914481806489, d.getLogNormalizationConstant(), 1e-9, "log P(e) given X1, X2");
-      near(5.575, x2.getEnteredValue(), 0, "entered value");
       d.setNumberOfCases(1);
       x1.setCaseValue(0, 1.5);
-      near(1.5, x1.getCaseValue(0), 0, "case value");
-      equal(32, expectError(() -> x2.getCaseValue(0), "unset case value").getCode(), "no_value");
       x2.setBeta(-2.5, x1, 0);
-      near(-2.5, x2.getBeta(x1, 0), 0, "beta set");
-      equal(1, expectError(() -> x1.setGamma(-1, 0), "negative variance").getCode(), "usage");
+      rows("entered value", 5.575, x2.getEnteredValue(), "case value", 1.5, x1.getCaseValue(0),
+          "an unset case value is no_value", 32, expectError(() -> x2.getCaseValue(0), "unset case value").getCode(),
+          "beta set", -2.5, x2.getBeta(x1, 0),
+          "a negative variance is usage", 1, expectError(() -> x1.setGamma(-1, 0), "negative variance").getCode());
     }
   }
 
