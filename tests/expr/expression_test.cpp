@@ -171,7 +171,7 @@ TEST_F(ExpressionTest, SyntaxErrorsCarryMessageAndOffset) {
   orv_expression_delete(e);
 }
 
-TEST_F(ExpressionTest, ArgumentChecksAndLegacyHandler) {
+TEST_F(ExpressionTest, ArgumentChecksDeepNestingAndLegacyHandler) {
   EXPECT_RESULT(orv_domain_string_to_expression(nullptr, "1", nullptr, nullptr), nullptr, orv_error_usage);
   EXPECT_RESULT(orv_domain_string_to_expression(d.get(), nullptr, nullptr, nullptr), nullptr, orv_error_usage);
   static std::vector<int> locations;
@@ -184,9 +184,7 @@ TEST_F(ExpressionTest, ArgumentChecksAndLegacyHandler) {
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(orv_error_code(), orv_error_none);
   orv_expression_delete(e);
-}
-
-TEST_F(ExpressionTest, DeepNestingIsRefused) {
+  // Nesting beyond the parser's depth is refused.
   std::string deep(2000, '(');
   deep += "1" + std::string(2000, ')');
   EXPECT_EQ(parse(deep.c_str()), nullptr);

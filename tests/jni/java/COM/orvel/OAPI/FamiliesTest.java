@@ -289,9 +289,8 @@ public final class FamiliesTest {
       double[] pf = {0.6 * 0.125 + 0.4 * 0, 0.6 * 0.375, 0.6 * 0.375 + 0.4, 0.6 * 0.125};
       near(pf, faults.getBeliefs(), 1e-15, "Faults after generation at compilation");
       // P(Faults >= 1) + 10 Var(Faults), with E(Faults) = 1.7 and E(Faults^2) = 3.4
-      near(1 - pf[0] + 10 * (3.4 - 1.7 * 1.7), f.getValue(), 1e-12, "function value");
-      near(2.0, faults.getQuantile(0.6), 0, "0.6-quantile of Faults");
-      near(0.5, truth.getQuantile(0.35), 1e-12, "interval quantile interpolates in [0, 1)");
+      rows("function value", 1 - pf[0] + 10 * (3.4 - 1.7 * 1.7), f.getValue(), "0.6-quantile of Faults", 2.0,
+          faults.getQuantile(0.6), "interval quantile interpolates in [0, 1)", 0.5, truth.getQuantile(0.35));
 
       truth.doubleNumberOfIntervals();
       rows("split", 6L, truth.getNumberOfStates(), "at the midpoint of [0, 1)", 0.5, truth.getStateValue(3));
