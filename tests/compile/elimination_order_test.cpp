@@ -9,7 +9,6 @@
 #include <set>
 
 #include "compile/elimination.h"
-#include "compile/fragment_builder.h"
 #include "compile/network_builder.h"
 
 namespace orv {

@@ -56,9 +56,8 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   for (orv_node_t n : {a, b, c}) EXPECT_EQ(orv_node_get_junction_tree(n), tree);
   EXPECT_EQ(orv_jt_get_total_size(tree), 6u + 6u + 3u);
   EXPECT_EQ(orv_jt_get_total_cg_size(tree), 0u);
-  EXPECT_EQ(a->assigned_clique, ab);
-  EXPECT_EQ(b->assigned_clique, ab);
-  EXPECT_EQ(c->assigned_clique, bc);
+  EXPECT_EQ((std::vector<orv_clique_t>{a->assigned_clique, b->assigned_clique, c->assigned_clique}),
+            (std::vector<orv_clique_t>{ab, ab, bc}));
   // Tables need a compiled domain.
   EXPECT_RESULT(orv_clique_get_probability_table(ab), nullptr, orv_error_not_compiled);
 
@@ -204,10 +203,19 @@ TEST(ForestState, UncompilingDropsTheForestAndKeepsEvidence) {
   EXPECT_EQ(orv_domain_tables_to_propagate(d.get()), 1);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   EXPECT_DOUBLE_EQ(orv_node_get_belief(a, 0), 0.6 * 0.5 / (0.6 * 0.5 + 0.4 * 0.1));
+  // So is one written directly and touched.
+  a->table->data[0] = 0.1;
+  a->table->data[1] = 0.9;
+  ASSERT_EQ(orv_node_touch_table(a), orv_error_none);
+  EXPECT_EQ(orv_jt_tables_to_propagate(orv_node_get_junction_tree(a)), 1);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_jt_tables_to_propagate(orv_node_get_junction_tree(a)), 0);
+  EXPECT_DOUBLE_EQ(orv_node_get_belief(a, 0), 0.1 * 0.5 / (0.1 * 0.5 + 0.9 * 0.1));
 
   test::expect_usage_calls(
       {{"triangulated null", [] { return orv_domain_is_triangulated(nullptr) == -1; }},
        {"uncompile null", [] { return orv_domain_uncompile(nullptr) == orv_error_usage; }},
+       {"touch null", [] { return orv_node_touch_table(nullptr) == orv_error_usage; }},
        {"conflict clique of null", [] { return orv_node_get_conflict_clique(nullptr) == nullptr; }},
        {"conflict clique of a utility", [&] { return orv_node_get_conflict_clique(u) == nullptr; }},
        {"clique data of null", [] { return orv_clique_set_user_data(nullptr, nullptr) == orv_error_usage; }},

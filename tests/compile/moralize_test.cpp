@@ -6,7 +6,6 @@
 
 #include <random>
 
-#include "compile/fragment_builder.h"
 #include "compile/network_builder.h"
 #include "compile/prime_components.h"
 #include "model/chain_blocks.h"
@@ -32,9 +31,6 @@ std::vector<Names> neighbors_of(std::initializer_list<orv_node_t> nodes) {
   return all;
 }
 
-// Everything after the time stamp (the first line).
-std::string after_time_stamp(const std::string &log) { return log.substr(log.find('\n') + 1); }
-
 TEST(Moralization, ParentsChildrenAndSpousesByCategory) {
   auto d = new_domain();
   orv_node_t a = add_states(d.get(), "A", 2), b = add_states(d.get(), "B", 2), c = add_states(d.get(), "C", 2);
@@ -57,8 +53,7 @@ TEST(Moralization, EachMarriageIsLoggedOnce) {
   link(a, k1), link(b, k1), link(a, k2), link(b, k2), link(c, k2);
   const std::string log =
       capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none); });
-  const std::string links = log.substr(log.find("\n\nMoral links:\n\n"), log.find("\n\nTriangulating") - log.find("\n\nMoral"));
-  EXPECT_EQ(links,
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nTriangulating"),
             "\n\nMoral links:\n\n"
             "    Marrying B and C\n"
             "    Marrying A and C\n"
@@ -85,8 +80,7 @@ TEST(Moralization, ChainBlocksJoinPotentialMembersAndMarryAllTheirParents) {
       capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none); });
   EXPECT_EQ(neighbors_of({a, b, c, p, x}),
             (std::vector<Names>{{"B", "P"}, {"A", "C", "P"}, {"B", "X"}, {"A", "B", "X"}, {"C", "P"}}));
-  const std::size_t links = log.find("\n\nMoral links:\n\n");
-  EXPECT_EQ(log.substr(links, log.find("\n\nTriangulating") - links), "\n\nMoral links:\n\n    Marrying P and X\n");
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nTriangulating"), "\n\nMoral links:\n\n    Marrying P and X\n");
   EXPECT_EQ(test::check_domain(d.get()), "");
 }
 
@@ -117,8 +111,7 @@ TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
   const std::string log = capture_log(
       net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none); });
   // The junction forest's sections follow the elimination sequence.
-  const std::string triangulation = after_time_stamp(log).substr(0, after_time_stamp(log).find("\n\nCliques:\n"));
-  EXPECT_EQ(triangulation,
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nCliques:\n"),
             "\n\nMoral links:\n\n"
             "    Marrying D3 and X\n"
             "    Marrying D1 and D2\n"
@@ -140,6 +133,7 @@ TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
             "    D2\n"
             "    D3\n");
   EXPECT_EQ(log.find('\n'), 24u);  // "Www Mmm dd hh:mm:ss yyyy\n" from ctime_r
+  EXPECT_EQ(log.find("\n\nMoral links"), 25u);  // and then the triangulation
   // {X, Y} is one connected continuous set with discrete boundary D1, D2, D3.
   EXPECT_EQ(neighbors_of({net.d3, net.d1}), (std::vector<Names>{{"D1", "D2", "X", "Y"}, {"D2", "D3", "X"}}));
   EXPECT_EQ(test::check_domain(net.d.get()), "");

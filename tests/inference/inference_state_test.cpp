@@ -14,6 +14,7 @@
 #include "model/node.h"
 #include "support/contract_sweep.h"
 #include "support/fault_injection.h"
+#include "support/inference_checks.h"
 #include "support/network_fixture.h"
 #include "tables/table.h"
 
@@ -27,8 +28,10 @@ std::string compile_log(orv_domain_t d) {
   return capture_log(d, [&] { EXPECT_EQ(compile_simply(d), orv_error_none); });
 }
 
-// The expected utilities themselves are checked against the LIMID references.
-TEST(ExpectedUtility, DecisionsTakeOnlyInstantiationsAndSumPropagation) {
+// Decision networks propagate to sum equilibrium only and have no conflict
+// measure. (Expected utilities are checked against the LIMID references,
+// evidence on decisions by the decisions tests.)
+TEST(ExpectedUtility, DecisionNetworksRefuseMaxPropagationAndConflict) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2), dec = variable(d.get(), "D", 2, orv_category_decision);
   orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
@@ -36,15 +39,10 @@ TEST(ExpectedUtility, DecisionsTakeOnlyInstantiationsAndSumPropagation) {
   family(dec, {}, {});  // uniform policy
   family(u, {a, dec}, {10.0, 0.0, -5.0, 8.0});
   ASSERT_EQ(compile_simply(d.get()), orv_error_none);
-  EXPECT_NEAR(orv_domain_get_expected_utility(d.get()), 2.55, 1e-12);
   orv_node_select_state(a, 0);
   EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_usage);
-  orv_node_enter_finding(dec, 0, 0.5);  // a decision takes instantiations only
-  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_invalid_evidence);
-  orv_node_select_state(dec, 1);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-  EXPECT_NEAR(orv_domain_get_expected_utility(d.get()), 0.0, 1e-12);
-  EXPECT_RESULT(orv_domain_get_conflict(d.get()), -1.0, orv_error_usage);  // not with decisions
+  EXPECT_RESULT(orv_domain_get_conflict(d.get()), -1.0, orv_error_usage);
 }
 
 TEST(CompilationLog, PotentialCheckAndBeliefReport) {
@@ -174,23 +172,6 @@ TEST(Propagation, AllocatesNothing) {
   EXPECT_EQ(testing::allocations(), before);
 }
 
-TEST(Propagation, TouchedTablesReloadTheTree) {
-  auto d = new_domain();
-  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
-  family(a, {}, {0.5, 0.5});
-  family(b, {a}, {0.9, 0.1, 0.2, 0.8});
-  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
-  EXPECT_EQ(orv_domain_tables_to_propagate(d.get()), 0);
-  a->table->data[0] = 0.1;
-  a->table->data[1] = 0.9;
-  ASSERT_EQ(orv_node_touch_table(a), orv_error_none);
-  EXPECT_EQ(orv_domain_tables_to_propagate(d.get()), 1);
-  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-  EXPECT_EQ(orv_jt_tables_to_propagate(orv_node_get_junction_tree(a)), 0);
-  EXPECT_NEAR(orv_node_get_belief(b, 0), 0.1 * 0.9 + 0.9 * 0.2, 1e-15);
-  EXPECT_EQ(orv_node_touch_table(nullptr), orv_error_usage);
-}
-
 TEST(Propagation, EntryPointsRefuseBadArguments) {
   auto d = test::new_domain();
   orv_node_t a = test::variable(d.get(), "A", 2);
@@ -272,14 +253,7 @@ TEST(IncrementalBeliefs, SharedNetworksMatchAPropagationFromScratch) {
       ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none) << what;
       ASSERT_EQ(orv_domain_reset_inference_engine(twin.get()), orv_error_none);
       ASSERT_EQ(orv_domain_propagate(twin.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none) << what;
-      std::size_t wrong = 0;
-      for (std::size_t i = 0; i < nodes.size(); ++i)
-        for (std::size_t s = 0; s < nodes[i]->state_count; ++s) {
-          const double a = orv_node_get_belief(nodes[i], s), b = orv_node_get_belief(twins[i], s);
-          if (!(std::fabs(a - b) <= 1e-10) && wrong++ == 0)
-            ADD_FAILURE() << what << ": " << nodes[i]->name << " state " << s << ": " << a << " vs " << b;
-        }
-      EXPECT_EQ(wrong, 0u) << what;
+      test::expect_all_near(test::beliefs_of(nodes), test::beliefs_of(twins), 1e-10, what);
     }
   }
 }
