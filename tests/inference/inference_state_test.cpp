@@ -157,21 +157,6 @@ TEST(NumericNodes, MeansOfNumberedAndIntervalNodes) {
   EXPECT_EQ(numeric_mean(n), 4.0);
 }
 
-TEST(Propagation, AllocatesNothing) {
-  std::mt19937 rng(23);
-  auto d = new_domain();
-  const auto nodes = test::random_network(d.get(), 12, 3, 3, rng);
-  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
-  orv_node_select_state(nodes[3], 1);
-  orv_node_enter_finding(nodes[8], 0, 0.3);
-  const std::size_t before = testing::allocations();
-  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-  orv_node_select_state(nodes[5], 0);
-  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_fast_retraction), orv_error_none);
-  EXPECT_EQ(testing::allocations(), before);
-}
-
 TEST(Propagation, EntryPointsRefuseBadArguments) {
   auto d = test::new_domain();
   orv_node_t a = test::variable(d.get(), "A", 2);
