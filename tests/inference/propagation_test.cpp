@@ -1,7 +1,8 @@
 // Evidence entry and status (finding vectors, the per-tree count of evidence to
 // propagate, value evidence, argument checks), and propagation against brute
 // force on random networks: sum and max equilibrium, fast retraction against
-// retracting by hand, joint marginals, constants, resets and failures.
+// retracting by hand, joint marginals, targeted queries, constants, resets,
+// failures, and that propagation allocates nothing.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -259,7 +260,7 @@ TEST(Evidence, ValuesSelectStatesOfNumericNodes) {
   EXPECT_EQ(orv_node_evidence_is_entered(x), 0);
 }
 
-TEST(Evidence, EntryPointsRefuseBadArguments) {
+TEST(EvidenceAndPropagation, EntryPointsRefuseBadArguments) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2);
   orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
@@ -281,6 +282,27 @@ TEST(Evidence, EntryPointsRefuseBadArguments) {
   EXPECT_RESULT(orv_node_evidence_is_propagated(a), -1, orv_error_not_compiled);
   EXPECT_RESULT(orv_domain_evidence_to_propagate(d.get()), -1, orv_error_not_compiled);
   EXPECT_RESULT(orv_node_get_entered_finding(a, 1), 1.0, orv_error_none);
+  // Propagation and its results.
+  family(a, {}, {0.5, 0.5});
+  EXPECT_EQ(orv_domain_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_none, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, static_cast<orv_evidence_mode_t>(22)),
+            orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_normalization_constant(d.get()), -1.0, orv_error_not_compiled);
+  EXPECT_EQ(orv_domain_get_log_normalization_constant(d.get()), 1.0);
+  EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_not_compiled);
+  EXPECT_EQ(orv_jt_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_clique_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_equilibrium_is(nullptr, orv_equilibrium_sum), -1);
+  EXPECT_EQ(orv_jt_get_conflict(nullptr), -1.0);
+  EXPECT_RESULT(orv_node_get_belief(a, 0), -1.0, orv_error_not_compiled);
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  EXPECT_RESULT(orv_node_get_belief(a, 2), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_belief(a, 1), 0.5, orv_error_none);
+  EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_none);
+  EXPECT_RESULT(orv_node_get_belief(a, 1), -1.0, orv_error_no_equilibrium);
+  EXPECT_RESULT(orv_domain_get_normalization_constant(d.get()), -1.0, orv_error_no_equilibrium);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
-// Targeted queries on small networks: brute-force oracles, function nodes,
-// impossible evidence, argument checks and allocation failures, and that the
-// domain (compiled state and evidence) is left as it was.
+// Targeted queries on small networks: function nodes, impossible evidence,
+// argument checks and allocation failures, and that the domain (compiled
+// state and evidence) is left as it was; CG networks and LIMIDs against the
+// compiled domain. (Random networks against brute force: propagation_test.)
 #include <gtest/gtest.h>
 
 #include <cmath>
