@@ -31,6 +31,19 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   family(a, {}, {});
   family(b, {a}, {});
   family(c, {b}, {});
+  // Before the forest: bad handles give usage, a node has no tree yet.
+  const auto bad_clique = reinterpret_cast<orv_clique_t>(a);
+  const auto bad_tree = reinterpret_cast<orv_junction_tree_t>(a);
+  EXPECT_RESULT(orv_domain_get_first_clique(nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_clique_get_next(bad_clique), nullptr, orv_error_usage);
+  EXPECT_EQ(orv_domain_get_number_of_cliques(nullptr), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_clique_get_members(nullptr), nullptr);
+  EXPECT_EQ(orv_clique_get_number_of_neighbors(bad_clique), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_jt_get_root(bad_tree), nullptr);
+  EXPECT_EQ(orv_jt_get_cliques(nullptr), nullptr);
+  EXPECT_RESULT(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_junction_tree(a), nullptr, orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_number_of_cliques(d.get()), 0u, orv_error_none);
   const std::string text =
       test::capture_log(d.get(), [&] { ASSERT_EQ(build_forest(d.get(), {{a, b}, {b, c}}), orv_error_none); });
 
@@ -132,23 +145,6 @@ TEST(JunctionForest, StrongRootAndWaysInCgNetworks) {
     for (std::size_t i = 1; i < c->table->nodes.size(); ++i)
       EXPECT_LE(c->table->nodes[i - 1]->kind, c->table->nodes[i]->kind);
   EXPECT_EQ(x->assigned_clique->table->nodes.contains(b), true);
-}
-
-TEST(JunctionForest, AccessorsRefuseBadHandles) {
-  auto d = new_domain();
-  orv_node_t a = variable(d.get(), "A", 2);
-  const auto bad_clique = reinterpret_cast<orv_clique_t>(a);
-  const auto bad_tree = reinterpret_cast<orv_junction_tree_t>(a);
-  EXPECT_RESULT(orv_domain_get_first_clique(nullptr), nullptr, orv_error_usage);
-  EXPECT_RESULT(orv_clique_get_next(bad_clique), nullptr, orv_error_usage);
-  EXPECT_EQ(orv_domain_get_number_of_cliques(nullptr), static_cast<size_t>(-1));
-  EXPECT_EQ(orv_clique_get_members(nullptr), nullptr);
-  EXPECT_EQ(orv_clique_get_number_of_neighbors(bad_clique), static_cast<size_t>(-1));
-  EXPECT_EQ(orv_jt_get_root(bad_tree), nullptr);
-  EXPECT_EQ(orv_jt_get_cliques(nullptr), nullptr);
-  EXPECT_RESULT(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1), orv_error_usage);
-  EXPECT_RESULT(orv_node_get_junction_tree(a), nullptr, orv_error_not_compiled);
-  EXPECT_RESULT(orv_domain_get_number_of_cliques(d.get()), 0u, orv_error_none);
 }
 
 bool holds(orv_clique_t clique, orv_node_t node) {

@@ -229,21 +229,17 @@ TEST(TotalWeightMethod, RandomDomainsReachTheBestEliminationOrder) {
   }
 }
 
-// Binary nodes A..F in a chain with F also a child of A: marrying A and E
-// leaves a chordless cycle of five, whose triangulations have three cliques of 8.
-void build_cycle(orv_domain_t d) {
-  orv_node_t v[6];
-  const char *names[] = {"A", "B", "C", "D", "E", "F"};
-  for (int i = 0; i < 6; ++i) v[i] = test::add_states(d, names[i], 2);
-  for (int i = 0; i + 1 < 6; ++i) test::link(v[i], v[i + 1]);
-  test::link(v[0], v[5]);
-}
-
 // The limits are domain settings; within them the search is exact, beyond
-// them the log says which limit sent the component to the fallback.
+// them the log says which limit sent the component to the fallback. Binary
+// nodes A..F in a chain with F also a child of A: marrying A and E leaves a
+// chordless cycle of five, whose triangulations have three cliques of 8.
 TEST(TotalWeightMethod, LimitsChooseBetweenExactAndFallbackInTheLog) {
   auto d = test::new_domain();
-  build_cycle(d.get());
+  orv_node_t v[6];
+  const char *names[] = {"A", "B", "C", "D", "E", "F"};
+  for (int i = 0; i < 6; ++i) v[i] = test::add_states(d.get(), names[i], 2);
+  for (int i = 0; i + 1 < 6; ++i) test::link(v[i], v[i + 1]);
+  test::link(v[0], v[5]);
   EXPECT_EQ(orv_domain_get_max_number_of_separators(d.get()), 10000u);
   EXPECT_EQ(orv_domain_get_max_separator_size(d.get()), 0u);
   const orv_domain_t wrong = reinterpret_cast<orv_domain_t>(orv_domain_get_first_node(d.get()));

@@ -90,8 +90,7 @@ TEST(SaveToMemory, ResetsReloadTheSavedEquilibrium) {
   auto d = new_domain();
   const auto nodes = test::random_network(d.get(), 7, 3, 3, rng);
   ASSERT_EQ(compile_simply(d.get()), orv_error_none);
-  std::vector<double> prior;
-  for (orv_node_t n : nodes) prior.push_back(orv_node_get_belief(n, 0));
+  const std::vector<double> prior = test::beliefs_of(nodes);
   ASSERT_EQ(orv_domain_save_to_memory(d.get()), orv_error_none);
   orv_node_select_state(nodes[2], 1);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
@@ -99,7 +98,7 @@ TEST(SaveToMemory, ResetsReloadTheSavedEquilibrium) {
   ASSERT_EQ(orv_domain_initialize(d.get()), orv_error_none);
   EXPECT_EQ(orv_node_evidence_is_entered(nodes[2]), 0);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-  for (std::size_t i = 0; i < nodes.size(); ++i) EXPECT_NEAR(orv_node_get_belief(nodes[i], 0), prior[i], 1e-12);
+  test::expect_all_near(test::beliefs_of(nodes), prior, 1e-12, "the saved prior");
   EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), 1.0, 1e-12);
   orv_node_select_state(nodes[2], 1);
   const test::Exact exact = test::brute_force(d.get());
@@ -116,10 +115,7 @@ TEST(Conflict, TreesMultiplyAndFastRetractionUsesOwnEvidenceProbabilities) {
   family(x, {}, {0.5, 0.5});
   family(y, {x}, {0.7, 0.3, 0.3, 0.7});
   ASSERT_EQ(compile_simply(d.get()), orv_error_none);
-  orv_node_select_state(a, 0);
-  orv_node_select_state(b, 1);
-  orv_node_select_state(x, 1);
-  orv_node_select_state(y, 0);
+  for (auto [node, state] : {std::pair{a, 0}, {b, 1}, {x, 1}, {y, 0}}) orv_node_select_state(node, state);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_fast_retraction), orv_error_none);
   // Per tree: the product of each evidence node's probability with its own
   // evidence retracted, over P(e) of the tree.
