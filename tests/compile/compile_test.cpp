@@ -25,23 +25,6 @@ namespace {
 
 using namespace test;
 
-TEST(Compile, TriangulatesCompilesAndRefusesTwice) {
-  std::mt19937 rng(41);
-  auto d = new_domain();
-  test::random_network(d.get(), 9, 3, 3, rng);
-  EXPECT_EQ(orv_domain_is_compiled(d.get()), 0);
-  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
-  EXPECT_EQ(orv_domain_is_compiled(d.get()), 1);
-  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_usage);
-  EXPECT_EQ(orv_domain_is_compiled(d.get()), 1);
-  EXPECT_EQ(orv_domain_is_compiled(nullptr), -1);
-  EXPECT_EQ(orv_domain_compile(nullptr), orv_error_usage);
-
-  auto utilities_only = new_domain();
-  variable(utilities_only.get(), "U", 0, orv_category_utility);
-  EXPECT_EQ(orv_domain_compile(utilities_only.get()), orv_error_usage);
-}
-
 TEST(Compile, FailureKeepsOnlyAForestTheUserMade) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2);
@@ -62,7 +45,9 @@ TEST(Compile, FailureKeepsOnlyAForestTheUserMade) {
   EXPECT_EQ(orv_node_get_belief(a, 0), 1.0);
 }
 
-TEST(Compile, AllocationFailuresLeaveTheDomainAsItWas) {
+// Every allocation failure leaves the domain as it was; a compiled domain
+// refuses a second compile, and so does a domain of utilities only.
+TEST(Compile, AllocationFailuresLeaveTheDomainAsItWasAndCompilingTwiceIsRefused) {
   std::mt19937 rng(43);
   auto d = new_domain();
   const auto nodes = test::random_network(d.get(), 7, 2, 3, rng);
@@ -82,6 +67,15 @@ TEST(Compile, AllocationFailuresLeaveTheDomainAsItWas) {
       });
   ASSERT_EQ(done.result, orv_error_none);
   EXPECT_EQ(orv_node_get_belief(nodes[1], 0), 1.0);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 1);
+  EXPECT_EQ(orv_domain_compile(d.get()), orv_error_usage);
+  EXPECT_EQ(orv_domain_is_compiled(d.get()), 1);
+  EXPECT_EQ(orv_domain_is_compiled(nullptr), -1);
+  EXPECT_EQ(orv_domain_compile(nullptr), orv_error_usage);
+
+  auto utilities_only = new_domain();
+  variable(utilities_only.get(), "U", 0, orv_category_utility);
+  EXPECT_EQ(orv_domain_compile(utilities_only.get()), orv_error_usage);
 }
 
 TEST(CompileEstimate, MatchesTheCompiledTablesWithoutAllocating) {

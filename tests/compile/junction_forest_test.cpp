@@ -19,12 +19,6 @@ namespace {
 using namespace test;
 using Names = std::vector<std::string>;
 
-std::vector<orv_clique_t> cliques_of(orv_domain_t d) {
-  std::vector<orv_clique_t> list;
-  for (orv_clique_t c = orv_domain_get_first_clique(d); c; c = orv_clique_get_next(c)) list.push_back(c);
-  return list;
-}
-
 TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3), c = variable(d.get(), "C", 2);
@@ -48,7 +42,8 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
       test::capture_log(d.get(), [&] { ASSERT_EQ(build_forest(d.get(), {{a, b}, {b, c}}), orv_error_none); });
 
   EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 2u);
-  const auto cliques = cliques_of(d.get());
+  std::vector<orv_clique_t> cliques;
+  for (orv_clique_t c = orv_domain_get_first_clique(d.get()); c; c = orv_clique_get_next(c)) cliques.push_back(c);
   ASSERT_EQ(cliques.size(), 2u);
   orv_clique_t ab = cliques[0], bc = cliques[1];  // newest first: the root was created last
   EXPECT_EQ(ab->number, 2u);

@@ -87,13 +87,6 @@ TEST(Moralization, ChainBlocksJoinPotentialMembersAndMarryAllTheirParents) {
 // Discrete D1 (2 states), D2 (3), D3 (2) and continuous X, Y with links
 // D1 -> X, D2 -> X, X -> Y, D3 -> Y. Domain node order is Y, X, D3, D2, D1
 // (newest first); creation numbers D1 = 1 ... Y = 5.
-struct SmallCgNetwork {
-  test::DomainPtr d = new_domain();
-  orv_node_t d1 = add_states(d.get(), "D1", 2), d2 = add_states(d.get(), "D2", 3), d3 = add_states(d.get(), "D3", 2);
-  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
-  SmallCgNetwork() { link(d1, x), link(d2, x), link(x, y), link(d3, y); }
-};
-
 // Walked through by hand:
 // - moral links in node order: Y takes D3, X; X takes D2, D1, Y and marries
 //   D3 (logged from D3, the older node); D3 takes Y and marries X; D2 takes
@@ -107,9 +100,12 @@ struct SmallCgNetwork {
 // - the search numbers D3 (in both cliques) first, then D2 and D1, and the
 //   continuous X, Y after all discrete nodes: Y is eliminated first.
 TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
-  SmallCgNetwork net;
+  auto d = new_domain();
+  orv_node_t d1 = add_states(d.get(), "D1", 2), d2 = add_states(d.get(), "D2", 3), d3 = add_states(d.get(), "D3", 2);
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
+  link(d1, x), link(d2, x), link(x, y), link(d3, y);
   const std::string log = capture_log(
-      net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none); });
+      d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none); });
   // The junction forest's sections follow the elimination sequence.
   EXPECT_EQ(section(log, "\n\nMoral links", "\n\nCliques:\n"),
             "\n\nMoral links:\n\n"
@@ -135,8 +131,8 @@ TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
   EXPECT_EQ(log.find('\n'), 24u);  // "Www Mmm dd hh:mm:ss yyyy\n" from ctime_r
   EXPECT_EQ(log.find("\n\nMoral links"), 25u);  // and then the triangulation
   // {X, Y} is one connected continuous set with discrete boundary D1, D2, D3.
-  EXPECT_EQ(neighbors_of({net.d3, net.d1}), (std::vector<Names>{{"D1", "D2", "X", "Y"}, {"D2", "D3", "X"}}));
-  EXPECT_EQ(test::check_domain(net.d.get()), "");
+  EXPECT_EQ(neighbors_of({d3, d1}), (std::vector<Names>{{"D1", "D2", "X", "Y"}, {"D2", "D3", "X"}}));
+  EXPECT_EQ(test::check_domain(d.get()), "");
 }
 
 using Sets = std::vector<std::vector<int>>;

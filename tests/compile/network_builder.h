@@ -56,7 +56,6 @@ struct TriangulationView {
   Adjacency moral;
   std::vector<std::vector<int>> cliques;
   std::vector<int> order;
-  double cost = 0.0;
 };
 
 inline TriangulationView view_of(orv_domain_t d) {
@@ -72,7 +71,6 @@ inline TriangulationView view_of(orv_domain_t d) {
   for (const auto &clique : state->cliques) view.cliques.emplace_back(clique.begin(), clique.end());
   for (orv_node_t *order = orv_domain_get_elimination_order(d); order && *order; ++order)
     view.order.push_back(static_cast<int>(state->vertex(*order)));
-  view.cost = state->cost;
   return view;
 }
 

@@ -235,19 +235,21 @@ TEST(Evidence, ValuesSelectStatesOfNumericNodes) {
   n->state_values.assign({1.0, 2.5, 7.0, -1.0});
   i->subtype = orv_subtype_interval;
   i->state_values.assign({0.0, 1.0, 1.0, 2.0});
-  ASSERT_EQ(orv_node_enter_value(n, 2.5), orv_error_none);
-  EXPECT_EQ(orv_node_get_selected_state(n), 1);
+  // Each value in turn: the status, then the node's selected state (kept
+  // when the value is refused).
+  const struct {
+    orv_node_t node;
+    double value;
+    orv_status_t status;
+    long selected;
+  } values[] = {{n, 2.5, orv_error_none, 1},  {n, 3.0, orv_error_usage, 1}, {i, 1.0, orv_error_none, 1},  // the point
+                {i, 0.5, orv_error_none, 0},  {i, 1.5, orv_error_none, 2},  {i, 2.5, orv_error_usage, 2},
+                {l, 0.0, orv_error_usage, -1}};  // a labelled node
+  for (const auto &v : values) {
+    EXPECT_EQ(orv_node_enter_value(v.node, v.value), v.status) << v.value;
+    EXPECT_EQ(orv_node_get_selected_state(v.node), v.selected) << v.value;
+  }
   EXPECT_EQ(orv_node_get_entered_value(n), 2.5);
-  EXPECT_EQ(orv_node_enter_value(n, 3.0), orv_error_usage);
-  EXPECT_EQ(orv_node_get_selected_state(n), 1);
-  ASSERT_EQ(orv_node_enter_value(i, 1.0), orv_error_none);
-  EXPECT_EQ(orv_node_get_selected_state(i), 1);  // the point interval
-  orv_node_enter_value(i, 0.5);
-  EXPECT_EQ(orv_node_get_selected_state(i), 0);
-  orv_node_enter_value(i, 1.5);
-  EXPECT_EQ(orv_node_get_selected_state(i), 2);
-  EXPECT_EQ(orv_node_enter_value(i, 2.5), orv_error_usage);
-  EXPECT_EQ(orv_node_enter_value(l, 0.0), orv_error_usage);  // labelled node
   orv_node_select_state(n, 0);
   EXPECT_RESULT(orv_node_get_entered_value(n), -1.0, orv_error_usage);  // selecting clears the value
 
