@@ -50,12 +50,8 @@ CgEvidence random_evidence(std::mt19937 &rng, const CgNetwork &net, double share
 void enter(orv_domain_t d, const CgNetwork &net, const CgEvidence &e) {
   ASSERT_EQ(orv_domain_retract_findings(d), orv_error_none);
   for (std::size_t i = 0; i < net.nodes.size(); ++i) {
-    if (e.state[i] >= 0) {
-      ASSERT_EQ(orv_node_select_state(node(d, net, i), static_cast<size_t>(e.state[i])), 0);
-    }
-    if (e.observed[i]) {
-      ASSERT_EQ(orv_node_enter_value(node(d, net, i), e.value[i]), 0);
-    }
+    if (e.state[i] >= 0) EXPECT_EQ(orv_node_select_state(node(d, net, i), static_cast<size_t>(e.state[i])), 0);
+    if (e.observed[i]) EXPECT_EQ(orv_node_enter_value(node(d, net, i), e.value[i]), 0);
   }
 }
 
@@ -125,10 +121,7 @@ orv_domain_t chain(const std::string &d_data, const std::string &x_data, const s
                            "potential (D) { data = " + d_data + "; }\npotential (X | D) { data = " + x_data +
                            "; }\npotential (Y | X) { data = " + y_data + "; }\n";
   orv_domain_t d = orv_net_parse_domain(text.c_str(), nullptr, nullptr);
-  EXPECT_NE(d, nullptr);
-  if (d) {
-    EXPECT_EQ(orv_domain_compile(d), orv_error_none);
-  }
+  EXPECT_TRUE(d && orv_domain_compile(d) == orv_error_none) << text;
   return d;
 }
 

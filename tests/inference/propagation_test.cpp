@@ -161,8 +161,7 @@ TEST(Propagation, ImpossibleEvidenceFailsAndResets) {
   EXPECT_NEAR(constant, 0.58, 1e-15);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), constant);
-  EXPECT_EQ(orv_node_get_belief(b, 0), 1.0);
-  EXPECT_EQ(orv_node_get_belief(b, 1), 0.0);
+  EXPECT_EQ(beliefs_of({b}), (std::vector<double>{1.0, 0.0}));
   EXPECT_NEAR(orv_node_get_entropy(a), -(0.3 / 0.58) * std::log(0.3 / 0.58) - (0.28 / 0.58) * std::log(0.28 / 0.58),
               1e-12);
   EXPECT_EQ(orv_node_get_entropy(b), 0.0);
