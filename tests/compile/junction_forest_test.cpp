@@ -150,8 +150,7 @@ bool holds(orv_clique_t clique, orv_node_t node) {
 
 TEST(ForestState, UncompilingDropsTheForestAndKeepsEvidence) {
   auto d = test::new_domain();
-  orv_node_t a = test::variable(d.get(), "A", 2), b = test::variable(d.get(), "B", 3),
-             c = test::variable(d.get(), "C", 2);
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3), c = variable(d.get(), "C", 2);
   test::family(a, {}, {0.3, 0.7});
   test::family(b, {a}, {0.2, 0.3, 0.5, 0.6, 0.3, 0.1});
   test::family(c, {b}, {0.9, 0.1, 0.4, 0.6, 0.5, 0.5});

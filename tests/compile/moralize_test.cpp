@@ -19,15 +19,13 @@ namespace {
 using namespace test;
 using Names = std::vector<std::string>;
 
-Names sorted_neighbors(orv_node_t node) {
-  Names names = names_of(orv_node_get_moral_neighbors(node));
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
+// Each node's moral neighbours, sorted by name.
 std::vector<Names> neighbors_of(std::initializer_list<orv_node_t> nodes) {
   std::vector<Names> all;
-  for (orv_node_t n : nodes) all.push_back(sorted_neighbors(n));
+  for (orv_node_t n : nodes) {
+    all.push_back(names_of(orv_node_get_moral_neighbors(n)));
+    std::sort(all.back().begin(), all.back().end());
+  }
   return all;
 }
 
@@ -58,7 +56,7 @@ TEST(Moralization, EachMarriageIsLoggedOnce) {
             "    Marrying B and C\n"
             "    Marrying A and C\n"
             "    Marrying A and B\n");
-  EXPECT_EQ(sorted_neighbors(c), (Names{"A", "B", "K2"}));
+  EXPECT_EQ(neighbors_of({c}), (std::vector<Names>{{"A", "B", "K2"}}));
 }
 
 // Chain block {A, B, C} from the potentials (A B | P) and (B C); P -> A,

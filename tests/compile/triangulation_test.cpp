@@ -203,11 +203,9 @@ TEST(TriangulationFailure, EveryAllocationFailureLeavesTheDomainUntriangulated) 
     for (orv_triangulation_method_t method : {orv_tm_clique_size, orv_tm_clique_weight, orv_tm_fill_in_size,
                                               orv_tm_fill_in_weight, orv_tm_total_weight, orv_tm_best_greedy})
       sweep(d.get(), [&] { return orv_domain_triangulate(d.get(), method); }, "triangulate");
-    std::vector<orv_node_t> order;
-    for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n))
-      if (orv_node_get_kind(n) == orv_kind_continuous) order.push_back(n);
-    for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n))
-      if (orv_node_get_kind(n) == orv_kind_discrete) order.push_back(n);
+    std::vector<orv_node_t> order;  // continuous nodes first
+    for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n)) order.push_back(n);
+    std::stable_partition(order.begin(), order.end(), [](orv_node_t n) { return n->is_continuous(); });
     order.push_back(nullptr);
     sweep(d.get(), [&] { return orv_domain_triangulate_with_order(d.get(), order.data()); }, "with order");
   }

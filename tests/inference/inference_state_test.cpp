@@ -4,7 +4,6 @@
 // recomputed.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <random>
 
@@ -13,10 +12,8 @@
 #include "inference/numeric.h"
 #include "model/node.h"
 #include "support/contract_sweep.h"
-#include "support/fault_injection.h"
 #include "support/inference_checks.h"
 #include "support/network_fixture.h"
-#include "tables/table.h"
 
 namespace orv {
 namespace {
@@ -220,10 +217,9 @@ bool recomputed(orv_node_t n) { return n->results->belief[0] != kPoison; }
 TEST(IncrementalBeliefs, OnlyNodesDConnectedToTheNewEvidenceAreRecomputed) {
   // A -> B <- C -> D -> E, and F -> G on a tree of its own.
   auto d = test::new_domain();
-  orv_node_t a = test::variable(d.get(), "A", 2), b = test::variable(d.get(), "B", 2),
-             c = test::variable(d.get(), "C", 2), dd = test::variable(d.get(), "D", 2),
-             e = test::variable(d.get(), "E", 2), f = test::variable(d.get(), "F", 2),
-             g = test::variable(d.get(), "G", 2);
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 2), c = variable(d.get(), "C", 2);
+  orv_node_t dd = variable(d.get(), "D", 2), e = variable(d.get(), "E", 2), f = variable(d.get(), "F", 2);
+  orv_node_t g = variable(d.get(), "G", 2);
   for (orv_node_t root : {a, c, f}) test::family(root, {}, {0.3, 0.7});
   test::family(b, {a, c}, {0.9, 0.1, 0.4, 0.6, 0.2, 0.8, 0.5, 0.5});
   for (auto [child, parent] : {std::pair{dd, c}, {e, dd}, {g, f}}) test::family(child, {parent}, {0.8, 0.2, 0.3, 0.7});

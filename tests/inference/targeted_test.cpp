@@ -19,7 +19,6 @@ namespace {
 
 using test::DomainPtr;
 using test::expect_all_near;
-using test::queried_beliefs;
 using test::queried_marginal;
 
 // Whether a marginal query answers (its table is freed at once).
