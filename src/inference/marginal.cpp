@@ -42,30 +42,57 @@ bool branch_needed(const orv_clique_s *c, const orv_clique_s *from, const orv_ta
   return false;
 }
 
-// The potential over the clique's members and the query nodes found below
-// it (away from `from`), with everything below summed out; the caller
-// marginalizes it further.
+// A clique table as the discrete operations see it: itself in a discrete
+// tree, its weights over its discrete nodes in a CG tree (those are exact
+// posterior probabilities; only the continuous moments are collapsed).
+struct DiscreteView {
+  TablePtr owned;
+  orv_table_s *table;
+};
+
+DiscreteView discrete_view(orv_clique_s *c) {
+  if (c->table->continuous_count == 0) return {nullptr, c->table};
+  TablePtr clone(_orv_discrete_clone_table(c->table));
+  orv_table_s *t = clone.get();
+  return {std::move(clone), t};
+}
+
+// The separator's distribution, read off the clique on this side. In a CG
+// tree a separator that holds continuous nodes has nothing but continuous
+// nodes beyond it on the side away from the strong root, so dividing by its
+// discrete part alone stays exact.
+TablePtr separator_marginal(orv_table_s *clique, const orv_table_s *separator) {
+  Vector<orv_node_t> nodes;
+  for (std::size_t i = 0; i < separator->discrete_count; ++i) nodes.push_back(separator->nodes[i]);
+  return marginal_of(clique, nodes);
+}
+
+// The potential over the clique's discrete members and the query nodes
+// found below it (away from `from`), with everything below summed out; the
+// caller marginalizes it further.
 TablePtr gather(orv_clique_s *c, orv_clique_s *from, const Vector<orv_node_t> &query) {
+  DiscreteView own = discrete_view(c);
   Vector<TablePtr> messages;
-  Vector<const Separator *> separators;
-  Vector<orv_node_t> nodes(c->table->nodes.begin(), c->table->nodes.end());
+  Vector<TablePtr> separators;
+  Vector<orv_node_t> nodes(own.table->nodes.begin(), own.table->nodes.end());
   for (const CliqueLink &link : c->links) {
     if (link.neighbor == from || !branch_needed(link.neighbor, c, link.separator->table, query)) continue;
     TablePtr below = gather(link.neighbor, c, query);
-    Vector<orv_node_t> keep(link.separator->table->nodes.begin(), link.separator->table->nodes.end());
+    TablePtr separator = separator_marginal(own.table, link.separator->table);
+    Vector<orv_node_t> keep(separator->nodes.begin(), separator->nodes.end());
     for (orv_node_t n : below->nodes)
       if (in(query, n) && !in(keep, n)) keep.push_back(n);
     messages.push_back(marginal_of(below.get(), keep));
-    separators.push_back(link.separator);
+    separators.push_back(std::move(separator));
     for (orv_node_t n : keep)
       if (!in(nodes, n)) nodes.push_back(n);
   }
-  if (messages.empty()) return TablePtr(_orv_table_get_marginal(c->table, c->table->nodes.c_list()));
+  if (messages.empty()) return marginal_of(own.table, nodes);
   TablePtr joint = new_table(c->domain, nodes);
-  _orv_combine_tables(joint.get(), c->table);
+  _orv_combine_tables(joint.get(), own.table);
   for (std::size_t i = 0; i < messages.size(); ++i) {
     _orv_combine_tables(joint.get(), messages[i].get());
-    _orv_divide_tables(joint.get(), separators[i]->table);
+    _orv_divide_tables(joint.get(), separators[i].get());
   }
   return joint;
 }
@@ -75,14 +102,8 @@ TablePtr tree_marginal(orv_junction_tree_s *t, const Vector<orv_node_t> &query) 
     if (!c) break;
     bool holds = true;
     for (orv_node_t n : query) holds = holds && c->table->nodes.contains(n);
-    if (holds && t->has_continuous) {
-      const TablePtr discrete(_orv_discrete_clone_table(c->table));
-      return marginal_of(discrete.get(), query);
-    }
-    if (holds) return marginal_of(c->table, query);
+    if (holds) return marginal_of(discrete_view(c).table, query);
   }
-  // CG clique tables cannot be gathered by the discrete operations.
-  if (t->has_continuous) fail(orv_error_usage);
   TablePtr joint = gather(query[0]->assigned_clique, nullptr, query);
   return marginal_of(joint.get(), query);
 }

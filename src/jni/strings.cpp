@@ -69,7 +69,8 @@ JNIEXPORT jstring ORV_JNI(RemoveEscapeSequences)(JNIEnv *env, jobject, jstring t
 }
 
 // The text of the expression; one that no model or composite holds is
-// released afterwards, so that Java can print a temporary expression.
+// released afterwards, so that Java can print a temporary expression. When
+// the string cannot be made nothing is released: the caller still owns it.
 JNIEXPORT jstring ORV_JNI(ExpressionToString)(JNIEnv *env, jobject, jlong expression) {
   auto *e = from_handle<orv_expression_t>(expression);
   jstring text = orv::jni::new_owned_string(env, orv_expression_to_string(e));

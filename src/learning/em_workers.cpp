@@ -79,16 +79,7 @@ struct Worker {
 // Runs work on a worker's thread, keeping its first failure in w.error.
 template <typename Work>
 void record_failure(Worker &w, Work &&work) noexcept {
-  set_error(orv_error_none);
-  try {
-    work();
-  } catch (const Failure &f) {
-    w.error = f.code;
-  } catch (const std::bad_alloc &) {
-    w.error = orv_error_no_memory;
-  } catch (...) {
-    w.error = orv_error_error;
-  }
+  if (!guarded(false, [&] { return work(), true; })) w.error = error_code();
 }
 
 }  // namespace

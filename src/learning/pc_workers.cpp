@@ -18,15 +18,7 @@ struct Worker {
 };
 
 void run_one(Worker &w) noexcept {
-  try {
-    w.body(w.context, w.index);
-  } catch (const Failure &f) {
-    w.error = f.code;
-  } catch (const std::bad_alloc &) {
-    w.error = orv_error_no_memory;
-  } catch (...) {
-    w.error = orv_error_error;
-  }
+  if (!guarded(false, [&] { return w.body(w.context, w.index), true; })) w.error = error_code();
 }
 
 void *thread_main(void *argument) {

@@ -4,6 +4,7 @@
 // allocation failures while compiling and propagating, and argument checks.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <string>
@@ -248,6 +249,70 @@ TEST(CgFailure, AllocationFailuresAndBadArguments) {
       },
       [&] { return orv_node_get_mean(x) == mean; });
   orv_domain_delete(d);
+}
+
+// Whether one clique of n's tree holds all of `nodes`.
+bool share_a_clique(const std::vector<orv_node_t> &nodes) {
+  for (orv_clique_t *c = orv_jt_get_cliques(orv_node_get_junction_tree(nodes[0])); *c; ++c) {
+    bool all = true;
+    for (orv_node_t n : nodes) {
+      bool member = false;
+      for (orv_node_t *m = orv_clique_get_members(*c); *m; ++m) member = member || *m == n;
+      all = all && member;
+    }
+    if (all) return true;
+  }
+  return false;
+}
+
+// Joint marginals of discrete nodes spread over CG cliques: each entry is
+// P(configuration | e), which the oracle gives as the ratio of the
+// normalization constants with and without the configuration entered.
+TEST(CgOracle, JointMarginalsOfDiscreteNodesMatchBruteForce) {
+  std::mt19937 rng(515);
+  int spread = 0;
+  for (int round = 0; round < 80; ++round) {
+    const CgNetwork net = test::random_cg_network(rng, 3 + rng() % 4, 1 + rng() % 6);
+    orv_domain_t d = parse(net);
+    ASSERT_NE(d, nullptr);
+    ASSERT_EQ(orv_domain_compile(d), orv_error_none);
+    const CgEvidence e = random_evidence(rng, net);
+    const CgPosterior given = test::brute_force_posterior(net, e);
+    enter(d, net, e);
+    if (!given.possible) {
+      orv_domain_delete(d);
+      continue;
+    }
+    ASSERT_EQ(orv_domain_propagate(d, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+    std::vector<std::size_t> pick;
+    for (std::size_t i = 0; i < net.nodes.size(); ++i)
+      if (!net.nodes[i].continuous && e.state[i] < 0) pick.push_back(i);
+    std::shuffle(pick.begin(), pick.end(), rng);
+    pick.resize(std::min<std::size_t>(pick.size(), 2 + rng() % 2));
+    if (pick.size() < 2) {
+      orv_domain_delete(d);
+      continue;
+    }
+    std::vector<orv_node_t> list;
+    for (std::size_t i : pick) list.push_back(node(d, net, i));
+    spread += !share_a_clique(list);
+    list.push_back(nullptr);
+    orv_table_t joint = orv_domain_get_marginal(d, list.data());
+    ASSERT_NE(joint, nullptr) << orv_error_name(orv_error_code()) << "\n" << net.net_text();
+    // Row-major over the picked nodes, the last fastest.
+    const double *data = orv_table_get_data(joint);
+    for (std::size_t index = 0; index < orv_table_get_size(joint); ++index) {
+      CgEvidence with = e;
+      for (std::size_t k = pick.size(), rest = index; k-- > 0; rest /= net.nodes[pick[k]].states)
+        with.state[pick[k]] = static_cast<long>(rest % net.nodes[pick[k]].states);
+      const CgPosterior r = test::brute_force_posterior(net, with);
+      const double expected = r.possible ? std::exp(r.log_constant - given.log_constant) : 0.0;
+      EXPECT_NEAR(data[index], expected, 1e-9) << "round " << round << "\n" << net.net_text();
+    }
+    orv_table_delete(joint);
+    orv_domain_delete(d);
+  }
+  EXPECT_GT(spread, 10);
 }
 
 }  // namespace

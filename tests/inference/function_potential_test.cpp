@@ -100,11 +100,13 @@ TEST(FunctionPotentials, FollowTheirParentsOneWay) {
 }
 
 // F = (A == C) with A -> B -> C: A and C share no clique, so F needs their
-// joint; G = f(F) chains a second function node; H reads a real-valued R.
+// joint (from a CG tree: Y hangs below B); G = f(F) chains a second function
+// node; H reads a real-valued R.
 const char *kJoint = R"(net {}
 node A { states = ("n" "y"); }
 node B { states = ("n" "y"); }
 node C { states = ("n" "y"); }
+continuous node Y {}
 node X { states = ("0" "1" "2" "3"); subtype = number; state_values = (0 1 2 3); }
 function R {}
 discrete function F { states = ("false" "true"); subtype = boolean; }
@@ -113,6 +115,7 @@ discrete function H { states = ("low" "mid" "high"); }
 potential (A) { data = (0.6 0.4); }
 potential (B | A) { data = ((0.7 0.3) (0.2 0.8)); }
 potential (C | B) { data = ((0.9 0.1) (0.3 0.7)); }
+potential (Y | B) { data = ( normal ( 0, 1 ) normal ( 2, 1 ) ); }
 potential (X) { data = (0.1 0.2 0.3 0.4); }
 potential (R) { model_nodes = (); model_data = ( 1.5 ); }
 potential (F | A C) { model_nodes = (); model_data = ( A == C ); }

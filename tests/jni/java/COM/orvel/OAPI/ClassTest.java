@@ -16,17 +16,13 @@ public final class ClassTest {
   private ClassTest() {}
 
   /** The classes of data/classes/hierarchy.net (Top > Mid > Leaf > Base), one text per class name. */
-  static Map<String, String> hierarchy() {
-    try {
-      String text = Files.readString(Path.of(System.getProperty("orvel.data"), "classes", "hierarchy.net"));
-      Map<String, String> classes = new HashMap<>();
-      for (String part : text.split("(?m)^(?=class )")) {
-        if (part.startsWith("class ")) classes.put(part.substring(6, part.indexOf('\n')).trim(), part);
-      }
-      return classes;
-    } catch (java.io.IOException e) {
-      throw new AssertionError(e);
+  static Map<String, String> hierarchy() throws java.io.IOException {
+    String text = Files.readString(Path.of(System.getProperty("orvel.data"), "classes", "hierarchy.net"));
+    Map<String, String> classes = new HashMap<>();
+    for (String part : text.split("(?m)^(?=class )")) {
+      if (part.startsWith("class ")) classes.put(part.substring(6, part.indexOf('\n')).trim(), part);
     }
+    return classes;
   }
 
   /** A listener loading each class it is asked for by a nested parse; records the names asked. */
@@ -41,7 +37,7 @@ public final class ClassTest {
   }
 
   /** Top only: the loader brings Mid, Leaf and Base by nested calls; unfolding maps back to class nodes. */
-  public static void testLoaderUnfoldsWithSources() {
+  public static void testLoaderUnfoldsWithSources() throws Exception {
     Map<String, String> classes = hierarchy();
     List<String> asked = new ArrayList<>();
     try (ClassCollection cc = new ClassCollection()) {
@@ -64,13 +60,13 @@ public final class ClassTest {
           base.getNodeByName("Q")), source, "source list, top instance first");
       rows("the same peers again", source, q.getSource(), "a class node has no source", List.of(),
           top.getNodeByName("A").getSource());
-      d.deleteSourceLists();
-      equal(List.of(), q.getSource(), "released");
       d.close();
       d.close();
       check(d.isClosed() && !top.isDeleted(), "domain closed twice, class alive");
       equal(1, TestRunner.expectError(() -> mid.getNodeByName("Z").getInput(mid.getInputs().get(0)),
           "input of a node that is no instance").getCode(), "usage");
+      TestRunner.expectError(() -> cc.parseClasses("class D { instance I : Gone () {} }"), "a class missing, no loader");
+      equal(null, cc.getClassByName("D"), "a failed parse leaves no class");
     }
   }
 
@@ -137,7 +133,7 @@ public final class ClassTest {
    * (the nested parse of Mid fails) or after loading Mid and all below it
    * (the parse succeeds and its classes are undone).
    */
-  public static void testThrowingLoaderLeavesNoClass() {
+  public static void testThrowingLoaderLeavesNoClass() throws Exception {
     Map<String, String> classes = hierarchy();
     for (String thrower : List.of("Leaf", "Mid")) {
       List<String> asked = new ArrayList<>();
@@ -152,12 +148,8 @@ public final class ClassTest {
           if (name.equals(thrower)) throw new IllegalStateException("no " + name);
         }
       };
-      try {
-        cc.parseClasses(classes.get("Top"), failing);
-        throw new AssertionError("the loader's exception was lost");
-      } catch (IllegalStateException e) {
-        equal("no " + thrower, e.getMessage(), "the loader's own exception");
-      }
+      equal("no " + thrower, TestRunner.expectThrown(IllegalStateException.class,
+          () -> cc.parseClasses(classes.get("Top"), failing), "the loader's exception").getMessage(), "its message");
       rows(thrower + ": only the class from before", List.of(base), cc.getMembers(),
           thrower + ": classes loaded", List.of("Mid"), asked);
       cc.close();

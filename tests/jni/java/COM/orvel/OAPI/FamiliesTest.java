@@ -1,13 +1,19 @@
 package COM.orvel.OAPI;
 
 import static COM.orvel.OAPI.BindingTest.N;
+import static COM.orvel.OAPI.TestRunner.binary;
+import static COM.orvel.OAPI.TestRunner.boxed;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.expectDead;
 import static COM.orvel.OAPI.TestRunner.expectError;
+import static COM.orvel.OAPI.TestRunner.near;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 
 /**
@@ -19,17 +25,6 @@ public final class FamiliesTest {
   private FamiliesTest() {}
 
   static final String DATA = System.getProperty("orvel.data");
-
-  static void near(double expected, double actual, double tolerance, String what) {
-    if (!(Math.abs(expected - actual) <= tolerance * Math.max(1.0, Math.abs(expected)))) {
-      throw new AssertionError(what + ": expected " + expected + ", got " + actual);
-    }
-  }
-
-  static void near(double[] expected, double[] actual, double tolerance, String what) {
-    equal(expected.length, actual.length, what + ": length");
-    for (int i = 0; i < expected.length; i++) near(expected[i], actual[i], tolerance, what + " [" + i + "]");
-  }
 
   static List<Node> nodes(Domain d, String... names) {
     List<Node> out = new ArrayList<>();
@@ -45,14 +40,16 @@ public final class FamiliesTest {
     return out;
   }
 
-  /** Cells, CSV round trips (text and file), statistics against a two-pass computation, sorts, discretization. */
-  public static void testDataSetRoundTripStatisticsAndDiscretization() throws Exception {
+  /**
+   * Cells (missing, empty, quoted), CSV text and file round trips, a value per
+   * statistic (their numbers are checked in C++), sorts, discretization, errors.
+   */
+  public static void testDataSetCellsTextStatisticsAndDiscretization() throws Exception {
     try (DataSet ds = DataSet.parse("x,y,name\n1,2,a\n3,,\"b,c\"\n-2,5,\"\"\n", ',')) {
-      equal(List.of("x", "y", "name"), ds.getColumnNames(), "names");
-      equal(3L, ds.getNumberOfRows(), "rows");
-      equal(null, ds.getDataItem(1, 1), "an empty field is missing");
-      equal("", ds.getDataItem(2, 2), "an empty quoted field is the empty string");
-      equal("b,c", ds.getDataItem(1, 2), "a quoted delimiter");
+      rows("names", List.of("x", "y", "name"), ds.getColumnNames(), "rows", 3L, ds.getNumberOfRows(),
+          "an empty field is missing", null, ds.getDataItem(1, 1),
+          "an empty quoted field is the empty string", "", ds.getDataItem(2, 2),
+          "a quoted delimiter", "b,c", ds.getDataItem(1, 2));
       List<String> before = cells(ds);
       try (DataSet back = DataSet.parse(ds.toCsvString(';'), ';')) {
         equal(before, cells(back), "text round trip with another delimiter");
@@ -64,37 +61,28 @@ public final class FamiliesTest {
       }
       Files.delete(file);
 
-      double[] x = {1, 3, -2};
-      double mean = (x[0] + x[1] + x[2]) / 3, m2 = 0, m3 = 0, m4 = 0;
-      for (double v : x) {
-        m2 += Math.pow(v - mean, 2) / 3;
-        m3 += Math.pow(v - mean, 3) / 3;
-        m4 += Math.pow(v - mean, 4) / 3;
-      }
-      near(mean, ds.computeMean(0), 1e-14, "mean");
-      near(m2 * 3 / 2, ds.computeVariance(0), 1e-14, "sample variance");
-      near(m3 / Math.pow(m2, 1.5), ds.computeSkewness(0), 1e-13, "skewness");
-      near(m4 / (m2 * m2) - 3, ds.computeKurtosis(0), 1e-13, "excess kurtosis");
-      near((1 + 7) / 2.0, ds.computeMeanAbsoluteError(0, 1), 1e-14, "MAE over the rows with both cells");
-
+      rows("numbers", true, ds.columnDataAreNumbers(0), "mean of 1, 3, -2", 2.0 / 3, ds.computeMean(0),
+          "sample variance", 19.0 / 3, ds.computeVariance(0),
+          "skewness", -56.0 / 27 / Math.pow(38.0 / 9, 1.5), ds.computeSkewness(0),
+          "excess kurtosis", -1.5, ds.computeKurtosis(0),
+          "MAE over the rows with both cells", 4.0, ds.computeMeanAbsoluteError(0, 1));
       ds.sortRowsNumerically(0, true);
-      near(new double[] {5, 2, -9}, ds.getNumbers(1, -9), 0, "rows follow x ascending; missing y");
+      equal(List.of(5.0, 2.0, -9.0), boxed(ds.getNumbers(1, -9)), "rows follow x ascending; missing y");
       ds.sortRows(2, false);
-      equal(List.of("b,c", "a", ""), List.of(ds.getDataItem(0, 2), ds.getDataItem(1, 2), ds.getDataItem(2, 2)),
-          "descending by bytes");
-      equal(1L, ds.countData(1, "2"), "one y of 2");
-      equal(2L, ds.findRow(2, "", 0), "the empty string is found, not the missing cell");
-      equal(-1L, ds.findRow(2, "zz", 0), "absent");
-      equal(1, expectError(() -> ds.countData(1, null), "null text").getCode(), "a null string is usage");
+      rows("descending by bytes", List.of("b,c", "a", ""),
+          List.of(ds.getDataItem(0, 2), ds.getDataItem(1, 2), ds.getDataItem(2, 2)),
+          "one y of 2", 1L, ds.countData(1, "2"),
+          "the empty string is found, not the missing cell", 2L, ds.findRow(2, "", 0), "absent", -1L, ds.findRow(2, "zz", 0),
+          "a null string is usage", 1, expectError(() -> ds.countData(1, null), "null text").getCode(),
+          "one boundary is no interval", 1,
+          expectError(() -> ds.applyDiscretization(0, new double[] {0}), "one boundary").getCode());
       double[] cuts = ds.discretizeColumn(0, DataSet.EQUAL_WIDTH, 2);
-      equal(3, cuts.length, "two intervals");
-      near(0.5, cuts[1], 1e-15, "the cut halves [-2, 3]");
+      rows("two intervals", 3, cuts.length, "the cut halves [-2, 3]", 0.5, cuts[1]);
       ds.applyDiscretization(0, cuts);
-      check(ds.columnDataAreIntervals(0) && !ds.columnDataAreNumbers(0), "interval labels");
-      equal(List.of("(-inf;0.5)", "[0.5;inf)"), ds.getDistinctValues(0), "labels in byte order");
-
-      equal(1, expectError(() -> ds.getDataItem(3, 0), "row out of range").getCode(), "usage");
-      check(expectError(() -> ds.computeMean(2), "text column") instanceof OrvelException.UsageException, "usage");
+      rows("interval labels", true, ds.columnDataAreIntervals(0), "no longer numbers", false, ds.columnDataAreNumbers(0),
+          "labels in byte order", List.of("(-inf;0.5)", "[0.5;inf)"), ds.getDistinctValues(0),
+          "row out of range", 1, expectError(() -> ds.getDataItem(3, 0), "row 3").getCode(),
+          "a text column has no mean", 1, expectError(() -> ds.computeMean(2), "text column").getCode());
     }
     List<String> messages = new ArrayList<>();
     OrvelException e = expectError(() -> DataSet.parse("a,b\n\"open,1\n", ',', (line, m) -> messages.add(m)),
@@ -103,11 +91,28 @@ public final class FamiliesTest {
     DataSet closed = new DataSet();
     closed.close();
     closed.close();
-    try {
-      closed.getNumberOfRows();
-      throw new AssertionError("a closed data set refuses calls");
-    } catch (IllegalStateException expected) {
-      // the handle was zeroed
+    expectDead(closed::getNumberOfRows, "a closed data set refuses calls");
+  }
+
+  /** Forecast errors, supervised intervals, and a data set edited by column, row and cell. */
+  public static void testDataSetEdits() {
+    try (DataSet ds = DataSet.parse("a,f,k\n2,1,x\n4,4,x\n6,9,y\n8,8,y\n", ',')) {
+      rows("MAPE", 25.0, ds.computeMeanAbsolutePercentageError(0, 1),
+          "MASE", 0.5, ds.computeMeanAbsoluteScaledError(0, 1, 1),
+          "the boundary between the classes", List.of(-Double.MAX_VALUE, 5.0, Double.MAX_VALUE),
+          boxed(ds.computeIEMIntervals(0, 2)),
+          "copy", 3L, ds.copyColumn(2, "k2"), "replaced", 2L, ds.replaceValues(3, "x", "z"),
+          "new column", 4L, ds.newColumn("n"), "empty", true, ds.columnIsEmpty(4), "new row", 4L, ds.newRow());
+      ds.setDataItem(4, 4, "v");
+      ds.setColumnName(4, "m");
+      ds.moveColumn(3, 0);   // k2 a f k m
+      ds.deleteColumn(1);    // k2 f k m
+      ds.moveRow(3, 0);      // the rows of a = 8, 2, 4, 6, then the new row
+      ds.shiftColumnData(1, 1);
+      ds.setDataItem(3, 2, null);
+      ds.deleteRow(1);
+      equal(Arrays.asList("k2", "f", "k", "m", "y", null, "y", null, "z", "1", "x", null, "y", "4", null, null,
+          null, "9", null, "v"), cells(ds), "cells after the edits");
     }
   }
 
@@ -121,13 +126,8 @@ public final class FamiliesTest {
          DataSet rows = DataSet.parse(Files.readString(Path.of(dat)).replace("\n\n", "\n"), ' ')) {
       fromFile.parseCases(dat);
       fromRows.addCases(rows);
-      equal(500L, fromFile.getNumberOfCases(), "cases from the file");
-      equal(500L, fromRows.getNumberOfCases(), "cases from the data set");
-      for (Node n : fromFile.getNodes()) {
-        Node m = fromRows.getNodeByName(n.getName());
-        for (long c = 0; c < 500; c++) equal(n.getCaseState(c), m.getCaseState(c), n + " case " + c);
-      }
-      check(!fromFile.getNodeByName("asia").caseIsSet(3), "case 3 is all missing");
+      rows("cases from the file", 500L, fromFile.getNumberOfCases(), "from the data set", 500L, fromRows.getNumberOfCases(),
+          "case 3 is all missing", false, fromFile.getNodeByName("asia").caseIsSet(3));
       equal(17, expectError(fromFile::learnTables, "EM before compiling").getCode(), "not_compiled");
       fromRows.setEMConcurrencyLevel(2);
       for (Domain d : List.of(fromFile, fromRows)) {
@@ -144,58 +144,45 @@ public final class FamiliesTest {
         near(new double[] {24.92867546178008, 477.07132453821924},
             d.getNodeByName("tub").getExperienceTable().getData(), 1e-9, "tub experience");
         check(!d.getNodeByName("asia").hasExperienceTable(), "asia is not learned");
-        near(-1086.5018233614749, d.getLogLikelihood(), 1e-9, "log-likelihood");
-        near(-1104.5018233614749, d.getAIC(), 1e-9, "AIC");
-        near(-1142.4332962472745, d.getBIC(), 1e-9, "BIC");
+        near(new double[] {-1086.5018233614749, -1104.5018233614749, -1142.4332962472745},
+            new double[] {d.getLogLikelihood(), d.getAIC(), d.getBIC()}, 1e-9, "log-likelihood, AIC, BIC");
       }
-      Path saved = Files.createTempFile("orvel-cases", ".dat");
-      fromFile.saveCases(saved.toString(), nodes(fromFile, "asia", "xray"), new long[] {0, 1}, false, " ", "*");
-      try (Domain back = Domain.parse(net)) {
-        back.parseCases(saved.toString());
-        equal(2L, back.getNumberOfCases(), "two cases saved");
-        equal(fromFile.getNodeByName("xray").getCaseState(1), back.getNodeByName("xray").getCaseState(1), "xray");
-        equal(-1L, back.getNodeByName("tub").getCaseState(0), "unsaved nodes are missing");
-      }
-      Files.delete(saved);
+      Node tub = fromFile.getNodeByName("tub");
       fromFile.setCaseCount(0, 2.5);
-      equal(2.5, fromFile.getCaseCount(0), "case weight");
       fromFile.enterCase(0);
-      check(fromFile.getNodeByName("tub").evidenceIsEntered() && !fromFile.getNodeByName("asia").evidenceIsEntered(),
-          "case 0 entered: tub observed, asia missing");
+      rows("case weight", 2.5, fromFile.getCaseCount(0),
+          "case 0 entered: tub observed", tub.getCaseState(0), N.orvNodeGetSelectedState(tub.nodePeer),
+          "asia missing", false, fromFile.getNodeByName("asia").evidenceIsEntered(),
+          "a new case", 500L, fromFile.newCase(), "a set cell", true, tub.caseIsSet(0));
+      tub.unsetCase(0);
+      check(!tub.caseIsSet(0), "unset");
     }
   }
 
   /** Structure from data where B copies A and C is independent, under edge constraints. */
   public static void testStructureLearningUnderConstraints() {
-    int[] constraints = {Node.CONSTRAINT_NONE, Node.EDGE_FORBIDDEN, Node.FORWARD_EDGE_REQUIRED};
-    for (int constraint : constraints) {
+    for (int constraint : new int[] {Node.CONSTRAINT_NONE, Node.EDGE_FORBIDDEN, Node.FORWARD_EDGE_REQUIRED}) {
       try (Domain d = new Domain()) {
-        List<Node> abc = new ArrayList<>();
-        for (String name : new String[] {"A", "B", "C"}) {
-          Node n = d.newNode(Node.CHANCE, Node.DISCRETE);
-          n.setName(name);
-          n.setNumberOfStates(2);
-          abc.add(n);
-        }
+        Node a = binary(d, "A"), b = binary(d, "B"), c = binary(d, "C");
         d.setNumberOfCases(200);
         for (int i = 0; i < 200; i++) {
-          abc.get(0).setCaseState(i, i % 2);
-          abc.get(1).setCaseState(i, i % 2);
-          abc.get(2).setCaseState(i, (i / 2) % 2);
+          a.setCaseState(i, i % 2);
+          b.setCaseState(i, i % 2);
+          c.setCaseState(i, (i / 2) % 2);
         }
-        Node a = abc.get(0), b = abc.get(1), c = abc.get(2);
         a.setEdgeConstraint(b, constraint);
-        int mirrored = constraint == Node.FORWARD_EDGE_REQUIRED ? Node.BACKWARD_EDGE_REQUIRED : constraint;
-        equal(mirrored, b.getEdgeConstraint(a), "the other end stores the mirrored constraint");
         d.setSignificanceLevel(0.01);
-        equal(0.01, d.getSignificanceLevel(), "significance level");
-        equal(1, expectError(() -> d.setSignificanceLevel(1), "level 1").getCode(), "usage");
+        rows("the other end stores the mirrored constraint",
+            constraint == Node.FORWARD_EDGE_REQUIRED ? Node.BACKWARD_EDGE_REQUIRED : constraint, b.getEdgeConstraint(a),
+            "significance level", 0.01, d.getSignificanceLevel(),
+            "level 1 is usage", 1, expectError(() -> d.setSignificanceLevel(1), "level 1").getCode(),
+            "a constraint on itself is usage", 1,
+            expectError(() -> a.setEdgeConstraint(a, Node.EDGE_REQUIRED), "self").getCode());
         d.learnStructure();
-        int links = a.getParents().size() + b.getParents().size();
-        equal(constraint == Node.EDGE_FORBIDDEN ? 0 : 1, links, "links between A and B, constraint " + constraint);
-        check(c.getParents().isEmpty() && c.getChildren().isEmpty(), "C stays alone");
+        rows("links between A and B, constraint " + constraint, constraint == Node.EDGE_FORBIDDEN ? 0 : 1,
+            a.getParents().size() + b.getParents().size(),
+            "C stays alone", true, c.getParents().isEmpty() && c.getChildren().isEmpty());
         if (constraint == Node.FORWARD_EDGE_REQUIRED) equal(List.of(a), b.getParents(), "A -> B required");
-        equal(1, expectError(() -> a.setEdgeConstraint(a, Node.EDGE_REQUIRED), "self").getCode(), "usage");
       }
     }
   }
@@ -238,16 +225,12 @@ public final class FamiliesTest {
       d.propagate();
       try (Table mix = x1.getDistribution()) {
         double[] w = mix.getData();
-        double mean = 0, square = 0;
-        for (int i = 0; i < w.length; i++) {
-          double m = mix.getMean(i, x1);
-          mean += w[i] * m;
-          square += w[i] * (mix.getVariance(i, x1) + m * m);
-        }
-        near(-0.6525050206180855, mean, 1e-9, "mixture mean");
-        near(4.605975004466329, square - mean * mean, 1e-9, "mixture variance");
-        near(x1.getMean(), mean, 1e-9, "node mean");
+        double mean = 0;
+        for (int i = 0; i < w.length; i++) mean += w[i] * mix.getMean(i, x1);
+        near(-0.6525050206180855, mean, 1e-9, "the mixture's mean");
+        near(mean, x1.getMean(), 1e-9, "the node's mean");
       }
+      near(4.605975004466329, x1.getVariance(), 1e-9, "the node's variance");
       x1.enterValue(-2.647);
       x2.enterValue(5.575);
       d.propagate();
@@ -288,24 +271,22 @@ public final class FamiliesTest {
       Node truth = d.getNodeByName("Truth");
       equal(null, faults.getModel(), "no model yet");
       Model m = faults.newModel(List.of(mode));
-      check(m == faults.getModel(), "one peer per model");
-      equal(List.of(mode), m.getNodes(), "model nodes");
-      equal(2L, m.getSize(), "one expression per state of Mode");
+      rows("one peer per model", m, faults.getModel(), "model nodes", List.of(mode), m.getNodes(),
+          "one expression per state of Mode", 2L, m.getSize());
       m.setExpression(0, "Binomial(3, 0.1)");
       try (Expression two = Expression.number(2)) {
         m.setExpression(1, two);
         equal("2", two.toString(), "the caller keeps its expression");
       }
       check(!m.tableIsGenerated(), "not generated yet");
-      faults.generateTable();
+      d.generateTables();
       check(m.tableIsGenerated(), "generated");
       near(new double[] {0.729, 0.243, 0.027, 0.001, 0, 0, 1, 0}, faults.getTable().getData(), 1e-15,
           "Binomial(3, 0.1), then state 2");
       Expression held = m.getExpression(0);
-      equal(69, held.getOperator(), "Binomial");
-      equal("Binomial (3, 0.1)", m.getExpressionString(0), "text of the model's expression");
-      equal("Binomial (3, 0.1)", held.toString(), "printing does not release it");
-      equal(2.0, m.getExpression(1).getNumber(), "the stored copy");
+      rows("Binomial", 69, held.getOperator(), "text of the model's expression", "Binomial (3, 0.1)", m.getExpressionString(0),
+          "printing does not release it", "Binomial (3, 0.1)", held.toString(),
+          "the stored copy", 2.0, m.getExpression(1).getNumber());
 
       List<String> messages = new ArrayList<>();
       OrvelException syntax = expectError(() -> m.setExpression(0, "Binomial(3,", (l, s) -> messages.add(s)), "syntax");
@@ -314,35 +295,28 @@ public final class FamiliesTest {
       check(expectError(faults::generateTable, "p = 2") instanceof OrvelException.InvalidExpressionException,
           "invalid_expression");
       near(0.729, faults.getTable().getDataItem(0), 1e-15, "the table is kept");
-      try {
-        held.getOperator();
-        throw new AssertionError("a replaced expression refuses calls");
-      } catch (IllegalStateException expected) {
-        // the model no longer holds it
-      }
+      expectDead(held::getOperator, "a replaced expression refuses calls");
       m.setExpression(0, "Binomial(3, 0.5)");
       m.setNumberOfSamplesPerInterval(7);
       equal(7L, m.getNumberOfSamplesPerInterval(), "samples per interval");
 
-      equal(17, expectError(f::getValue, "before compiling").getCode(), "not_compiled");
+      rows("no value before compiling", 17, expectError(f::getValue, "value").getCode(),
+          "no quantile", 17, expectError(() -> faults.getQuantile(0.5), "quantile").getCode());
       d.compile();
       d.propagate();
       double[] pf = {0.6 * 0.125 + 0.4 * 0, 0.6 * 0.375, 0.6 * 0.375 + 0.4, 0.6 * 0.125};
       near(pf, faults.getBeliefs(), 1e-15, "Faults after generation at compilation");
-      double mean = 0, square = 0;
-      for (int k = 0; k < 4; k++) {
-        mean += k * pf[k];
-        square += k * k * pf[k];
-      }
-      near(1 - pf[0] + 10 * (square - mean * mean), f.getValue(), 1e-12, "function value");
+      // P(Faults >= 1) + 10 Var(Faults), with E(Faults) = 1.7 and E(Faults^2) = 3.4
+      near(1 - pf[0] + 10 * (3.4 - 1.7 * 1.7), f.getValue(), 1e-12, "function value");
       near(2.0, faults.getQuantile(0.6), 0, "0.6-quantile of Faults");
       near(0.5, truth.getQuantile(0.35), 1e-12, "interval quantile interpolates in [0, 1)");
 
       truth.doubleNumberOfIntervals();
-      near(new double[] {-1, 0, 0.5, 1, 2}, new double[] {truth.getStateValue(1), truth.getStateValue(2),
-          truth.getStateValue(3), truth.getStateValue(4), truth.getStateValue(5)}, 0, "midpoints and end widths");
+      rows("split", 6L, truth.getNumberOfStates(), "at the midpoint of [0, 1)", 0.5, truth.getStateValue(3));
       truth.halveNumberOfIntervals();
-      equal(3L, truth.getNumberOfStates(), "merged back");
+      faults.setStateValue(3, 30);
+      rows("merged back", 3L, truth.getNumberOfStates(), "state value set", 30.0, faults.getStateValue(3),
+          "the state of value 2", 2L, faults.getStateIndex(2.0), "no state of 1.5", -1L, faults.getStateIndex(1.5));
 
       m.delete();
       check(m.isDeleted() && faults.getModel() == null, "deleting zeroes the model's peer");
@@ -374,11 +348,10 @@ public final class FamiliesTest {
       }
       Model api = rain.newModel(List.of());
       OwnPeer own = new OwnPeer();
-      long list = NativesTest.list(rain.nodePeer);
-      long raw = N.orvNodeNewModel(wet.nodePeer, list);
-      N.orvListDelete(list);
+      long raw = NativesTest.newModel(wet.nodePeer, rain.nodePeer);
       own.modelPeer = raw;
-      equal(0, N.orvModelSetBackpointer(raw, own), "a program's own model peer");
+      rows("a program's own model peer", 0, N.orvModelSetBackpointer(raw, own), "read back", own,
+          N.orvModelGetBackpointer(raw), "the node's home backpointer", d, N.orvNodeGetHomeBackpointer(wet.nodePeer));
       N.orvModelDelete(raw);
       api.delete();
       equal(42L, own.tag, "the other field is untouched");

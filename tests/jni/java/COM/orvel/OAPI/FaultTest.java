@@ -3,8 +3,10 @@ package COM.orvel.OAPI;
 import static COM.orvel.OAPI.BindingTest.N;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
+import static COM.orvel.OAPI.TestRunner.rows;
 
 import COM.orvel.OAPI.Native.TestHooks;
+import java.util.List;
 import java.util.function.Supplier;
 
 /**
@@ -38,16 +40,21 @@ public final class FaultTest {
     throw new AssertionError(what + " never succeeded");
   }
 
+  static int sweep(String what, Runnable op, Runnable undo, Supplier<String> state) {
+    return sweep(what, () -> {
+      op.run();
+      return null;
+    }, undo, state);
+  }
+
   public static void testNoMemoryLeavesNoGlobalReference() {
     try (Domain d = Domain.parse(BindingTest.RAIN)) {
       Supplier<String> nodes = () -> d.getNodes().toString();
       check(sweep("newNode", () -> d.newNode(Node.CHANCE, Node.DISCRETE), () -> d.getNodes().get(0).delete(), nodes)
             > 0, "node creation allocates");
       check(sweep("parse", () -> Domain.parse(BindingTest.RAIN), () -> {}, () -> "") > 5, "parsing allocates");
-      check(sweep("setName", () -> {
-        d.getNodeByName("Rain").setName("Sun");
-        return null;
-      }, () -> d.getNodeByName("Sun").setName("Rain"), nodes) > 0, "renaming allocates");
+      check(sweep("setName", () -> d.getNodeByName("Rain").setName("Sun"), () -> d.getNodeByName("Sun").setName("Rain"),
+          nodes) > 0, "renaming allocates");
     }
   }
 
@@ -56,7 +63,7 @@ public final class FaultTest {
    * deleteSourceLists and by closing the domain; unfolding under injected
    * failures leaves nothing behind.
    */
-  public static void testSourceListsReleaseTheirReferences() {
+  public static void testSourceListsReleaseTheirReferences() throws Exception {
     try (ClassCollection first = new ClassCollection()) {
       first.newClass();  // the first class peer pins the peer class for good
     }
@@ -87,34 +94,49 @@ public final class FaultTest {
     equal(start, TestHooks.liveGlobalRefs(), "every reference released");
   }
 
-  /** Printing releases an expression that nothing holds, and only such an expression. */
-  public static void testPrintingReleasesTemporaryExpressions() {
+  /**
+   * Expressions: leaves, a composite sharing its operands, a model's own
+   * copies; printing releases an expression that nothing holds, and only such
+   * an expression.
+   */
+  public static void testExpressionsAndWhatPrintingReleases() {
     try (Domain d = BindingTest.rain()) {
       long wet = d.getNodeByName("Wet").nodePeer, rain = d.getNodeByName("Rain").nodePeer;
       long blocks = TestHooks.liveBlocks();
       equal("2.5", N.orvExpressionToString(N.orvNumberMakeExpression(2.5)), "text");
       equal(blocks, TestHooks.liveBlocks(), "a temporary expression is released");
-      long parents = NativesTest.list(rain);
-      long model = N.orvNodeNewModel(wet, parents);
-      N.orvListDelete(parents);
+      long node = N.orvNodeMakeExpression(rain), label = N.orvLabelMakeExpression("yes");
+      long truth = N.orvBooleanMakeExpression(true), operands = NativesTest.list(node, label);
+      rows("node leaf", rain, N.orvExpressionGetNode(node), "label leaf", "yes", N.orvExpressionGetLabel(label),
+          "boolean leaf", true, N.orvExpressionGetBoolean(truth), "delete a leaf", 0, N.orvExpressionDelete(truth));
+      long equals = N.orvMakeCompositeExpression(108, operands);
+      N.orvListDelete(operands);
+      rows("composite", true, N.orvExpressionIsComposite(equals),
+          "the operands are shared", List.of(node, label), NativesTest.items(N.orvExpressionGetOperands(equals)),
+          "deleting the composite frees its operands", 0, N.orvExpressionDelete(equals),
+          "no expression left", blocks, TestHooks.liveBlocks());
+
+      long model = NativesTest.newModel(wet, rain);
       equal(0, N.orvModelSetExpressionFromString(model, 0, "Distribution (0.7, 0.3)", null), "parsed");
       long held = N.orvModelGetExpression(model, 0);
       N.orvExpressionToString(held);
-      equal(0, N.orvExpressionDelete(held), "deleting what a model holds does nothing");
-      equal("Distribution (0.7, 0.3)", N.orvExpressionToString(held), "the model's expression survives");
-      long four = N.orvNumberMakeExpression(4), operands = NativesTest.list(four);
+      rows("deleting what a model holds does nothing", 0, N.orvExpressionDelete(held),
+          "the model's expression survives printing", "Distribution (0.7, 0.3)", N.orvExpressionToString(held),
+          "a copy at index 1", 0, N.orvModelSetExpression(model, 1, held),
+          "the model keeps its own copy", true, N.orvModelGetExpression(model, 1) != held,
+          "generate", 0, N.orvNodeGenerateTable(wet),
+          "P(Wet = no | Rain = no)", 0.3, N.orvTableGetDataItem(N.orvNodeGetTable(wet), 3));
+      long four = N.orvNumberMakeExpression(4);
+      operands = NativesTest.list(four);
       long root = N.orvMakeCompositeExpression(92, operands);
       N.orvListDelete(operands);
-      equal("4", N.orvExpressionToString(four), "an operand is printed");
-      equal("4", N.orvExpressionToString(four), "and kept");
-      equal("sqrt (4)", N.orvExpressionToString(root), "the composite is released with its operand");
-      equal(0, N.orvModelDelete(model), "the model releases its expressions");
-      equal(blocks, TestHooks.liveBlocks(), "nothing left behind");
+      rows("an operand is printed", "4", N.orvExpressionToString(four), "and kept", "4", N.orvExpressionToString(four),
+          "the composite is released with its operand", "sqrt (4)", N.orvExpressionToString(root),
+          "the model releases its expressions", 0, N.orvModelDelete(model), "no model", 0L, N.orvNodeGetModel(wet));
       Expression leaf = Expression.number(0.25);
-      equal("0.25", leaf.toString(), "Java text");
-      equal("0.25", leaf.toString(), "the Java object stays usable");
+      rows("Java text", "0.25", leaf.toString(), "the Java object stays usable", "0.25", leaf.toString());
       leaf.close();
-      equal(blocks, TestHooks.liveBlocks(), "closed");
+      equal(blocks, TestHooks.liveBlocks(), "nothing left behind");
     }
   }
 }

@@ -3,13 +3,14 @@ package COM.orvel.OAPI;
 import static COM.orvel.OAPI.TestRunner.check;
 import static COM.orvel.OAPI.TestRunner.equal;
 
-import java.io.ByteArrayOutputStream;
-import java.io.InputStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 
@@ -72,12 +73,9 @@ public final class RequestTest {
       command.addAll(cases.get(i));
     }
     Process p = new ProcessBuilder(command).redirectErrorStream(true).start();
-    ByteArrayOutputStream bytes = new ByteArrayOutputStream();
-    try (InputStream in = p.getInputStream()) {
-      in.transferTo(bytes);
-    }
+    String out = new String(p.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
     equal(0, p.waitFor(), "C request on " + file);
-    return bytes.toString(StandardCharsets.UTF_8);
+    return out;
   }
 
   /** Beliefs equal to the C API's to the last bit, on every reference case. */
@@ -98,24 +96,13 @@ public final class RequestTest {
                       Path.of(DATA, "networks", "child.net").toString()};
     List<List<List<String>>> cases = List.of(cases("alarm"), cases("child"));
     String[] expected = {javaRequest(files[0], cases.get(0)), javaRequest(files[1], cases.get(1))};
-    String[][] got = new String[2][20];
-    Thread[] threads = new Thread[2];
-    Throwable[] errors = new Throwable[2];
-    for (int t = 0; t < 2; t++) {
-      final int k = t;
-      threads[t] = new Thread(() -> {
-        try {
-          for (int i = 0; i < got[k].length; i++) got[k][i] = javaRequest(files[k], cases.get(k));
-        } catch (Throwable e) {
-          errors[k] = e;
-        }
-      });
-      threads[t].start();
+    ExecutorService threads = Executors.newFixedThreadPool(2);
+    List<Future<String>> runs = new ArrayList<>();
+    for (int i = 0; i < 40; i++) {
+      int k = i % 2;
+      runs.add(threads.submit(() -> javaRequest(files[k], cases.get(k))));
     }
-    for (int t = 0; t < 2; t++) {
-      threads[t].join();
-      if (errors[t] != null) throw new AssertionError("thread " + t, errors[t]);
-      for (String g : got[t]) equal(expected[t], g, "thread " + t);
-    }
+    for (int i = 0; i < 40; i++) equal(expected[i % 2], runs.get(i).get(), "run " + i);
+    threads.shutdown();
   }
 }

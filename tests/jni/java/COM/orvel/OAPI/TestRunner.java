@@ -5,6 +5,7 @@ import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
 import java.util.Arrays;
 import java.util.Comparator;
+import java.util.List;
 
 /**
  * Runs the public static no-argument methods named test* of the classes given
@@ -47,10 +48,16 @@ public final class TestRunner {
     }
   }
 
-  static void near(double expected, double actual, String what) {
-    if (!(Math.abs(expected - actual) <= 1e-12 * Math.max(1.0, Math.abs(expected)))) {
+  /** Equal within tolerance, relative to the expected value's magnitude when above 1. */
+  static void near(double expected, double actual, double tolerance, String what) {
+    if (!(Math.abs(expected - actual) <= tolerance * Math.max(1.0, Math.abs(expected)))) {
       throw new AssertionError(what + ": expected " + expected + ", got " + actual);
     }
+  }
+
+  static void near(double[] expected, double[] actual, double tolerance, String what) {
+    equal(expected.length, actual.length, what + ": length");
+    for (int i = 0; i < expected.length; i++) near(expected[i], actual[i], tolerance, what + " [" + i + "]");
   }
 
   /**
@@ -61,18 +68,40 @@ public final class TestRunner {
   static void rows(Object... table) {
     if (table.length % 3 != 0) throw new AssertionError("rows come in threes: " + table.length);
     for (int i = 0; i < table.length; i += 3) {
-      if (table[i + 1] instanceof Double e && table[i + 2] instanceof Double a) near(e, a, (String) table[i]);
+      if (table[i + 1] instanceof Double e && table[i + 2] instanceof Double a) near(e, a, 1e-12, (String) table[i]);
       else equal(table[i + 1], table[i + 2], (String) table[i]);
     }
   }
 
-  /** Runs body and returns the OrvelException it throws (fails if none). */
-  static OrvelException expectError(Runnable body, String what) {
+  /** Runs body and returns the exception of that type it throws (fails if none). */
+  static <T extends Throwable> T expectThrown(java.lang.Class<T> type, Runnable body, String what) {
     try {
       body.run();
-    } catch (OrvelException e) {
-      return e;
+    } catch (Throwable e) {
+      if (type.isInstance(e)) return type.cast(e);
+      throw new AssertionError(what + ": " + e, e);
     }
-    throw new AssertionError(what + ": no OrvelException");
+    throw new AssertionError(what + ": no " + type.getSimpleName());
+  }
+
+  static OrvelException expectError(Runnable body, String what) {
+    return expectThrown(OrvelException.class, body, what);
+  }
+
+  /** A deleted or closed Java object refuses calls on the Java side. */
+  static void expectDead(Runnable body, String what) {
+    expectThrown(IllegalStateException.class, body, what);
+  }
+
+  static List<Double> boxed(double[] values) {
+    return Arrays.stream(values).boxed().toList();
+  }
+
+  /** A chance node of that name with two states. */
+  static Node binary(Domain d, String name) {
+    Node n = d.newNode(Node.CHANCE, Node.DISCRETE);
+    n.setName(name);
+    n.setNumberOfStates(2);
+    return n;
   }
 }
