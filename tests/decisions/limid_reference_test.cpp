@@ -4,14 +4,15 @@
 // utilities under the policies, per option and per policy row.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <string>
 #include <vector>
 
 #include "decisions/spu.h"
 #include "orvel.h"
+#include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 #include "support/json.h"
+#include "support/reference_checks.h"
 
 namespace orv {
 namespace {
@@ -19,7 +20,7 @@ namespace {
 const std::string kData = ORVEL_DATA_DIR;
 
 void expect_close(double actual, double expected, const std::string &what) {
-  EXPECT_NEAR(actual, expected, 1e-9 * std::max(1.0, std::fabs(expected))) << what;
+  EXPECT_NEAR(actual, expected, test::reference_tolerance(expected)) << what;
 }
 
 orv_node_t node(orv_domain_t d, const std::string &name) {
@@ -28,22 +29,16 @@ orv_node_t node(orv_domain_t d, const std::string &name) {
   return n;
 }
 
-// The reference key of row r of a decision's policy: "P1=label,P2=label".
+// The reference key of row r of a decision's policy: "P1=label,P2=label",
+// the parents in the order of the policy table.
 std::string row_key(orv_node_t decision, std::size_t r) {
-  orv_node_t *parents = orv_node_get_parents(decision);
-  std::vector<orv_node_t> list;
-  for (orv_node_t *p = parents; *p; ++p) list.push_back(*p);
-  std::vector<std::size_t> state(list.size());
-  for (std::size_t k = list.size(); k-- > 0;) {
-    const std::size_t n = orv_node_get_number_of_states(list[k]);
-    state[k] = r % n;
-    r /= n;
-  }
+  orv_table_t t = orv_node_get_table(decision);
+  orv_node_t *nodes = orv_table_get_nodes(t);
+  std::vector<std::size_t> state(test::names_of(nodes).size());
+  orv_table_get_configuration_from_index(t, state.data(), r * orv_node_get_number_of_states(decision));
   std::string key;
-  for (std::size_t k = 0; k < list.size(); ++k) {
-    if (k) key += ",";
-    key += std::string(orv_node_get_name(list[k])) + "=" + orv_node_get_state_label(list[k], state[k]);
-  }
+  for (std::size_t k = 0; nodes[k] != decision; ++k)
+    key += std::string(k ? "," : "") + orv_node_get_name(nodes[k]) + "=" + orv_node_get_state_label(nodes[k], state[k]);
   return key;
 }
 
@@ -85,17 +80,13 @@ void expect_trace(const Recorder &recorder, const test::Json &trace, const std::
                      what + " " + key + " option " + std::to_string(o));
         if (got.optimal[r * got.options + o]) optimal.push_back(orv_node_get_state_label(got.node, o));
       }
-      std::vector<std::string> expected;
-      for (const auto &label : want["optimal"][key].items) expected.push_back(label.text);
-      EXPECT_EQ(optimal, expected) << what << " " << key;
+      EXPECT_EQ(optimal, want["optimal"][key].texts()) << what << " " << key;
     }
   }
 }
 
 void expect_results(orv_domain_t d, const test::Json &results, const std::string &name) {
-  for (const auto &[n, beliefs] : results["beliefs"].members)
-    for (std::size_t s = 0; s < beliefs.items.size(); ++s)
-      expect_close(orv_node_get_belief(node(d, n), s), beliefs.items[s].number, name + " belief " + n);
+  test::expect_reference_marginals(d, results["beliefs"], name);
   for (const auto &[u, value] : results["utility_eu"].members)
     expect_close(orv_node_get_expected_utility(node(d, u), 0), value.number, name + " EU " + u);
   expect_close(orv_domain_get_expected_utility(d), results["overall_eu"].number, name + " overall EU");
@@ -152,11 +143,7 @@ TEST_P(LimidReference, SinglePolicyUpdatingMatchesExactSolution) {
   ASSERT_NE(d, nullptr) << orv_error_name(orv_error_code());
   ASSERT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code());
 
-  std::vector<std::string> order;
-  for (orv_node_t *x = orv_domain_get_decision_order(d); x && *x; ++x) order.push_back(orv_node_get_name(*x));
-  std::vector<std::string> expected_order;
-  for (const auto &x : ref["decision_order"].items) expected_order.push_back(x.text);
-  EXPECT_EQ(order, expected_order);
+  EXPECT_EQ(test::names_of(orv_domain_get_decision_order(d)), ref["decision_order"].texts());
 
   Recorder recorder;
   ASSERT_NO_THROW(update_policies(d, &recorder));
@@ -165,11 +152,8 @@ TEST_P(LimidReference, SinglePolicyUpdatingMatchesExactSolution) {
   EXPECT_EQ(recorder.entries.back().pass, static_cast<std::size_t>(ref["spu"]["passes"].number));
 
   for (const auto &[decision, policy] : ref["spu"]["policies"].members) {
-    orv_table_t t = orv_node_get_table(node(d, decision));
-    const double *data = orv_table_get_data(t);
-    ASSERT_EQ(orv_table_get_size(t), policy["table"].items.size()) << decision;
-    for (std::size_t i = 0; i < policy["table"].items.size(); ++i)
-      EXPECT_NEAR(data[i], policy["table"].items[i].number, 1e-12) << name << " policy " << decision << " entry " << i;
+    test::expect_all_near(test::table_values(orv_node_get_table(node(d, decision))), policy["table"].numbers(), 1e-12,
+                          name + " policy " + decision);
   }
   expect_close(orv_domain_get_expected_utility(d), ref["spu"]["expected_utility"].number, name + " SPU EU");
   expect_results(d, ref["results"], name);

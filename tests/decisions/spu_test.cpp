@@ -49,13 +49,18 @@ orv_node_t node(const DomainPtr &d, const char *name) { return orv_domain_get_no
 
 std::vector<double> table_of(orv_node_t n) { return test::table_values(orv_node_get_table(n)); }
 
+// The diagram above, compiled.
+struct Diagram : ::testing::Test {
+  void SetUp() override { ASSERT_NE(d, nullptr); }
+  DomainPtr d = compiled(kDiagram);
+  orv_domain_t dd = d.get();
+};
+
 std::vector<double> policies(orv_domain_t d) {
   std::vector<double> all;
   for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n))
-    if (orv_node_get_category(n) == orv_category_decision) {
-      const std::vector<double> t = table_of(n);
-      all.insert(all.end(), t.begin(), t.end());
-    }
+    if (orv_node_get_category(n) == orv_category_decision)
+      for (double p : table_of(n)) all.push_back(p);
   return all;
 }
 
@@ -83,11 +88,8 @@ TEST(PolicyUpdate, ToleranceTiesAndRenormalization) {
   }
 }
 
-TEST(Decisions, EmptyPolicyIsUniformAndEvidenceRespectsFreeWill) {
-  DomainPtr d = compiled(kDiagram);
-  ASSERT_NE(d, nullptr);
+TEST_F(Diagram, EmptyPolicyIsUniformAndEvidenceRespectsFreeWill) {
   for (double p : table_of(node(d, "D"))) EXPECT_DOUBLE_EQ(p, 1 / 3.0);
-  orv_domain_t dd = d.get();
   const double prior_o = orv_node_get_belief(node(d, "O"), 0);
   EXPECT_NEAR(prior_o, 0.3 * 0.8 + 0.7 * 0.1, 1e-12);
 
@@ -131,9 +133,7 @@ TEST(Decisions, EmptyPolicyIsUniformAndEvidenceRespectsFreeWill) {
   EXPECT_NEAR(orv_domain_get_expected_utility(dd), solved_eu, 1e-9);
 }
 
-TEST(Decisions, RequisiteParentsDropWorthlessObservations) {
-  DomainPtr d = compiled(kDiagram);
-  ASSERT_NE(d, nullptr);
+TEST_F(Diagram, RequisiteParentsDropWorthlessObservations) {
   EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(d, "D"))), std::vector<std::string>{"O"});
   EXPECT_EQ(test::names_of(orv_node_get_requisite_ancestors(node(d, "D"))), (std::vector<std::string>{"O", "H"}));
   // Once the utility ignores H, observing O is worthless as well.
@@ -218,10 +218,7 @@ potential (U | X) { data = (10 2); }
   EXPECT_EQ(orv_node_get_expected_utility(node(d, "D"), 0), 10.0);
 }
 
-TEST(Decisions, UsageAndPreconditions) {
-  DomainPtr d = compiled(kDiagram);
-  ASSERT_NE(d, nullptr);
-  orv_domain_t dd = d.get();
+TEST_F(Diagram, UsageAndPreconditions) {
   orv_node_t chance = node(d, "H"), decision = node(d, "D"), utility = node(d, "U");
   double out[12];
   test::expect_usage_calls(
@@ -301,35 +298,27 @@ RowValues row_values(orv_node_t decision) {
 // Per-row expected utilities of D (rows O,N; options a b c): observing a
 // parent makes the other rows impossible without changing the values of the
 // rows that remain, and making the decision changes nothing above it.
-TEST(Decisions, RowUtilitiesUnderEvidenceAndTheirContract) {
-  DomainPtr d = compiled(kDiagram);
-  ASSERT_NE(d, nullptr);
-  orv_domain_t dd = d.get();
+TEST_F(Diagram, RowUtilitiesUnderEvidenceAndTheirContract) {
   orv_node_t decision = node(d, "D");
   const RowValues free = row_values(decision);
   ASSERT_EQ(free.status, orv_error_none);
   // P(O = y) = 0.3 * 0.8 + 0.7 * 0.1 = 0.31; N is uniform and independent.
   const std::vector<double> rows{0.155, 0.155, 0.345, 0.345};
-  for (std::size_t r = 0; r < 4; ++r) EXPECT_NEAR(free.probabilities[r], rows[r], 1e-12) << r;
+  test::expect_all_near(free.probabilities, rows, 1e-12);
 
   ASSERT_EQ(orv_node_select_state(node(d, "O"), 1), orv_error_none);
   ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   const RowValues observed = row_values(decision);
   ASSERT_EQ(observed.status, orv_error_none);
-  for (std::size_t r = 0; r < 4; ++r) {
-    EXPECT_NEAR(observed.probabilities[r], r < 2 ? 0.0 : 0.5, 1e-12) << r;
-    for (std::size_t o = 0; o < 3; ++o)
-      EXPECT_NEAR(observed.utilities[r * 3 + o], r < 2 ? 0.0 : free.utilities[r * 3 + o], 1e-9) << r << o;
-  }
+  std::vector<double> remaining = free.utilities;  // rows (y, x) and (y, z) are now impossible
+  std::fill(remaining.begin(), remaining.begin() + 6, 0.0);
+  test::expect_all_near(observed.utilities, remaining, 1e-9);
+  test::expect_all_near(observed.probabilities, {0.0, 0.0, 0.5, 0.5}, 1e-12);
   ASSERT_EQ(orv_node_select_state(decision, 2), orv_error_none);
   ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   const RowValues made = row_values(decision);
-  for (std::size_t e = 0; e < 12; ++e) {
-    EXPECT_NEAR(made.utilities[e], observed.utilities[e], 1e-12) << e;
-    if (e < 4) {
-      EXPECT_NEAR(made.probabilities[e], observed.probabilities[e], 1e-12) << e;
-    }
-  }
+  test::expect_all_near(made.utilities, observed.utilities, 1e-12, "utilities");
+  test::expect_all_near(made.probabilities, observed.probabilities, 1e-12, "probabilities");
 
   ASSERT_EQ(orv_domain_retract_findings(dd), orv_error_none);
   ASSERT_EQ(orv_domain_propagate(dd, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
@@ -352,9 +341,7 @@ TEST(Decisions, RowUtilitiesUnderEvidenceAndTheirContract) {
 
 // The belief report writes beside each option of a decision the expected
 // utility of taking it in every row, also for options the policy never takes.
-TEST(Decisions, BeliefReportGivesOptionsTheUtilityOfTakingThem) {
-  DomainPtr d = compiled(kDiagram);
-  ASSERT_NE(d, nullptr);
+TEST_F(Diagram, BeliefReportGivesOptionsTheUtilityOfTakingThem) {
   ASSERT_EQ(orv_domain_update_policies(d.get()), orv_error_none);
   orv_node_t decision = node(d, "D");
   const std::string report = test::capture_log(d.get(), [&] { ASSERT_EQ(orv_node_report_beliefs(decision), orv_error_none); });

@@ -6,10 +6,13 @@
 
 #include <cmath>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "expr/distribution.h"
 #include "expr/evaluate.h"
+#include "support/contract_sweep.h"
+#include "support/domain_fixture.h"
 
 namespace orv {
 namespace {
@@ -26,6 +29,18 @@ double simpson(const std::function<double(double)> &f, double a, double b, int n
   double s = f(a) + f(b);
   for (int i = 1; i < n; ++i) s += f(a + i * h) * (i % 2 ? 4.0 : 2.0);
   return s * h / 3.0;
+}
+
+// `run` must fail with an invalid_expression evaluation error and a reason.
+template <class Run>
+void expect_invalid(Run run, const std::string &what) {
+  try {
+    run();
+    ADD_FAILURE() << what << " was accepted";
+  } catch (const EvaluationError &e) {
+    EXPECT_EQ(e.code, orv_error_invalid_expression) << what;
+    EXPECT_NE(e.reason, nullptr) << what;
+  }
 }
 
 TEST(Distributions, ClosedFormCdfsAtChosenPoints) {
@@ -96,10 +111,8 @@ TEST(Distributions, IntegerFamiliesAndAggregate) {
   // Binomial(2, 1/2) copies of a Bernoulli(0.3).
   Distribution s = aggregated(make(orv_op_Binomial, {2, 0.5}), make(orv_op_Binomial, {1, 0.3}));
   prepare(s, 5);
-  EXPECT_NEAR(probability_of(s, 0), 0.25 + 0.5 * 0.7 + 0.25 * 0.49, 1e-15);
-  EXPECT_NEAR(probability_of(s, 1), 0.5 * 0.3 + 0.25 * 2 * 0.21, 1e-15);
-  EXPECT_NEAR(probability_of(s, 2), 0.25 * 0.09, 1e-15);
-  EXPECT_EQ(probability_of(s, 3), 0.0);
+  test::expect_all_near({probability_of(s, 0), probability_of(s, 1), probability_of(s, 2), probability_of(s, 3)},
+                        {0.25 + 0.5 * 0.7 + 0.25 * 0.49, 0.5 * 0.3 + 0.25 * 2 * 0.21, 0.25 * 0.09, 0.0}, 1e-15);
   // A fixed count of 3 Poisson(1) copies is Poisson(3).
   Distribution p = aggregated(point_mass(3), make(orv_op_Poisson, {1.0}));
   prepare(p, 10);
@@ -142,29 +155,12 @@ TEST(Distributions, InvalidParametersFail) {
       {orv_op_NegativeBinomial, {1, 0}}, {orv_op_Geometric, {-0.1}},    {orv_op_Distribution, {0.0, 0.0}},
       {orv_op_Normal, {NAN, 1.0}},
   };
-  for (const Case &c : cases) {
-    try {
-      make(c.op, c.args);
-      ADD_FAILURE() << c.op << " accepted invalid parameters";
-    } catch (const EvaluationError &e) {
-      EXPECT_EQ(e.code, orv_error_invalid_expression);
-      EXPECT_NE(e.reason, nullptr);
-    }
-  }
+  for (const Case &c : cases) expect_invalid([&] { make(c.op, c.args); }, std::to_string(c.op));
   EXPECT_THROW(truncated(make(orv_op_Normal, {0, 1}), 2.0, 1.0), EvaluationError);
   EXPECT_THROW(aggregated(make(orv_op_Normal, {0, 1}), point_mass(1)), EvaluationError);
   const bool present[] = {true, false};
   const double bad[] = {0.5, 2.0};
   EXPECT_THROW(make_noisy_or(present, bad, 2), EvaluationError);
-}
-
-TEST(Distributions, NoisyOrMultipliesTheInhibitorsOfPresentCauses) {
-  const bool present[] = {true, false, true, true};  // the last pair is the leak
-  const double inhibitors[] = {0.2, 0.5, 0.6, 0.9};
-  const Distribution d = make_noisy_or(present, inhibitors, 4);
-  ASSERT_EQ(d.weights.size(), 2u);
-  EXPECT_NEAR(d.weights[0], 0.2 * 0.6 * 0.9, 1e-15);
-  EXPECT_NEAR(d.weights[1], 1.0 - 0.2 * 0.6 * 0.9, 1e-15);
 }
 
 // A: the number 2 in state 1; L: the label "high".
@@ -185,18 +181,15 @@ struct FixedContext : EvaluationContext {
 };
 
 struct Evaluation : ::testing::Test {
-  orv_domain_t d = orv_new_domain();
+  test::DomainPtr d = test::new_domain();
   FixedContext context;
   void SetUp() override {
-    context.a = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
-    context.l = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
-    ASSERT_EQ(orv_node_set_name(context.a, "A"), 0);
-    ASSERT_EQ(orv_node_set_name(context.l, "L"), 0);
+    context.a = test::add_node(d.get(), "A");
+    context.l = test::add_node(d.get(), "L");
     ASSERT_EQ(orv_node_set_subtype(context.a, orv_subtype_number), 0);
   }
-  void TearDown() override { orv_domain_delete(d); }
   Value run(const char *text) {
-    orv_expression_t e = orv_domain_string_to_expression(d, text, nullptr, nullptr);
+    orv_expression_t e = orv_domain_string_to_expression(d.get(), text, nullptr, nullptr);
     EXPECT_NE(e, nullptr) << text;
     if (!e) return {};
     Value v = evaluate(e, context);
@@ -205,10 +198,12 @@ struct Evaluation : ::testing::Test {
   }
 };
 
-TEST_F(Evaluation, NumericOperators) {
-  struct Case {
+// Numeric results, and booleans as 0 and 1.
+TEST_F(Evaluation, NumericAndLogicalOperators) {
+  const struct {
     const char *text;
     double expected;
+    int type = kTypeNumeric;
   } cases[] = {
       {"-2^2", -4.0},           {"1 + 2 * 3 - 4 / 8", 6.5},  {"2 ^ 3 ^ 2", 512.0},
       {"A * 10 + #A", 21.0},    {"min(3, A, 7)", 2.0},       {"max(3, A, 7)", 7.0},
@@ -217,29 +212,17 @@ TEST_F(Evaluation, NumericOperators) {
       {"cosh(0.5)", std::cosh(0.5)}, {"tanh(0.5)", std::tanh(0.5)}, {"sqrt(A)", std::sqrt(2.0)},
       {"abs(-3.5)", 3.5},       {"floor(-1.5) + ceil(1.2)", 0.0}, {"mod(7, 3)", 1.0},
       {"mod(-1, 3)", 2.0},      {"if(A > 1, 10, 20)", 10.0}, {"if(L == \"low\", 1, 2)", 2.0},
+      {"A == 2", 1, kTypeBoolean},   {"A != 2", 0, kTypeBoolean},  {"A < 3", 1, kTypeBoolean},
+      {"A > 3", 0, kTypeBoolean},    {"A <= 2", 1, kTypeBoolean},  {"A >= 2.5", 0, kTypeBoolean},
+      {"L == \"high\"", 1, kTypeBoolean}, {"L != \"high\"", 0, kTypeBoolean},
+      {"and(A == 2, L == \"high\")", 1, kTypeBoolean}, {"and(A == 2, false)", 0, kTypeBoolean},
+      {"and()", 1, kTypeBoolean}, {"or(false, A < 0)", 0, kTypeBoolean}, {"or(false, true)", 1, kTypeBoolean},
+      {"not(A == 2)", 0, kTypeBoolean}, {"true == true", 1, kTypeBoolean},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     const Value v = run(c.text);
-    EXPECT_EQ(v.type, kTypeNumeric) << c.text;
-    EXPECT_NEAR(v.number, c.expected, 1e-15) << c.text;
-  }
-}
-
-TEST_F(Evaluation, LogicalOperatorsAndComparisons) {
-  struct Case {
-    const char *text;
-    bool expected;
-  } cases[] = {
-      {"A == 2", true},   {"A != 2", false},  {"A < 3", true},    {"A > 3", false},
-      {"A <= 2", true},   {"A >= 2.5", false}, {"L == \"high\"", true}, {"L != \"high\"", false},
-      {"and(A == 2, L == \"high\")", true}, {"and(A == 2, false)", false}, {"and()", true},
-      {"or(false, A < 0)", false}, {"or(false, true)", true}, {"not(A == 2)", false},
-      {"true == true", true},
-  };
-  for (const Case &c : cases) {
-    const Value v = run(c.text);
-    EXPECT_EQ(v.type, kTypeBoolean) << c.text;
-    EXPECT_EQ(v.boolean, c.expected) << c.text;
+    EXPECT_EQ(v.type, c.type) << c.text;
+    EXPECT_NEAR(v.type == kTypeBoolean ? double(v.boolean) : v.number, c.expected, 1e-15) << c.text;
   }
 }
 
@@ -248,8 +231,10 @@ TEST_F(Evaluation, DistributionsAndFailures) {
   ASSERT_EQ(v.type, kTypeDistribution);
   EXPECT_EQ(v.distribution.family, orv_op_Normal);
   EXPECT_NEAR(interval_mass(v.distribution, -INFINITY, 2.0), 0.5, 1e-15);
+  // Noisy-or: the inhibitors of the present causes (the last pair is the leak) multiply.
   v = run("NoisyOR(A == 2, 0.25, A == 3, 0.5, true, 0.8)");
-  EXPECT_NEAR(v.distribution.weights[0], 0.2, 1e-15);
+  const auto &weights = v.distribution.weights;
+  test::expect_all_near(std::vector<double>(weights.begin(), weights.end()), {0.2, 0.8}, 1e-15, "noisy-or");
   v = run("truncate(0, Normal(0, 1))");
   EXPECT_NEAR(interval_mass(v.distribution, -1.0, 0.0), 0.0, 1e-15);
   v = run("aggregate(2, Binomial(1, 0.5))");
@@ -259,14 +244,9 @@ TEST_F(Evaluation, DistributionsAndFailures) {
   EXPECT_EQ(run("if(A == 2, 1, Normal(0, -1))").number, 1.0);
   for (const char *text : {"Normal(0, -1)", "Binomial(3, A)", "if(A == 1, 1, Uniform(A, A))", "probability(A == 2)",
                            "variance(A)", "quantile(A, 0.5)"}) {
-    orv_expression_t e = orv_domain_string_to_expression(d, text, nullptr, nullptr);
+    orv_expression_t e = orv_domain_string_to_expression(d.get(), text, nullptr, nullptr);
     ASSERT_NE(e, nullptr) << text;
-    try {
-      evaluate(e, context);
-      ADD_FAILURE() << text << " evaluated";
-    } catch (const EvaluationError &error) {
-      EXPECT_EQ(error.code, orv_error_invalid_expression) << text;
-    }
+    expect_invalid([&] { evaluate(e, context); }, text);
     orv_expression_delete(e);
   }
 }

@@ -15,35 +15,32 @@
 namespace orv {
 namespace {
 
-using test::add_continuous;
-using test::add_node;
-using test::set_state_count;
+using namespace test;
 
 TEST(CaseStore, GrowthAndShrinkRules) {
   auto d = test::new_domain();
   orv_node_t a = add_node(d.get(), "A");
   set_state_count(a, 3);
-  ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), 100), orv_error_none);
-  EXPECT_EQ(d->case_capacity, 100u);
+  const auto resize = [&](size_t count, size_t capacity) {
+    ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), count), orv_error_none);
+    EXPECT_EQ(d->case_capacity, capacity) << count;
+  };
+  resize(100, 100);
   orv_node_set_case_state(a, 99, 2);
   ASSERT_EQ(orv_domain_new_case(d.get()), 100u);
   EXPECT_EQ(d->case_capacity, 144u);  // 100 + 100/8 + 32
   EXPECT_EQ(orv_node_get_case_state(a, 99), 2);
   EXPECT_EQ(orv_node_get_case_state(a, 100), -1);
 
-  ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), 1000), orv_error_none);
-  EXPECT_EQ(d->case_capacity, 1000u);
+  resize(1000, 1000);
   for (size_t i = 0; i < 1000; ++i) orv_node_set_case_state(a, i, i % 3);
-  ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), 990), orv_error_none);
-  EXPECT_EQ(d->case_capacity, 1000u);  // 10 < 1000/4 + 64: kept, the tail cleared
-  ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), 1000), orv_error_none);
+  resize(990, 1000);  // 10 < 1000/4 + 64: kept, the tail cleared
+  resize(1000, 1000);
   EXPECT_EQ(orv_node_get_case_state(a, 989), 989 % 3);
   EXPECT_EQ(orv_node_get_case_state(a, 990), -1);
-  ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), 500), orv_error_none);
-  EXPECT_EQ(d->case_capacity, 500u);
+  resize(500, 500);
   EXPECT_EQ(orv_node_get_case_state(a, 499), 499 % 3);
-  ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), 0), orv_error_none);
-  EXPECT_EQ(d->case_capacity, 0u);
+  resize(0, 0);
   EXPECT_EQ(a->case_states, nullptr);
 }
 

@@ -29,14 +29,9 @@ const char *kNet =
     "  experience = ((-1 -1 -1) (-1 -1 -1)); }\n";
 
 struct Fixture {
-  orv_domain_t d = nullptr;
-  orv_node_t a, b, c;
-  Fixture() {
-    d = orv_net_parse_domain(kNet, nullptr, nullptr);
-    a = orv_domain_get_node_by_name(d, "A");
-    b = orv_domain_get_node_by_name(d, "B");
-    c = orv_domain_get_node_by_name(d, "C");
-  }
+  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+  orv_node_t a = orv_domain_get_node_by_name(d, "A"), b = orv_domain_get_node_by_name(d, "B"),
+             c = orv_domain_get_node_by_name(d, "C");
   ~Fixture() { orv_domain_delete(d); }
   // One case: states (-1 for missing) and a weight.
   void add(long sa, long sb, long sc, double weight = 1.0) {
@@ -167,26 +162,26 @@ TEST(EmLearning, LogLinesAndProgressHandlerStop) {
 // Allocation failure anywhere in EM, with and without worker threads:
 // no_memory, nothing leaked, tables and experience as they were, and the
 // domain ready to learn again.
-void sweep(std::size_t workers) {
-  Fixture f;
-  ASSERT_EQ(orv_domain_compile(f.d), orv_error_none);
-  for (int i = 0; i < 12; ++i) f.add(i % 2, i % 3 == 0 ? -1 : i % 3, i % 4 == 0 ? -1 : i % 2);
-  orv_domain_set_em_concurrency_level(f.d, workers);
-  const auto tables = f.table(f.a), tables_b = f.table(f.b), experience = f.experience(f.b);
-  const auto run = test::expect_no_memory_sweep(
-      "learn", [&] { return orv_domain_learn_tables(f.d); },
-      [&] {
-        EXPECT_EQ(f.table(f.a), tables);
-        EXPECT_EQ(f.table(f.b), tables_b);
-        EXPECT_EQ(f.experience(f.b), experience);
-        EXPECT_EQ(orv_domain_equilibrium_is(f.d, orv_equilibrium_sum), 1);
-      });
-  EXPECT_EQ(run.result, orv_error_none);
-  EXPECT_GT(run.n, 5u);
+TEST(EmFaults, NoMemoryOnOneThreadOrWorkerThreadsRestoresTables) {
+  for (std::size_t workers : {1, 2}) {
+    SCOPED_TRACE(workers);
+    Fixture f;
+    ASSERT_EQ(orv_domain_compile(f.d), orv_error_none);
+    for (int i = 0; i < 12; ++i) f.add(i % 2, i % 3 == 0 ? -1 : i % 3, i % 4 == 0 ? -1 : i % 2);
+    orv_domain_set_em_concurrency_level(f.d, workers);
+    const auto tables = f.table(f.a), tables_b = f.table(f.b), experience = f.experience(f.b);
+    const auto run = test::expect_no_memory_sweep(
+        "learn", [&] { return orv_domain_learn_tables(f.d); },
+        [&] {
+          EXPECT_EQ(f.table(f.a), tables);
+          EXPECT_EQ(f.table(f.b), tables_b);
+          EXPECT_EQ(f.experience(f.b), experience);
+          EXPECT_EQ(orv_domain_equilibrium_is(f.d, orv_equilibrium_sum), 1);
+        });
+    EXPECT_EQ(run.result, orv_error_none);
+    EXPECT_GT(run.n, 5u);
+  }
 }
-
-TEST(EmFaults, NoMemoryAtEveryAllocationRestoresTables) { sweep(1); }
-TEST(EmFaults, NoMemoryWithWorkerThreadsRestoresTables) { sweep(2); }
 
 }  // namespace
 }  // namespace orv

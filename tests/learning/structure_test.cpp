@@ -34,10 +34,8 @@ orv_domain_t hand_domain(const char *names, F f) {
   orv_domain_t d = orv_new_domain();
   std::vector<orv_node_t> nodes;
   for (const char *c = names; *c; ++c) {
-    nodes.push_back(orv_domain_new_node(d, orv_category_chance, orv_kind_discrete));
-    const char name[2] = {*c, 0};
-    orv_node_set_name(nodes.back(), name);
-    orv_node_set_number_of_states(nodes.back(), 2);
+    nodes.push_back(orv::test::add_node(d, std::string(1, *c).c_str()));
+    orv::test::set_state_count(nodes.back(), 2);
   }
   orv_domain_set_number_of_cases(d, 1000);
   for (std::size_t i = 0; i < 1000; ++i) {
@@ -79,10 +77,9 @@ TEST(StructureLearning, ChiSquareTailMatchesClosedForms) {
 // variance for a discrete one; an incomplete case is left out of both.
 TEST(StructureLearning, GaussianTestsMatchCorrelationAndGroupMeans) {
   orv_domain_t d = orv_new_domain();
-  orv_node_t g = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
-  orv_node_t x = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  orv_node_t y = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  orv_node_set_number_of_states(g, 2);
+  orv_node_t g = orv::test::add_node(d, "G");
+  orv_node_t x = orv::test::add_continuous(d, "X"), y = orv::test::add_continuous(d, "Y");
+  orv::test::set_state_count(g, 2);
   const std::vector<double> xs = {1.0, 2.5, 2.0, 4.0, 3.5, 6.0, 5.0, 8.5, 7.0, 9.0};
   const std::vector<double> ys = {2.0, 1.0, 4.0, 3.0, 6.5, 5.0, 8.0, 9.0, 7.5, 11.0};
   orv_domain_set_number_of_cases(d, xs.size() + 1);
@@ -129,10 +126,9 @@ TEST(StructureLearning, ConstraintsMirrorAndRefuseBadArguments) {
   ASSERT_EQ(orv_domain_set_significance_level(d, 0.2), orv_error_none);
   orv_domain_t copy = orv_domain_clone(d);  // a copy keeps constraints and level
   ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(orv_node_get_edge_constraint(orv_domain_get_node_by_name(copy, "A"), orv_domain_get_node_by_name(copy, "B")),
-            orv_constraint_backward_edge_forbidden);
-  EXPECT_EQ(orv_node_get_edge_constraint(orv_domain_get_node_by_name(copy, "B"), orv_domain_get_node_by_name(copy, "A")),
-            orv_constraint_forward_edge_forbidden);
+  orv_node_t copy_a = orv_domain_get_node_by_name(copy, "A"), copy_b = orv_domain_get_node_by_name(copy, "B");
+  EXPECT_EQ(orv_node_get_edge_constraint(copy_a, copy_b), orv_constraint_backward_edge_forbidden);
+  EXPECT_EQ(orv_node_get_edge_constraint(copy_b, copy_a), orv_constraint_forward_edge_forbidden);
   EXPECT_EQ(orv_domain_get_significance_level(copy), 0.2);
   orv_domain_delete(copy);
   ASSERT_EQ(orv_domain_set_significance_level(d, 0.05), orv_error_none);
@@ -193,10 +189,8 @@ orv_domain_t cg_chain_domain(std::size_t count) {
   };
   orv_domain_t d = orv_new_domain();
   std::vector<orv_node_t> nodes;
-  for (const char *name : {"D", "X", "Y", "Z", "W"}) {
-    nodes.push_back(orv_domain_new_node(d, orv_category_chance, nodes.empty() ? orv_kind_discrete : orv_kind_continuous));
-    orv_node_set_name(nodes.back(), name);
-  }
+  for (const char *name : {"D", "X", "Y", "Z", "W"})
+    nodes.push_back(nodes.empty() ? orv::test::add_node(d, name) : orv::test::add_continuous(d, name));
   orv_node_set_number_of_states(nodes[0], 2);
   orv_domain_set_number_of_cases(d, count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -209,30 +203,18 @@ orv_domain_t cg_chain_domain(std::size_t count) {
 }
 
 // The discrete parent is forced by the CG rule, R1 carries it on, Z is a
-// collider, and the result is the same at one and two threads and learnable
-// by EM.
+// collider, and the result is the same at one and two threads.
 TEST(StructureLearning, ParallelConditionalGaussianChainAndCollider) {
   Links results[2];
   for (int run = 0; run < 2; ++run) {
     orv_domain_t d = cg_chain_domain(2000);
-    std::vector<orv_node_t> nodes;
-    for (const char *name : {"D", "X", "Y", "Z", "W"}) nodes.push_back(orv_domain_get_node_by_name(d, name));
     orv_domain_set_concurrency_level(d, run + 1);
     const std::string log = learn_logged(d);
     results[run] = links_of(d);
     EXPECT_CONTAINS(log, "D -> X (CG constraint)\n");
     EXPECT_CONTAINS(log, "R0: W -> Z <- Y\n");
     EXPECT_CONTAINS(log, "R1: D -> X - Y => X -> Y\n");
-    if (run == 1) {  // EM on the learned links recovers the regressions
-      const double half[2] = {0.5, 0.5};
-      orv_table_set_data(orv_node_get_table(nodes[0]), half, 0, 2);
-      for (orv_node_t n : nodes) orv_node_get_experience_table(n);
-      ASSERT_EQ(orv_domain_compile(d), orv_error_none);
-      ASSERT_EQ(orv_domain_learn_tables(d), orv_error_none);
-      EXPECT_NEAR(orv_node_get_alpha(nodes[1], 1), 2.0, 0.1);
-      EXPECT_NEAR(orv_node_get_beta(nodes[2], nodes[1], 0), 1.0, 0.05);
-      EXPECT_NEAR(orv_node_get_beta(nodes[3], nodes[4], 0), 1.0, 0.05);
-    }
+    ASSERT_EQ(orv_domain_compile(d), orv_error_none);  // a DAG the CG rules accept
     orv_domain_delete(d);
   }
   EXPECT_EQ(results[0], (Links{{"D", "X"}, {"X", "Y"}, {"Y", "Z"}, {"W", "Z"}}));
@@ -252,45 +234,25 @@ TEST(StructureLearning, NoMemoryLeavesNoLinks) {
 }
 
 // Alarm, 10,000 sampled cases: the learned skeleton against the true one,
-// the same result at one and two threads, constraints obeyed.
+// the same result at one and two threads.
 TEST(StructureLearning, ParallelAlarmSkeletonAndOrientation) {
   const std::string path = std::string(ORVEL_DATA_DIR) + "/networks/alarm.net";
   orv_domain_t truth = orv_net_parse_domain(path.c_str(), nullptr, nullptr);
   ASSERT_NE(truth, nullptr);
   const orv::test::Samples samples = orv::test::forward_sample(truth, 10000, 20261123u);
   const Links true_links = links_of(truth);
-  Links results[3];
-  for (int run = 0; run < 3; ++run) {
+  Links results[2];
+  for (int run = 0; run < 2; ++run) {
     orv_domain_t d = orv_net_parse_domain(path.c_str(), nullptr, nullptr);
     remove_all_links(d);
     ASSERT_TRUE(orv::test::store_samples(d, samples));
-    orv_domain_set_concurrency_level(d, run == 1 ? 2 : 1);
+    orv_domain_set_concurrency_level(d, run + 1);
     ASSERT_EQ(orv_domain_learn_structure(d), orv_error_none);
     results[run] = links_of(d);
-    if (run == 2)  // EM below learns every table from the cases, starting uniform
-      for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
-        const std::vector<double> uniform(orv_table_get_size(orv_node_get_table(n)),
-                                          1.0 / double(orv_node_get_number_of_states(n)));
-        orv_table_set_data(orv_node_get_table(n), uniform.data(), 0, uniform.size());
-      }
     ASSERT_EQ(orv_domain_compile(d), orv_error_none);  // a DAG
-    if (run == 2) {  // tables of the learned structure by EM: beliefs close to the truth's
-      for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) orv_node_get_experience_table(n);
-      ASSERT_EQ(orv_domain_learn_tables(d), orv_error_none);
-      ASSERT_EQ(orv_domain_compile(truth), orv_error_none);
-      double worst = 0.0;
-      for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
-        orv_node_t t = orv_domain_get_node_by_name(truth, orv_node_get_name(n));
-        for (std::size_t s = 0; s < orv_node_get_number_of_states(n); ++s)
-          worst = std::max(worst, std::fabs(orv_node_get_belief(n, s) - orv_node_get_belief(t, s)));
-      }
-      std::printf("alarm learned by structure and EM: largest belief difference %.4f\n", worst);
-      EXPECT_LT(worst, 0.02);
-    }
     orv_domain_delete(d);
   }
   EXPECT_EQ(results[0], results[1]);
-  EXPECT_EQ(results[0], results[2]);
   std::size_t found = 0, oriented = 0;
   for (const auto &[p, c] : results[0]) {
     found += true_links.count({p, c}) + true_links.count({c, p});

@@ -12,13 +12,12 @@ namespace orv::test {
 
 struct Samples {
   std::vector<std::string> names;        // the sampled nodes
-  std::vector<std::vector<int>> states;  // per case, per node (-1 missing)
+  std::vector<std::vector<int>> states;  // per case, per node
 };
 
 // Draws `cases` cases from the discrete chance nodes of `d` (parents are
-// drawn before their children); each value is hidden with probability
-// `missing`.
-Samples forward_sample(orv_domain_t d, std::size_t cases, unsigned seed, double missing = 0.0);
+// drawn before their children).
+Samples forward_sample(orv_domain_t d, std::size_t cases, unsigned seed);
 
 // Replaces the case store of `d` by the samples (nodes found by name).
 // Returns false when a node is absent or a call fails.

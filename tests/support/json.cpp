@@ -3,11 +3,10 @@
 #include <dirent.h>
 
 #include <algorithm>
-
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
+
+#include "support/domain_fixture.h"
 
 namespace orv::test {
 
@@ -106,20 +105,24 @@ const Json &Json::operator[](const std::string &key) const {
   throw std::runtime_error("no member " + key);
 }
 
-bool Json::has(const std::string &key) const {
-  for (const auto &m : members)
-    if (m.first == key) return true;
-  return false;
+std::vector<double> Json::numbers() const {
+  std::vector<double> out;
+  for (const Json &item : items) out.push_back(item.number);
+  return out;
+}
+
+std::vector<std::string> Json::texts() const {
+  std::vector<std::string> out;
+  for (const Json &item : items) out.push_back(item.text);
+  return out;
 }
 
 Json parse_json(const std::string &text) { return Parser(text).document(); }
 
 Json read_json_file(const std::string &path) {
-  std::ifstream in(path);
-  if (!in) throw std::runtime_error("cannot open " + path);
-  std::stringstream buffer;
-  buffer << in.rdbuf();
-  return parse_json(buffer.str());
+  const std::string text = read_file(path);
+  if (text.empty()) throw std::runtime_error("cannot open " + path);
+  return parse_json(text);
 }
 
 std::vector<std::string> json_file_names(const std::string &folder) {

@@ -2,7 +2,6 @@
 // strings without escapes beyond \" and \\, numbers, true/false/null.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,7 +17,8 @@ struct Json {
   std::vector<std::pair<std::string, Json>> members;  // in file order
 
   const Json &operator[](const std::string &key) const;  // throws when absent
-  bool has(const std::string &key) const;
+  std::vector<double> numbers() const;     // the numbers of an array, in order
+  std::vector<std::string> texts() const;  // the strings of an array, in order
 };
 
 // Parses a whole file; throws std::runtime_error on malformed input.

@@ -5,6 +5,7 @@
 
 #include "model/chain_blocks.h"
 #include "model/records.h"
+#include "support/net_compare.h"
 #include "tables/node_table.h"
 
 namespace orv::test {
@@ -42,20 +43,12 @@ bool is_compiled(orv_domain_t d) { return d->compiled != nullptr; }
 
 namespace {
 
-void describe_table(std::ostringstream &out, const char *what, const orv_table_s *t) {
+// Which table it is (number and address) and its roles, then its contents.
+void describe(std::ostringstream &out, const char *what, const orv_table_s *t) {
   if (!t) return;
-  out << "  " << what << " #" << t->number << " @" << static_cast<const void *>(t) << " [";
-  for (orv_node_t n : t->nodes) out << ' ' << n->name.c_str();
-  out << " ] size " << t->size << " block " << t->block_size << " data";
-  if (t->data)
-    for (std::size_t i = 0; i < t->size; ++i) out << ' ' << t->data[i];
-  if (t->cg_data) {
-    out << " cg";
-    for (std::size_t i = 0; i < t->size * t->block_size; ++i) out << ' ' << t->cg_data[i];
-  }
-  out << " roles";
+  out << "  " << what << " #" << t->number << " @" << static_cast<const void *>(t) << " roles";
   for (unsigned char r : t->roles) out << ' ' << int(r);
-  out << '\n';
+  out << describe_table(t, 17);
 }
 
 }  // namespace
@@ -70,15 +63,15 @@ std::string snapshot(orv_domain_t d) {
     out << " children";
     for (orv_node_t c : n->children) out << ' ' << c->name.c_str();
     out << " block " << static_cast<const void *>(n->chain_block) << " mark " << n->mark << '\n';
-    describe_table(out, "table", n->table);
-    describe_table(out, "experience", n->experience);
-    describe_table(out, "fading", n->fading);
+    describe(out, "table", n->table);
+    describe(out, "experience", n->experience);
+    describe(out, "fading", n->fading);
   }
   for (const ChainBlock *b = d->first_chain_block; b; b = b->next) {
     out << "block " << static_cast<const void *>(b) << " members";
     for (orv_node_t m : b->members) out << ' ' << m->name.c_str();
     out << '\n';
-    for (const orv_table_s *t : b->potentials) describe_table(out, "potential", t);
+    for (const orv_table_s *t : b->potentials) describe(out, "potential", t);
   }
   return out.str();
 }

@@ -17,22 +17,19 @@ std::string number(double v, int digits) {
   return text;
 }
 
-void describe_table(std::string &out, const orv_table_s *t, int digits) {
-  if (!t) {
-    out += " no-table\n";
-    return;
-  }
-  out += " table type " + std::to_string(t->type) + " over";
+}  // namespace
+
+std::string describe_table(const orv_table_s *t, int digits) {
+  if (!t) return " no-table\n";
+  std::string out = " table type " + std::to_string(t->type) + " over";
   for (orv_node_t n : t->nodes) out += " " + std::string(n->name.c_str());
   out += "\n ";
   if (t->data)
     for (std::size_t i = 0; i < t->size; ++i) out += " " + number(t->data[i], digits);
   if (t->cg_data)
     for (std::size_t i = 0; i < t->size * t->block_size; ++i) out += " cg" + number(t->cg_data[i], digits);
-  out += "\n";
+  return out + "\n";
 }
-
-}  // namespace
 
 std::string names_of_parents(orv_node_t n) {
   std::string out;
@@ -63,9 +60,9 @@ std::string describe_domain(orv_domain_t d, int digits) {
     out += "\n";
     for (orv_attribute_t a = orv_node_get_first_attribute(n); a; a = orv_attribute_get_next(a))
       out += std::string(" attr ") + orv_attribute_get_key(a) + "=" + orv_attribute_get_value(a) + "\n";
-    describe_table(out, n->table, digits);
-    if (n->experience) describe_table(out, n->experience, digits);
-    if (n->fading) describe_table(out, n->fading, digits);
+    out += describe_table(n->table, digits);
+    if (n->experience) out += describe_table(n->experience, digits);
+    if (n->fading) out += describe_table(n->fading, digits);
     if (n->model) {
       out += " model over";
       for (orv_node_t m : n->model->nodes) out += " " + std::string(m->name.c_str());

@@ -36,6 +36,8 @@ struct Messages {
   }
 };
 
+// A table's type, nodes, data and CG data, numbers at `digits` significant digits.
+std::string describe_table(const orv_table_s *t, int digits);
 // Names of the node's parents, separated by single spaces.
 std::string names_of_parents(orv_node_t n);
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,33 +13,14 @@
 
 namespace orv::test {
 
-inline void put(orv_table_s *t, const std::vector<double> &values) {
-  std::memcpy(t->data, values.data(), values.size() * sizeof(double));
-}
-
 struct ControlOwner {
   orv_control_s *control;
   ControlOwner(orv_table_s *lp, orv_table_s *lu, orv_table_s *sp, orv_table_s *su, bool normal)
       : control(_orv_create_control(lp, lu, sp, su, false)) {
-    if (normal)
-      _orv_setup_control_normal(control);
-    else
-      _orv_setup_control_fast_retraction(control);
+    normal ? _orv_setup_control_normal(control) : _orv_setup_control_fast_retraction(control);
   }
   ~ControlOwner() { _orv_free_control(control); }
 };
-
-// Selects a random state (or none) on every node of the larger list.
-inline void select_random_states(const std::vector<orv_node_t> &nodes, std::mt19937 &random) {
-  for (orv_node_t n : nodes) {
-    const long pick = std::uniform_int_distribution<long>(-2, static_cast<long>(n->state_count) - 1)(random);
-    n->selected_state = pick < 0 ? -1 : pick;
-  }
-}
-
-inline void clear_selected_states(const std::vector<orv_node_t> &nodes) {
-  for (orv_node_t n : nodes) n->selected_state = -1;
-}
 
 // Runs multiply/add, divide, sum and max (into and out), the pair
 // marginalization (into and out), contraction and utility-only sums; every
@@ -121,9 +101,11 @@ void check_random_rounds(orv_domain_t d, std::mt19937 &random, int rounds, int n
     prepare(round);
     const RandomShape shape = random_shape(d, random, 6);
     const bool normal = round % 2 == normal_parity;
-    if (normal) select_random_states(shape.larger, random);
+    if (normal)  // a random selected state, or none
+      for (orv_node_t n : shape.larger)
+        n->selected_state = std::max(-1L, std::uniform_int_distribution<long>(-2, long(n->state_count) - 1)(random));
     check_operations(d, shape, random, normal, "round " + std::to_string(round));
-    clear_selected_states(shape.larger);
+    for (orv_node_t n : shape.larger) n->selected_state = -1;
     if (::testing::Test::HasFailure()) break;
   }
 }

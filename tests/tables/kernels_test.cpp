@@ -38,27 +38,26 @@ TEST(TableKernels, RefusalsChangeNothing) {
   TablePtr ax(table_over(d.get(), {a, x}));
   put(ab.get(), {1, 2, 3, 4, 5, 6});
   put(at.get(), {7, 8});
-  const auto code_of = [](auto &&operation) { return guarded_status(operation); };
   const auto marginalize = [](orv_table_s *from, orv_table_s *to, orv_evidence_mode_t mode) {
     return [=] { _orv_marginalize_tables(from, to, orv_equilibrium_sum, mode); };
   };
   // The smaller table must be over a subset of the larger's nodes.
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(bt.get(), ab.get()); }), orv_error_usage);
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(nullptr, ab.get()); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(bt.get(), ab.get()); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(nullptr, ab.get()); }), orv_error_usage);
   // "out" needs an output array; source and target must not share data.
-  EXPECT_EQ(code_of(marginalize(ab.get(), at.get(), orv_mode_fast_retraction)), orv_error_usage);
-  EXPECT_EQ(code_of(marginalize(at.get(), at.get(), orv_mode_normal)), orv_error_usage);
+  EXPECT_EQ(guarded_status(marginalize(ab.get(), at.get(), orv_mode_fast_retraction)), orv_error_usage);
+  EXPECT_EQ(guarded_status(marginalize(at.get(), at.get(), orv_mode_normal)), orv_error_usage);
   EXPECT_EQ(data_of(at.get()), (V{7, 8}));
   orv_node_t twice[] = {a, a, nullptr};
-  EXPECT_EQ(code_of([&] { _orv_table_get_marginal(ab.get(), twice); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_table_get_marginal(ab.get(), twice); }), orv_error_usage);
   // CG parts are not combined by these kernels.
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(ax.get(), at.get()); }), orv_error_error);
-  EXPECT_EQ(code_of(marginalize(ax.get(), at.get(), orv_mode_normal)), orv_error_error);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(ax.get(), at.get()); }), orv_error_error);
+  EXPECT_EQ(guarded_status(marginalize(ax.get(), at.get(), orv_mode_normal)), orv_error_error);
   EXPECT_EQ(data_of(ab.get()), (V{1, 2, 3, 4, 5, 6}));
   // A different domain's table.
   auto other = test::new_domain();
   TablePtr foreign(table_over(other.get(), {node_with_states(other.get(), 2)}));
-  EXPECT_EQ(code_of([&] { _orv_combine_tables(ab.get(), foreign.get()); }), orv_error_usage);
+  EXPECT_EQ(guarded_status([&] { _orv_combine_tables(ab.get(), foreign.get()); }), orv_error_usage);
 }
 
 // A long-lived control is prepared again before each use: different selected
@@ -220,15 +219,16 @@ TEST(ParallelKernels, AllocationFailureLeavesTablesUnchanged) {
   std::mt19937 random(5);
   test::fill_random(ab.get(), random), test::fill_random(at.get(), random);
   const auto ab0 = data_of(ab.get()), at0 = data_of(at.get());
-  auto operations = {+[](orv_table_s *big, orv_table_s *small) { _orv_combine_tables(big, small); },
-                     +[](orv_table_s *big, orv_table_s *small) { _orv_divide_tables(big, small); },
-                     +[](orv_table_s *big, orv_table_s *small) {
-                       _orv_marginalize_tables(big, small, orv_equilibrium_sum, orv_mode_normal);
-                     }};
-  int which = 0;
-  for (auto operation : operations) {
+  using Operation = void (*)(orv_table_s *, orv_table_s *);
+  const std::pair<const char *, Operation> operations[] = {
+      {"combine", [](orv_table_s *big, orv_table_s *small) { _orv_combine_tables(big, small); }},
+      {"divide", [](orv_table_s *big, orv_table_s *small) { _orv_divide_tables(big, small); }},
+      {"marginalize", [](orv_table_s *big, orv_table_s *small) {
+         _orv_marginalize_tables(big, small, orv_equilibrium_sum, orv_mode_normal);
+       }}};
+  for (const auto &[name, operation] : operations) {
     const auto clean = test::expect_no_memory_sweep(
-        "operation " + std::to_string(which), [&] { return guarded_status([&] { operation(ab.get(), at.get()); }); },
+        name, [&] { return guarded_status([&] { operation(ab.get(), at.get()); }); },
         [&] {
           EXPECT_EQ(data_of(ab.get()), ab0);
           EXPECT_EQ(data_of(at.get()), at0);
@@ -238,7 +238,6 @@ TEST(ParallelKernels, AllocationFailureLeavesTablesUnchanged) {
     EXPECT_EQ(clean.leaked, 0);
     EXPECT_GT(clean.n, 1u);  // a control, its dimensions, the slice records
     put(ab.get(), ab0), put(at.get(), at0);
-    ++which;
   }
 }
 

@@ -40,6 +40,11 @@ inline std::vector<double> data_of(const orv_table_s *t) {
   return std::vector<double>(t->data, t->data + t->size);
 }
 
+// Copies `values` into the table's first entries.
+inline void put(orv_table_s *t, const std::vector<double> &values) {
+  std::copy(values.begin(), values.end(), t->data);
+}
+
 inline void fill_random(orv_table_s *t, std::mt19937 &random, double zero_share = 0.1) {
   std::uniform_real_distribution<double> value(0.0, 1.0);
   for (std::size_t i = 0; i < t->size; ++i) {
@@ -118,22 +123,19 @@ inline std::vector<double> naive_max(const std::vector<double> &larger, std::siz
 }
 
 // Probabilities summed, utilities weighted by them (0 for zero weight);
-// with `contract`, the sum of probability x utility alone.
+// `contracted` gets the sum of probability x utility alone.
 inline void naive_pair(const std::vector<double> &p, const std::vector<double> &u,
                        const std::vector<long> &map, std::vector<double> &p_out,
                        std::vector<double> &u_out, std::vector<double> &contracted) {
-  std::vector<double> weighted(p_out.size(), 0.0);
   std::fill(p_out.begin(), p_out.end(), 0.0);
   std::fill(contracted.begin(), contracted.end(), 0.0);
   for (std::size_t i = 0; i < p.size(); ++i) {
     if (map[i] < 0) continue;
-    const auto j = static_cast<std::size_t>(map[i]);
-    p_out[j] += p[i];
-    weighted[j] += p[i] * u[i];
-    contracted[j] += p[i] * u[i];
+    p_out[static_cast<std::size_t>(map[i])] += p[i];
+    contracted[static_cast<std::size_t>(map[i])] += p[i] * u[i];
   }
   for (std::size_t j = 0; j < p_out.size(); ++j)
-    u_out[j] = p_out[j] == 0.0 ? 0.0 : weighted[j] / p_out[j];
+    u_out[j] = p_out[j] == 0.0 ? 0.0 : contracted[j] / p_out[j];
 }
 
 // A random pair of node lists: the larger over up to max_nodes nodes (state

@@ -15,6 +15,7 @@
 #include "support/table_fixture.h"
 #include "tables/table.h"
 #include "tables/table_conditionals.h"
+#include "tables/table_oracle.h"
 
 namespace orv {
 namespace {
@@ -27,8 +28,7 @@ TEST(TableIndex, RoundTripsOnMixedTables) {
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
   set_state_count(a, 3), set_state_count(b, 1), set_state_count(c, 4);
-  orv_node_t nodes[] = {a, b, c, x, y, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
+  TablePtr t(table_over(d.get(), {a, b, c, x, y}));
   ASSERT_EQ(orv_table_get_size(t.get()), 12u);
   EXPECT_EQ(orv_table_get_cg_size(t.get()), 12u * 5u);
   std::vector<size_t> config(3);
@@ -66,8 +66,7 @@ TEST(TableSize, OverflowIsReportedOnlyBySizeGettersAndRefusedByAllocation) {
 TEST(CgBlocks, PositionsOfMeansAndCovariances) {
   auto d = new_domain();
   orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y"), z = add_continuous(d.get(), "Z");
-  orv_node_t xyz[] = {x, y, z, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), xyz, orv_table_probability, 0, true, false));
+  TablePtr t(table_over(d.get(), {x, y, z}));
   EXPECT_EQ(t->block_size, 9u);
   const auto at = [&](size_t i, size_t j) { return orv_cg_matrix_index(t.get(), i, j); };
   EXPECT_EQ((std::vector<size_t>{orv_cg_vector_index(t.get(), 0), orv_cg_vector_index(t.get(), 2), at(0, 2), at(2, 2),
@@ -96,7 +95,6 @@ TEST(NodeTables, AreBuiltOverTheFamily) {
   ASSERT_NE(tc, nullptr);
   EXPECT_EQ(orv_node_get_table(c), tc);  // created once
   EXPECT_EQ(test::names_of(orv_table_get_nodes(tc)), (std::vector<std::string>{"B", "A", "C"}));
-  EXPECT_EQ(orv_table_get_size(tc), 12u);
   EXPECT_EQ(tc->type, orv_table_probability);
   EXPECT_EQ(tc->node, c);
   EXPECT_EQ(tc->number, d->table_count);
@@ -163,8 +161,7 @@ TEST(TableInstantiate, KeepsTheSliceOfTheGivenState) {
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t one = add_node(d.get(), "One"), x = add_continuous(d.get(), "X");
   set_state_count(a, 2), set_state_count(b, 3), set_state_count(c, 2);
-  orv_node_t nodes[] = {a, b, one, c, x, nullptr};
-  Owned<orv_table_s> t(_orv_create_table(d.get(), nodes, orv_table_probability, 0, true, false));
+  TablePtr t(table_over(d.get(), {a, b, one, c, x}));
   test::fill_distinct(t.get());
   const auto before = test::configurations(t.get());
   const test::TableSnapshot old = test::snapshot(t.get());
@@ -245,13 +242,6 @@ TEST(TableContract, BadHandlesGiveUsageAndTheFailureValue) {
 
 using Values = std::vector<double>;
 
-Owned<orv_table_s> table(orv_domain_t d, std::vector<orv_node_t> nodes, const Values &data) {
-  nodes.push_back(nullptr);
-  Owned<orv_table_s> t(_orv_create_table(d, nodes.data(), orv_table_probability, 0, true, false));
-  std::copy(data.begin(), data.end(), t->data);
-  return t;
-}
-
 orv_error_t normalize(orv_table_s *t, ZeroSum mode) {
   return static_cast<orv_error_t>(guarded_status([&] { normalize_conditional(t, mode); }));
 }
@@ -260,16 +250,17 @@ TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   auto d = test::new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
   test::set_state_count(a, 2), test::set_state_count(b, 3);
-  auto t = table(d.get(), {a, b}, {1, 1, 2, 0, 0, 0});
+  TablePtr t(table_over(d.get(), {a, b}));
+  put(t.get(), {1, 1, 2, 0, 0, 0});
   EXPECT_EQ(normalize(t.get(), ZeroSum::refuse), orv_error_invalid_probability_potential);
-  std::copy_n(Values{1, 1, 2, 0, 0, 0}.begin(), 6, t->data);
+  put(t.get(), {1, 1, 2, 0, 0, 0});
   EXPECT_EQ(normalize(t.get(), ZeroSum::uniform), orv_error_none);
   EXPECT_EQ(entries(t.get()), (Values{0.25, 0.25, 0.5, 1.0 / 3, 1.0 / 3, 1.0 / 3}));
   for (double bad : {-0.1, double(NAN), double(INFINITY), DBL_MAX}) {
     t->data[4] = bad;
     EXPECT_EQ(normalize(t.get(), ZeroSum::uniform), orv_error_invalid_probability_potential) << bad;
   }
-  std::copy_n(Values{DBL_MAX / 2, DBL_MAX / 2, DBL_MAX / 2, 1, 1, 1}.begin(), 6, t->data);
+  put(t.get(), {DBL_MAX / 2, DBL_MAX / 2, DBL_MAX / 2, 1, 1, 1});
   EXPECT_EQ(normalize(t.get(), ZeroSum::uniform), orv_error_invalid_probability_potential);
 
   // A table without data gets its defaults first; one with CG nodes is all 1.0.
@@ -277,7 +268,8 @@ TEST(ConditionalTables, NormalisationChecksEntriesAndSums) {
   EXPECT_EQ(normalize(fresh.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(fresh.get()), Values(6, 1.0 / 3));
   orv_node_t x = test::add_continuous(d.get(), "X");
-  auto cg = table(d.get(), {a, x}, {-5, 7});
+  TablePtr cg(table_over(d.get(), {a, x}));
+  put(cg.get(), {-5, 7});
   EXPECT_EQ(normalize(cg.get(), ZeroSum::refuse), orv_error_none);
   EXPECT_EQ(entries(cg.get()), (Values{1, 1}));
 }

@@ -92,7 +92,41 @@ public final class BindingTest {
       a.selectState(0);
       d.propagate();
       rows("belief", 0.3, b.getBelief(0), "P(e)", 0.5, d.getNormalizationConstant(),
-          "NET text", true, d.toNetString().contains("node A"));
+          "NET text", true, d.toNetString().contains("node A"), "compiled", true, d.isCompiled());
+      try (Domain copy = d.copy()) {
+        rows("the copy has its own peer", copy, Domain.of(copy.modelPeer), "not the original", false, copy == d,
+            "its nodes too", copy, copy.getNodeByName("A").getDomain(), "compiled and propagated", 0.3,
+            copy.getNodeByName("B").getBelief(0), "same network", d.toNetString(), copy.toNetString());
+      }
+      // A -> B -> C with P(C = 0 | B) = (0.2, 0) set entry by entry; A's finding (1, 0.25) gives P(A = 0) = 0.8.
+      Node c = binary(d, "C");
+      c.addParent(b);
+      Table ct = c.getTable();
+      ct.setData(new double[] {1, 0, 0, 1}, 0);
+      ct.setDataItem(0, 0.2);
+      ct.setDataItem(1, 0.8);
+      c.setLabel("Wet ü");
+      rows("a new node uncompiles", false, d.isCompiled(), "entries set", List.of(0.2, 0.8, 0.0, 1.0), boxed(ct.getData()),
+          "label", "Wet ü", c.getLabel(), "no label", "", a.getLabel(), "home domain", d, c.getDomain(),
+          "kind", Node.DISCRETE, c.getKind(), "subtype", Node.LABEL, c.getSubtype());
+      d.compile();
+      JunctionTree jt = c.getJunctionTree();
+      List<Clique> cliques = jt.getCliques();
+      a.retractFindings();
+      a.enterFinding(1, 0.25);
+      d.propagate();
+      rows("one tree", d.getJunctionTrees(), List.of(jt), "the root is the newest clique", cliques.get(0), jt.getRoot(),
+          "its neighbour", List.of(cliques.get(1)), cliques.get(0).getNeighbors(),
+          "and back", List.of(cliques.get(0)), cliques.get(1).getNeighbors(), "two cliques of 4, a separator of 2",
+          10L, jt.getTotalSize(), "P(A = 0 | e)", 0.8, a.getBelief(0), "P(C = 0 | e)", (0.8 * 0.3 + 0.2 * 0.6) * 0.2,
+          c.getBelief(0));
+      a.retractFindings();
+      d.propagate();
+      rows("retracted", false, a.evidenceIsEntered(), "P(C = 0)", 0.45 * 0.2, c.getBelief(0));
+      c.removeParent(b);
+      rows("link removed", List.of(), c.getParents(), "the slice for B = 0 kept", List.of(0.2, 0.8),
+          boxed(c.getTable().getData()), "no longer a parent", 1, expectError(() -> c.removeParent(b), "removed").getCode(),
+          "a negative finding", 1, expectError(() -> a.enterFinding(0, -1), "negative").getCode());
     }
   }
 
@@ -149,7 +183,13 @@ public final class BindingTest {
         "user", file ? "Test User" : "", N.orvGetUserName(license), "package", file ? "orvel-test" : "",
         N.orvGetPackageName(license), "expiry", file ? "2099-12-31" : "", N.orvGetSupportExpirationDate(0),
         "identifiers", true, N.orvGetBuildID().startsWith("orvel-") && !N.orvGetAPIID().isEmpty(),
-        "no restrictions", true, new NativeOAPI2().orvRestrictionAllowGui() && new NativeOAPI2().orvRestrictionAllowPlain());
+        "no restrictions", true, new NativeOAPI2().orvRestrictionAllowGui() && new NativeOAPI2().orvRestrictionAllowPlain(),
+        "root", home == null ? "" : home, N.orvGetROOTID());
+    // The running flag is the license role's alone: switching it leaves the last error and the license as they were.
+    N.orvGetOrganization(-1);
+    N.orvSetUpAndRunning();
+    N.orvSetNotRunning();
+    rows("usage kept", 1, N.orvErrorCode(), "license unchanged", file ? "Test User" : "", N.orvGetUserName(license));
     String plain = "no escapes";
     check(N.orvRemoveEscapeSequences(plain) == plain, "identical object without backslash");
     rows("escapes removed", "a\"b", N.orvRemoveEscapeSequences("a\\\"b"), "null", null, N.orvRemoveEscapeSequences(null),

@@ -80,7 +80,7 @@ public final class ClassTest {
   }
 
   /** Classes built from Java: inputs and outputs, an instance with bindings, substitution, moving and writing. */
-  public static void testBuildingClassesFromJava() {
+  public static void testBuildingClassesFromJava() throws Exception {
     try (ClassCollection cc = new ClassCollection(); ClassCollection other = new ClassCollection()) {
       Class inner = cc.newClass();
       inner.setName("Inner");
@@ -88,7 +88,8 @@ public final class ClassTest {
       out.addParent(in);
       in.addToInputs();
       out.addToOutputs();
-      rows("inputs", List.of(in), inner.getInputs(), "outputs", List.of(out), inner.getOutputs());
+      rows("inputs", List.of(in), inner.getInputs(), "outputs", List.of(out), inner.getOutputs(),
+          "name", "Inner", inner.getName());
       Class outer = other.newClass();
       outer.setName("Outer");
       cc.addClasses(other);
@@ -120,10 +121,14 @@ public final class ClassTest {
         Class rain = cc.addDomain(d);
         check(d.isClosed() && rain.getNodeByName("Wet").getParents().size() == 1, "a domain becomes a class");
       }
+      Path file = Files.createTempFile("orvel", ".net");
+      cc.saveAsNet(file.toString());
       try (ClassCollection copy = new ClassCollection()) {
-        copy.parseClasses(cc.toNetString());
-        equal(cc.toNetString(), copy.toNetString(), "written classes read back alike");
+        copy.parseClasses(file.toString());
+        rows("the file holds the text", cc.toNetString(), Files.readString(file),
+            "written classes read back alike", cc.toNetString(), copy.toNetString());
       }
+      Files.delete(file);
     }
   }
 
