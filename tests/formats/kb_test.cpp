@@ -3,20 +3,19 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/formats_checks.h"
 #include "support/net_compare.h"
 #include "formats/kb_stream.h"
 #include "oobn/class.h"
@@ -44,11 +43,6 @@ std::string take(char *text) {
 
 std::string exact_text(orv_domain_t d) { return take(orv_domain_to_net_string_exact(d)); }
 
-std::string read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 void write_file(const std::string &path, const std::string &bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
@@ -70,22 +64,7 @@ DomainPtr parse_net(const std::string &path_or_text) {
 // Everything visible of a domain: the exact NET text and canonical dump, the
 // case data, the triangulation and, when compiled, the beliefs and means.
 std::string describe_all(orv_domain_t d) {
-  std::string out = exact_text(d) + test::describe_domain(d, 17);
-  char number[64];
-  const size_t cases = orv_domain_get_number_of_cases(d);
-  for (size_t i = 0; i < cases; ++i) {
-    std::snprintf(number, sizeof number, "case %zu count %.17G:", i, orv_domain_get_case_count(d, i));
-    out += number;
-    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) {
-      if (!orv_node_case_is_set(n, i)) continue;
-      if (orv_node_get_kind(n) == orv_kind_discrete)
-        std::snprintf(number, sizeof number, " %ld", orv_node_get_case_state(n, i));
-      else
-        std::snprintf(number, sizeof number, " %.17G", orv_node_get_case_value(n, i));
-      out += std::string(" ") + orv_node_get_name(n) + "=" + number;
-    }
-    out += "\n";
-  }
+  std::string out = exact_text(d) + test::describe_domain(d, 17) + test::describe_cases(d);
   if (orv_domain_is_triangulated(d)) {
     out += "order:";
     for (orv_node_t *n = orv_domain_get_elimination_order(d); n && *n; ++n) out += std::string(" ") + orv_node_get_name(*n);
@@ -129,17 +108,8 @@ DomainPtr round_trip(orv_domain_t d, const std::string &file, const char *passwo
   return back;
 }
 
-std::vector<std::string> network_files() {
-  std::vector<std::string> files;
-  for (const char *dir : {"/networks", "/em"})
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(std::string(ORVEL_DATA_DIR) + dir))
-      if (entry.path().extension() == ".net") files.push_back(entry.path().string());
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
 TEST(KbFile, EveryNetworkRoundTripsCompiledOrNot) {
-  const std::vector<std::string> files = network_files();
+  const std::vector<std::string> files = test::network_files({"/networks", "/em"});
   ASSERT_GE(files.size(), 40u);
   const std::string file = temp("network.kb");
   for (const std::string &net : files) {
@@ -147,9 +117,8 @@ TEST(KbFile, EveryNetworkRoundTripsCompiledOrNot) {
     ASSERT_NE(d, nullptr) << net;
     round_trip(d.get(), file);
     // Small networks also saved compiled: loaded compiled with equal beliefs.
-    size_t nodes = 0;
-    for (orv_node_t n = orv_domain_get_first_node(d.get()); n; n = orv_node_get_next(n)) ++nodes;
-    if (nodes <= 60 && orv_domain_compile(d.get()) == orv_error_none) round_trip(d.get(), file);
+    if (test::chain_names(d.get()).size() <= 60 && orv_domain_compile(d.get()) == orv_error_none)
+      round_trip(d.get(), file);
   }
   std::remove(file.c_str());
 }
@@ -206,13 +175,10 @@ TEST(KbFile, EverythingADomainHoldsRoundTripsWithAndWithoutPassword) {
   DomainPtr ignored(orv_kb_load_domain(plain.c_str(), "unused"));
   EXPECT_NE(ignored, nullptr);
 
-  // A triangulated domain keeps its elimination order.
-  ASSERT_EQ(orv_domain_set_number_of_cases(dom, 0), orv_error_none);
+  // A triangulated domain keeps its elimination order (part of describe_all).
   DomainPtr asia = parse_net(ORVEL_DATA_DIR "/networks/asia.net");
   ASSERT_EQ(orv_domain_triangulate(asia.get(), orv_tm_fill_in_weight), orv_error_none);
-  DomainPtr back = round_trip(asia.get(), plain);
-  ASSERT_NE(back, nullptr);
-  EXPECT_TRUE(orv_domain_is_triangulated(back.get()));
+  round_trip(asia.get(), plain);
   std::remove(plain.c_str());
   std::remove(sealed.c_str());
 }
@@ -351,7 +317,7 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
   const std::string good = temp("good.kb"), bad = temp("bad.kb");
   ASSERT_EQ(orv_domain_save_as_kb(d.get(), good.c_str(), nullptr), orv_error_none);
   const std::string text = exact_text(d.get());
-  const std::string gz = read_file(good), raw = gunzip(good);
+  const std::string gz = test::read_file(good), raw = gunzip(good);
   ASSERT_GT(raw.size(), 50u);
   test::LiveBlocks live;
 
@@ -425,7 +391,7 @@ TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {
   ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
   const std::string file = temp("sweep.kb"), other = temp("sweep_other.kb");
   ASSERT_EQ(orv_domain_save_as_kb(d.get(), file.c_str(), nullptr), orv_error_none);
-  const std::string text = exact_text(d.get()), bytes = gunzip(file);
+  const std::string bytes = gunzip(file);
   std::remove(other.c_str());
   auto save = test::expect_no_memory_sweep(
       "save", [&] { return orv_domain_save_as_kb(d.get(), other.c_str(), nullptr); },
@@ -435,21 +401,16 @@ TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {
       });
   EXPECT_EQ(save.result, orv_error_none);
   EXPECT_EQ(gunzip(other), bytes);
-  auto load = test::expect_no_memory_sweep(
-      "load", [&] { return orv_kb_load_domain(file.c_str(), nullptr); }, [] {});
-  ASSERT_NE(load.result, nullptr);
-  EXPECT_EQ(describe_all(load.result), describe_all(d.get()));
-  test::expect_all_near(beliefs(load.result), beliefs(d.get()), 1e-13);
-  orv_domain_delete(load.result);
-
-  // Models, CG blocks and learning tables.
+  // Loads of a compiled domain with cases, and of models, CG blocks and learning tables.
   DomainPtr everything = parse_net(kEverything);
-  ASSERT_EQ(orv_domain_save_as_kb(everything.get(), file.c_str(), nullptr), orv_error_none);
-  auto every = test::expect_no_memory_sweep(
-      "load everything", [&] { return orv_kb_load_domain(file.c_str(), nullptr); }, [] {});
-  ASSERT_NE(every.result, nullptr);
-  EXPECT_EQ(describe_all(every.result), describe_all(everything.get()));
-  orv_domain_delete(every.result);
+  for (orv_domain_t saved : {d.get(), everything.get()}) {
+    ASSERT_EQ(orv_domain_save_as_kb(saved, file.c_str(), nullptr), orv_error_none);
+    auto run = test::expect_no_memory_sweep("load", [&] { return orv_kb_load_domain(file.c_str(), nullptr); }, [] {});
+    DomainPtr load(run.result);
+    ASSERT_NE(load, nullptr);
+    EXPECT_EQ(describe_all(load.get()), describe_all(saved));
+    test::expect_all_near(beliefs(load.get()), beliefs(saved), 1e-13);
+  }
 
   CollectionPtr cc(orv_new_class_collection());
   ASSERT_EQ(orv_net_parse_classes(ORVEL_DATA_DIR "/classes/hierarchy.net", cc.get(), nullptr, nullptr, nullptr),

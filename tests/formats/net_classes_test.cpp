@@ -4,14 +4,13 @@
 // domain, whose text written again is identical.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/formats_checks.h"
 #include "support/net_compare.h"
 
 namespace orv {
@@ -160,16 +159,8 @@ std::string first_difference(const std::string &a, const std::string &b) {
   return "at " + std::to_string(i) + ": [" + a.substr(start, 80) + "] vs [" + b.substr(start, 80) + "]";
 }
 
-std::vector<std::string> network_files() {
-  std::vector<std::string> files;
-  for (const auto &entry : std::filesystem::recursive_directory_iterator(ORVEL_DATA_DIR "/networks"))
-    if (entry.path().extension() == ".net") files.push_back(entry.path().string());
-  std::sort(files.begin(), files.end());
-  return files;
-}
-
 TEST(NetRoundTrip, EveryBenchmarkNetworkIsAFixedPoint) {
-  const std::vector<std::string> files = network_files();
+  const std::vector<std::string> files = network_files({"/networks"});
   ASSERT_GE(files.size(), 21u);
   for (const std::string &file : files) {
     test::Messages messages;

@@ -34,13 +34,15 @@ struct Parsed {
     if (d) orv_domain_delete(d);
   }
   orv_node_t node(const char *name) const { return orv_domain_get_node_by_name(d, name); }
-  std::string text() const {
-    char *t = orv_domain_to_net_string(d);
-    std::string s = t ? t : "";
-    std::free(t);
-    return s;
-  }
+  std::string text() const { return test::take_text(orv_domain_to_net_string(d)); }
 };
+
+// Written NET text reads back and is written again unchanged.
+void expect_fixed_point(const std::string &text) {
+  Parsed again(text);
+  ASSERT_NE(again.d, nullptr) << again.messages.first();
+  EXPECT_EQ(again.text(), text);
+}
 
 TEST(NetStrings, EscapesContinuationsAndNullCharacters) {
   Parsed p("net { }\nnode A { label = \"\\x41\\101\\x4a\\t\\\"\\?\\'\\\\\"; }\n"
@@ -53,10 +55,7 @@ TEST(NetStrings, EscapesContinuationsAndNullCharacters) {
   ASSERT_EQ(p.messages.items.size(), 1u);
   EXPECT_EQ(p.messages.items[0].second, "warning: null character in string");
   // A continuation counts its line: the error below is on line 3.
-  const std::string path = ::testing::TempDir() + "orvel_continued.net";
-  std::FILE *f = std::fopen(path.c_str(), "w");
-  std::fputs("net { a = \"x\\\ny\"; }\nnode A { label = 4; }\n", f);
-  std::fclose(f);
+  const std::string path = test::temp_file("orvel_continued.net", "net { a = \"x\\\ny\"; }\nnode A { label = 4; }\n");
   Messages messages;
   EXPECT_EQ(orv_net_parse_domain(path.c_str(), Messages::handler, &messages), nullptr);
   ASSERT_EQ(messages.items.size(), 1u);
@@ -313,16 +312,13 @@ TEST(NetContracts, LearningTablesAndModelsRefuseBadArguments) {
   EXPECT_RESULT(orv_string_parse_expression("1", nullptr, nullptr, nullptr), nullptr, orv_error_usage);
   // The written model (label subtype written for a node with a model) reads
   // back; A gets its default table with the fading table.
-  std::string text = p.text();
-  Parsed first(text);
+  Parsed first(p.text());
   ASSERT_NE(first.d, nullptr) << first.messages.first();
-  text = first.text();
+  const std::string text = first.text();
   EXPECT_CONTAINS(text, "potential (A)\n{\n    data = ( 1 1 );\n    fading = ( 1 );\n}\n");
   EXPECT_CONTAINS(text, "    subtype = label;\n");
   EXPECT_CONTAINS(text, "    model_data\n\t    = ( ,\n\t\tif (A == \"a\", \"x\", \"y\") );\n");
-  Parsed again(text);
-  ASSERT_NE(again.d, nullptr) << again.messages.first();
-  EXPECT_EQ(again.text(), text);
+  expect_fixed_point(text);
 }
 
 TEST(NetChain, ChainGraphPotentialsRoundTrip) {
@@ -337,9 +333,7 @@ TEST(NetChain, ChainGraphPotentialsRoundTrip) {
   const std::string text = p.text();
   EXPECT_CONTAINS(text, "\npotential (B C | A)\n{\n    data = ((( 1 2 )\t%  A=a0  B=b0\n\t ( 3 4 ))\t%  A=a0  B=b1\n"
                         "\t(( 5 6 )\t%  A=a1  B=b0\n\t ( 7 8 )));\t%  A=a1  B=b1\n}\n");
-  Parsed again(text);
-  ASSERT_NE(again.d, nullptr) << again.messages.first();
-  EXPECT_EQ(again.text(), text);
+  expect_fixed_point(text);
 
   Parsed cyclic(head + "potential (B | A) {}\npotential (C | B) {}\npotential (A C) {}\n");
   EXPECT_RESULT(cyclic.d, nullptr, orv_error_cyclic_network);

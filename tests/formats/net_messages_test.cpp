@@ -176,8 +176,7 @@ TEST(NetMessages, FilesAndStreamsReportLineNumbers) {
   EXPECT_EQ(lines, std::vector<int>{7});
   // A missing file is an io error.
   EXPECT_RESULT(orv_net_parse_domain("/nonexistent/x.net", nullptr, nullptr), nullptr, orv_error_io);
-  EXPECT_EQ(orv_net_parse_domain(::testing::TempDir().c_str(), nullptr, nullptr), nullptr);  // a directory
-  EXPECT_EQ(orv_error_code(), orv_error_io);
+  EXPECT_RESULT(orv_net_parse_domain(::testing::TempDir().c_str(), nullptr, nullptr), nullptr, orv_error_io);  // a directory
   EXPECT_RESULT(orv_net_parse_domain(nullptr, nullptr, nullptr), nullptr, orv_error_usage);
   EXPECT_RESULT(orv_net_parse(nullptr, nullptr), nullptr, orv_error_usage);
   std::remove(path.c_str());

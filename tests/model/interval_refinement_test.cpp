@@ -1,5 +1,5 @@
 // Refining and coarsening interval nodes carries tables, models and cases
-// along (coarsening undoes refinement exactly), fails cleanly; and the
+// along (coarsening undoes refinement exactly) and fails cleanly; and the
 // interval probability of a Gaussian mixture.
 #include <gtest/gtest.h>
 
@@ -55,6 +55,7 @@ struct IntervalRefinement : ::testing::Test {
   orv_node_t node(const char *name) { return orv_domain_get_node_by_name(d, name); }
 };
 
+// Each allocation of either may fail: no_memory, and nothing changed.
 TEST_F(IntervalRefinement, DoublingSplitsAndHalvingUndoesIt) {
   ASSERT_NE(d, nullptr);
   orv_node_t x = node("X");
@@ -62,8 +63,16 @@ TEST_F(IntervalRefinement, DoublingSplitsAndHalvingUndoesIt) {
   const auto values0 = values_of(x);
   orv_model_t z = orv_node_get_model(node("Z"));
   const auto expressions0 = expressions_of(z);
+  const auto unchanged = [&] {
+    EXPECT_EQ(values_of(x), values0);
+    EXPECT_EQ(data_of(x), x0);
+    EXPECT_EQ(data_of(node("Y")), y0);
+    EXPECT_EQ(expressions_of(z), expressions0);
+  };
 
-  ASSERT_EQ(orv_node_double_number_of_intervals(x), orv_error_none);
+  const auto run =
+      orv::test::expect_no_memory_sweep("double", [&] { return orv_node_double_number_of_intervals(x); }, unchanged);
+  ASSERT_EQ(run.result, orv_error_none);
   // Infinite ends split one neighbour width out; the finite interval at its midpoint.
   EXPECT_EQ(values_of(x), (std::vector<double>{-DBL_MAX, -2, 0, 1, 2, 4, DBL_MAX}));
   EXPECT_EQ(data_of(x), (std::vector<double>{0.1, 0.1, 0.15, 0.15, 0.25, 0.25}));
@@ -75,11 +84,10 @@ TEST_F(IntervalRefinement, DoublingSplitsAndHalvingUndoesIt) {
   ASSERT_EQ(orv_domain_compile(d), orv_error_none);
   EXPECT_EQ(data_of(node("Z")), (std::vector<double>{1, 0, 1, 0, 0, 1, 0, 1, 0.25, 0.75, 0.25, 0.75}));
 
-  ASSERT_EQ(orv_node_halve_number_of_intervals(x), orv_error_none);
-  EXPECT_EQ(values_of(x), values0);
-  EXPECT_EQ(data_of(x), x0);
-  EXPECT_EQ(data_of(node("Y")), y0);
-  EXPECT_EQ(expressions_of(z), expressions0);
+  const auto doubled_x = data_of(x);
+  orv::test::expect_no_memory_sweep("halve", [&] { return orv_node_halve_number_of_intervals(x); },
+                                    [&] { EXPECT_EQ(data_of(x), doubled_x); });
+  unchanged();
   EXPECT_EQ(orv_domain_is_compiled(d), 0);
 }
 
@@ -106,7 +114,7 @@ TEST_F(IntervalRefinement, PointIntervalsStayWholeAndCasesFollow) {
   EXPECT_EQ(orv_node_get_state_index_from_value(p, 1.2), 1);
 }
 
-TEST_F(IntervalRefinement, BadArgumentsAndAllocationFailuresChangeNothing) {
+TEST_F(IntervalRefinement, BadArgumentsChangeNothing) {
   ASSERT_NE(d, nullptr);
   orv_node_t x = node("X"), l = node("L");
   orv_node_t bare = orv_domain_new_node(d, orv_category_chance, orv_kind_discrete);
@@ -116,35 +124,13 @@ TEST_F(IntervalRefinement, BadArgumentsAndAllocationFailuresChangeNothing) {
   ASSERT_EQ(orv_node_set_subtype(one, orv_subtype_interval), orv_error_none);
   ASSERT_EQ(orv_node_set_state_value(one, 0, 0.0), orv_error_none);
   orv_node_t c = orv_domain_new_node(d, orv_category_chance, orv_kind_continuous);
-  const auto usage = [](orv_status_t s) { return s == orv_error_usage; };
-  orv::test::expect_usage_calls(
-      {
-          {"double null", [&] { return usage(orv_node_double_number_of_intervals(nullptr)); }},
-          {"double label node", [&] { return usage(orv_node_double_number_of_intervals(l)); }},
-          {"double without values", [&] { return usage(orv_node_double_number_of_intervals(bare)); }},
-          {"double continuous", [&] { return usage(orv_node_double_number_of_intervals(c)); }},
-          {"halve null", [&] { return usage(orv_node_halve_number_of_intervals(nullptr)); }},
-          {"halve label node", [&] { return usage(orv_node_halve_number_of_intervals(l)); }},
-          {"halve one state", [&] { return usage(orv_node_halve_number_of_intervals(one)); }},
-      },
-      [&] { return orv_node_get_number_of_states(x) == 3; });
+  EXPECT_RESULT(orv_node_double_number_of_intervals(l), orv_error_usage, orv_error_usage);  // a label node
+  EXPECT_RESULT(orv_node_double_number_of_intervals(bare), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_double_number_of_intervals(c), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_halve_number_of_intervals(l), orv_error_usage, orv_error_usage);
+  EXPECT_RESULT(orv_node_halve_number_of_intervals(one), orv_error_usage, orv_error_usage);
   EXPECT_EQ(orv_node_get_number_of_states(l), 2u);
-
-  const auto x0 = data_of(x), y0 = data_of(node("Y")), values0 = values_of(x);
-  const auto expressions0 = expressions_of(orv_node_get_model(node("Z")));
-  const auto unchanged = [&] {
-    EXPECT_EQ(values_of(x), values0);
-    EXPECT_EQ(data_of(x), x0);
-    EXPECT_EQ(data_of(node("Y")), y0);
-    EXPECT_EQ(expressions_of(orv_node_get_model(node("Z"))), expressions0);
-  };
-  const auto run =
-      orv::test::expect_no_memory_sweep("double", [&] { return orv_node_double_number_of_intervals(x); }, unchanged);
-  EXPECT_EQ(run.result, orv_error_none);
-  const auto doubled = data_of(x);
-  orv::test::expect_no_memory_sweep("halve", [&] { return orv_node_halve_number_of_intervals(x); },
-                                    [&] { EXPECT_EQ(data_of(x), doubled); });
-  EXPECT_EQ(data_of(x), x0);
+  EXPECT_EQ(orv_node_get_number_of_states(x), 3u);
 }
 
 // P(lo <= N(mean, variance) <= hi), independently through erfc.
@@ -174,14 +160,10 @@ potential (C | D) { data = ( normal(0, 1) normal(2, 4) ); }
   EXPECT_DOUBLE_EQ(orv_table_compute_probability_of_interval(mix, -DBL_MAX, DBL_MAX), 1.0);
 
   orv_table_t discrete = orv_node_get_table(orv_domain_get_node_by_name(d, "D"));
-  orv::test::expect_usage_calls(
-      {
-          {"null", [&] { return orv_table_compute_probability_of_interval(nullptr, 0, 1) == -1.0; }},
-          {"reversed", [&] { return orv_table_compute_probability_of_interval(mix, 1, 0) == -1.0; }},
-          {"nan", [&] { return orv_table_compute_probability_of_interval(mix, NAN, 0) == -1.0; }},
-          {"discrete table", [&] { return orv_table_compute_probability_of_interval(discrete, 0, 1) == -1.0; }},
-      },
-      [&] { return orv_table_compute_probability_of_interval(mix, 2, 2) == 0.0; });
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, 1, 0), -1.0, orv_error_usage);  // reversed
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, NAN, 0), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(discrete, 0, 1), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_table_compute_probability_of_interval(mix, 2, 2), 0.0, orv_error_none);
   orv_table_delete(mix);
   orv_domain_delete(d);
 }

@@ -4,12 +4,15 @@
 // and links around block members.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "model/chain_blocks.h"
 #include "model/graph_checks.h"
 #include "model/links.h"
 #include "runtime/error.h"
 #include "support/domain_fixture.h"
 #include "support/link_fixture.h"
+#include "support/model_checks.h"
 
 namespace orv {
 namespace {
@@ -27,7 +30,6 @@ TEST(AddParent, RefusesWrongKindsAndArgumentsWithUsageChangingNothing) {
   node_table(a);
   const std::string before = snapshot(d.get());
   EXPECT_EQ(orv_node_add_parent(a, x), orv_error_usage);  // continuous parent, discrete child
-  EXPECT_EQ(orv_node_add_parent(nullptr, a), orv_error_usage);
   EXPECT_EQ(orv_node_add_parent(a, nullptr), orv_error_usage);
   EXPECT_EQ(orv_node_add_parent(reinterpret_cast<orv_node_t>(d.get()), a), orv_error_usage);
   auto other = new_domain();
@@ -61,8 +63,7 @@ TEST(AddParent, RefusesWrongKindsAndArgumentsWithUsageChangingNothing) {
 TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, b), orv_error_none);
+  add_parents({{b, a}, {c, b}});
   const std::string before = snapshot(d.get());
   EXPECT_EQ(orv_node_add_parent(a, a), orv_error_cyclic_network);
   EXPECT_EQ(orv_node_add_parent(a, b), orv_error_cyclic_network);
@@ -72,10 +73,11 @@ TEST(AddParent, RefusesDirectedCyclesDirectAndIndirect) {
   EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C", "B"}));
 }
 
-TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
+// Child tables (and learning tables) repeat their entries for every state of
+// an added parent, and keep the slice of the chosen state of a removed one.
+TEST(ParentLinks, ChildTablesGrowAndShrinkWithTheirParents) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
+  auto [a, b, c] = discrete_nodes(d.get(), {{"A", 3}, {"B", 2}, {"C", 2}});
   orv_table_t table = node_table(b, {0.3, 0.7});
   orv_table_t experience = test::learning_table(b, orv_table_experience);
   orv_table_t fading = test::learning_table(b, orv_table_fading);
@@ -95,9 +97,27 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
   EXPECT_EQ(names_of(orv_node_get_parents(b)), (Names{"C", "A"}));
   EXPECT_EQ(names_of(table->nodes.c_list()), (Names{"C", "A", "B"}));
   EXPECT_EQ(entries(table), (Values{0, 1, 2, 3, 4, 5, 0, 1, 2, 3, 4, 5}));
-  EXPECT_EQ(table->size, 12u);
   EXPECT_EQ(names_of(experience->nodes.c_list()), (Names{"C", "A"}));
   EXPECT_EQ(experience->size, 6u);
+
+  // Removing A keeps the entries of its state 2, removing C those of its state 0.
+  for (std::size_t i = 0; i < 6; ++i) experience->data[i] = static_cast<double>(10 + i);
+  const std::string before = snapshot(d.get());
+  EXPECT_EQ(orv_node_remove_discrete_parent(b, a, 3), orv_error_usage);  // no such state
+  EXPECT_EQ(orv_node_remove_parent(a, b), orv_error_usage);              // not a parent
+  EXPECT_EQ(orv_node_remove_parent(b, nullptr), orv_error_usage);
+  EXPECT_EQ(snapshot(d.get()), before);
+  test::mark_compiled(d.get());
+  ASSERT_EQ(orv_node_remove_discrete_parent(b, a, 2), orv_error_none);
+  EXPECT_FALSE(test::is_compiled(d.get()));
+  EXPECT_EQ(names_of(table->nodes.c_list()), (Names{"C", "B"}));
+  EXPECT_EQ(entries(table), (Values{4, 5, 4, 5}));
+  EXPECT_EQ(entries(experience), (Values{12, 15}));
+  EXPECT_EQ(names_of(orv_node_get_children(a)), Names{});
+  ASSERT_EQ(orv_node_remove_parent(b, c), orv_error_none);  // state 0
+  EXPECT_EQ(names_of(orv_node_get_parents(b)), Names{});
+  EXPECT_EQ(entries(table), (Values{4, 5}));
+  EXPECT_EQ(entries(experience), (Values{12}));
 
   // A function child's table holds the node alone and compiles nothing away.
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
@@ -108,11 +128,14 @@ TEST(AddParent, ChildTablesRepeatTheirEntriesForEveryParentState) {
   EXPECT_EQ(names_of(ft->nodes.c_list()), (Names{"F"}));
 }
 
-TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
+// Continuous parents become tails of every block; removing one leaves its
+// mean row and column.
+TEST(ContinuousParents, AddedAsTailsOfEveryBlockRemovedWithTheirRowAndColumn) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   orv_node_t x = test::add_continuous(d.get(), "X");
   orv_node_t y = test::add_continuous(d.get(), "Y");
+  orv_node_t z = test::add_continuous(d.get(), "Z");
   set_state_count(a, 2);
   orv_table_t t = node_table(x, {1.0});
   t->cg_data[0] = 4.0;  // mean of X
@@ -127,48 +150,8 @@ TEST(AddParent, ContinuousParentsBecomeTailsAndKeepEveryBlock) {
   EXPECT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y"}));
   EXPECT_EQ(t->size, 2u);
   EXPECT_EQ(Values(t->cg_data, t->cg_data + 10), (Values{4.0, 2.5, 0, 0, 0, 4.0, 2.5, 0, 0, 0}));
-}
 
-TEST(RemoveParent, KeepsTheSliceOfTheChosenState) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  set_state_count(a, 3), set_state_count(b, 2), set_state_count(c, 2);
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
-  orv_table_t tb = node_table(b, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
-  orv_table_t tc = node_table(c, {0.1, 0.9, 0.2, 0.8, 0.3, 0.7});
-  orv_table_t experience = test::learning_table(b, orv_table_experience);
-  std::copy_n(Values{7, 8, 9}.begin(), 3, experience->data);
-
-  const std::string before = snapshot(d.get());
-  EXPECT_EQ(orv_node_remove_discrete_parent(b, a, 3), orv_error_usage);  // no such state
-  EXPECT_EQ(orv_node_remove_parent(a, b), orv_error_usage);              // not a parent
-  EXPECT_EQ(orv_node_remove_parent(b, nullptr), orv_error_usage);
-  EXPECT_EQ(snapshot(d.get()), before);
-
-  test::mark_compiled(d.get());
-  ASSERT_EQ(orv_node_remove_discrete_parent(b, a, 2), orv_error_none);
-  EXPECT_FALSE(test::is_compiled(d.get()));
-  EXPECT_EQ(names_of(tb->nodes.c_list()), (Names{"B"}));
-  EXPECT_EQ(entries(tb), (Values{0.3, 0.7}));
-  EXPECT_EQ(entries(experience), (Values{9}));
-  EXPECT_EQ(names_of(orv_node_get_children(a)), (Names{"C"}));
-  EXPECT_EQ(names_of(orv_node_get_parents(b)), Names{});
-
-  ASSERT_EQ(orv_node_remove_parent(c, a), orv_error_none);
-  EXPECT_EQ(entries(tc), (Values{0.1, 0.9}));  // state 0
-  EXPECT_EQ(tc->size, 2u);
-}
-
-TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
-  auto d = new_domain();
-  orv_node_t x = test::add_continuous(d.get(), "X");
-  orv_node_t y = test::add_continuous(d.get(), "Y");
-  orv_node_t z = test::add_continuous(d.get(), "Z");
-  orv_node_t a = add_node(d.get(), "A");
-  set_state_count(a, 2);
-  for (orv_node_t p : {a, y, z}) ASSERT_EQ(orv_node_add_parent(x, p), orv_error_none);
-  orv_table_t t = node_table(x);
+  ASSERT_EQ(orv_node_add_parent(x, z), orv_error_none);
   ASSERT_EQ(names_of(t->nodes.c_list()), (Names{"A", "X", "Y", "Z"}));
   ASSERT_EQ(t->block_size, 9u);
   for (std::size_t i = 0; i < 18; ++i) t->cg_data[i] = static_cast<double>(i);
@@ -187,11 +170,9 @@ TEST(RemoveParent, ContinuousParentLeavesItsMeanRowAndColumn) {
 
 TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), b = add_node(d.get(), "B");
-  orv_node_t c = add_node(d.get(), "C"), x = test::add_continuous(d.get(), "X");
-  set_state_count(a, 2), set_state_count(a2, 2), set_state_count(b, 2), set_state_count(c, 2);
-  ASSERT_EQ(orv_node_add_parent(b, c), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(b, a), orv_error_none);
+  auto [a, a2, b, c] = discrete_nodes(d.get(), {{"A", 2}, {"A2", 2}, {"B", 2}, {"C", 2}});
+  orv_node_t x = test::add_continuous(d.get(), "X");
+  add_parents({{b, c}, {b, a}});
   orv_table_t t = node_table(b, {1, 2, 3, 4, 5, 6, 7, 8});
   const std::string before = snapshot(d.get());
   EXPECT_EQ(orv_node_switch_parent(b, a2, a), orv_error_usage);  // a2 is not a parent
@@ -218,8 +199,7 @@ TEST(SwitchParent, CompatibleParentTakesTheOldPlaceWithTheSameData) {
 
 TEST(SwitchParent, CompatibilityFollowsTheSubtype) {
   auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  set_state_count(a, 2), set_state_count(b, 2);
+  auto [a, b] = discrete_nodes(d.get(), {{"A", 2}, {"B", 2}});
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
   ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // "" equals no label
   EXPECT_TRUE(_orv_nodes_are_compatible(a, b));
@@ -258,9 +238,7 @@ TEST(RemoveParent, ValueLinksLeaveTheCompiledStructure) {
   orv_node_t a = add_node(d.get(), "A"), a2 = add_node(d.get(), "A2"), c = add_node(d.get(), "C");
   orv_node_t f = add_node(d.get(), "F", orv_category_function, orv_kind_discrete);
   orv_node_t g = add_node(d.get(), "G", orv_category_function, orv_kind_other);
-  ASSERT_EQ(orv_node_add_parent(f, a), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(c, g), orv_error_none);  // a value parent of a chance node
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
+  add_parents({{f, a}, {c, g}, {c, a}});  // G is a value parent of a chance node
   test::mark_compiled(d.get());
   ASSERT_EQ(orv_node_switch_parent(f, a, a2), orv_error_none);  // function child
   ASSERT_EQ(orv_node_remove_parent(f, a2), orv_error_none);
@@ -281,28 +259,26 @@ TEST(GraphCaches, LinkChangesDiscardThemUnlessADecisionAlreadyKnowsTheParent) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
   orv_node_t dec = add_node(d.get(), "D", orv_category_decision);
-  const auto attach = [&] {
+  const struct {
+    const char *what;
+    std::function<orv_status_t()> change;
+    orv_status_t status;
+    bool graph_kept, information_kept;
+  } steps[] = {
+      {"a decision gains a parent it knew", [&] { return orv_node_add_parent(dec, a); }, orv_error_none, false, true},
+      {"a decision gains another parent", [&] { return orv_node_add_parent(dec, b); }, orv_error_none, false, false},
+      {"a chance node gains a parent", [&] { return orv_node_add_parent(c, a); }, orv_error_none, false, false},
+      {"a decision loses a parent", [&] { return orv_node_remove_parent(dec, a); }, orv_error_none, false, false},
+      {"a refused link", [&] { return orv_node_add_parent(a, c); }, orv_error_cyclic_network, true, true},
+  };
+  for (const auto &step : steps) {
+    SCOPED_TRACE(step.what);
     d->graph_cache.reset(make<AnyCache>());
     d->information_cache.reset(make<KnownNodes>(a));
-  };
-  attach();
-  ASSERT_EQ(orv_node_add_parent(dec, a), orv_error_none);
-  EXPECT_EQ(d->graph_cache, nullptr);
-  EXPECT_NE(d->information_cache, nullptr);  // A was known when deciding
-  attach();
-  ASSERT_EQ(orv_node_add_parent(dec, b), orv_error_none);
-  EXPECT_EQ(d->information_cache, nullptr);
-  attach();
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);  // not a decision
-  EXPECT_EQ(d->information_cache, nullptr);
-  attach();
-  ASSERT_EQ(orv_node_remove_parent(dec, a), orv_error_none);
-  EXPECT_EQ(d->graph_cache, nullptr);
-  EXPECT_EQ(d->information_cache, nullptr);
-  attach();
-  EXPECT_EQ(orv_node_add_parent(a, c), orv_error_cyclic_network);  // refusals keep them
-  EXPECT_NE(d->graph_cache, nullptr);
-  EXPECT_NE(d->information_cache, nullptr);
+    EXPECT_EQ(step.change(), step.status);
+    EXPECT_EQ(d->graph_cache != nullptr, step.graph_kept);
+    EXPECT_EQ(d->information_cache != nullptr, step.information_kept);
+  }
 }
 
 orv_table_s *potential(orv_domain_t d, std::vector<orv_node_t> nodes) {
@@ -322,12 +298,8 @@ orv_status_t add_potential(orv_domain_t d, orv_table_s *t, std::size_t k) {
 
 TEST(ChainBlocks, PotentialsJoinTheirHeadsAndBlocksMerge) {
   auto d = new_domain();
-  orv_node_t p = add_node(d.get(), "P"), a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  orv_node_t c = add_node(d.get(), "C"), e = add_node(d.get(), "E");
-  set_state_count(p, 2), set_state_count(a, 2), set_state_count(b, 3);
-  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(e, c), orv_error_none);
+  auto [p, a, b, c, e] = discrete_nodes(d.get(), {{"P", 2}, {"A", 2}, {"B", 3}, {"C", 1}, {"E", 1}});
+  add_parents({{a, p}, {b, p}, {e, c}});
   test::mark_compiled(d.get());
   orv_table_s *pab = potential(d.get(), {p, a, b});
   ASSERT_EQ(add_potential(d.get(), pab, 2), orv_error_none);
@@ -361,6 +333,16 @@ TEST(ChainBlocks, PotentialsJoinTheirHeadsAndBlocksMerge) {
   EXPECT_EQ(names_of(pab->nodes.c_list()), (Names{"A", "B"}));
   EXPECT_EQ(pab->size, 6u);
   EXPECT_EQ(names_of(orv_node_get_children(p)), (Names{"A"}));
+
+  // Block members take no reversal; freeing the block frees its potentials.
+  EXPECT_EQ(orv_node_reverse_edge(p, a), orv_error_usage);
+  const std::size_t tables = d->table_count;
+  _orv_free_chain_block(block);
+  for (orv_node_t n : {a, b, c}) EXPECT_EQ(n->chain_block, nullptr);
+  EXPECT_EQ(d->table_count, tables - 2);
+  EXPECT_EQ(orv_node_reverse_edge(p, a), orv_error_none);
+  ASSERT_EQ(add_potential(d.get(), potential(d.get(), {a, b}), 2), orv_error_none);
+  // Deleting the domain frees the new block and its potential (checked by ASan).
 }
 
 TEST(ChainBlocks, RefusesMalformedPotentials) {
@@ -392,22 +374,6 @@ TEST(ChainBlocks, RefusesMalformedPotentials) {
   orv_table_s *efx = potential(cg.get(), {e, f, x});  // no CG nodes
   EXPECT_EQ(add_potential(cg.get(), efx, 2), orv_error_usage);
   EXPECT_EQ(block_count(cg.get()), 0u);
-}
-
-TEST(ChainBlocks, ReversalAndFreeingAroundBlocks) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A"), b = add_node(d.get(), "B"), c = add_node(d.get(), "C");
-  ASSERT_EQ(orv_node_add_parent(c, a), orv_error_none);
-  ASSERT_EQ(add_potential(d.get(), potential(d.get(), {a, b}), 2), orv_error_none);
-  EXPECT_EQ(orv_node_reverse_edge(a, c), orv_error_usage);  // A is in a block
-  const std::size_t tables = d->table_count;
-  _orv_free_chain_block(a->chain_block);
-  EXPECT_EQ(a->chain_block, nullptr);
-  EXPECT_EQ(b->chain_block, nullptr);
-  EXPECT_EQ(d->table_count, tables - 1);  // the potential went with its block
-  EXPECT_EQ(orv_node_reverse_edge(a, c), orv_error_none);
-  ASSERT_EQ(add_potential(d.get(), potential(d.get(), {a, b}), 2), orv_error_none);
-  // Deleting the domain frees the block and its potential (checked by ASan).
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
 #include "support/fault_injection.h"
+#include "support/model_checks.h"
 #include "support/table_fixture.h"
 #include "tables/table.h"
 
@@ -23,7 +24,7 @@ namespace {
 using namespace test;
 constexpr size_t kNone = static_cast<size_t>(-1);
 
-TEST(StateLabels, DefaultsAndLookup) {
+TEST(StateLabels, DefaultsLookupAndRefusals) {
   auto d = new_domain();
   orv_node_t a = add_node(d.get(), "A");
   EXPECT_EQ(orv_node_get_number_of_states(a), 1u);
@@ -50,16 +51,12 @@ TEST(StateLabels, DefaultsAndLookup) {
   EXPECT_STREQ(orv_node_get_state_label(b, 1), "yes");
   ASSERT_EQ(orv_node_set_state_label(b, 0, ""), orv_error_none);  // an explicit empty label
   EXPECT_STREQ(orv_node_get_state_label(b, 0), "");
-}
 
-TEST(StateLabels, RefuseBadArguments) {
-  auto d = new_domain();
-  orv_node_t a = add_node(d.get(), "A");
+  // Refusals store nothing.
   orv_node_t x = test::add_continuous(d.get(), "X");
-  set_state_count(a, 2);
-  EXPECT_RESULT(orv_node_get_state_label(a, 2), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_state_label(a, 3), nullptr, orv_error_usage);
   EXPECT_EQ(orv_node_get_state_label(x, 0), nullptr);
-  EXPECT_EQ(orv_node_set_state_label(a, 2, "c"), orv_error_usage);
+  EXPECT_EQ(orv_node_set_state_label(a, 3, "c"), orv_error_usage);
   EXPECT_EQ(orv_node_set_state_label(a, 0, nullptr), orv_error_usage);
   EXPECT_RESULT(orv_node_get_state_index_from_label(a, nullptr), -1, orv_error_usage);
   EXPECT_RESULT(orv_node_get_state_index_from_label(x, "a"), -1, orv_error_usage);
@@ -68,75 +65,57 @@ TEST(StateLabels, RefuseBadArguments) {
   a->temporal_clone = false;
   a->class_node = x;
   EXPECT_EQ(orv_node_set_state_label(a, 0, "a"), orv_error_usage);
-  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_usage);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 4), orv_error_usage);
   a->class_node = nullptr;
-  EXPECT_STREQ(orv_node_get_state_label(a, 0), "");  // nothing was stored
+  EXPECT_STREQ(orv_node_get_state_label(a, 0), "");
 
   EXPECT_RESULT(orv_node_get_number_of_states(x), kNone, orv_error_usage);
   EXPECT_EQ(orv_node_set_number_of_states(x, 2), orv_error_usage);
   EXPECT_EQ(orv_node_set_number_of_states(a, 0), orv_error_usage);
-  EXPECT_EQ(orv_node_set_number_of_states(a, 2), orv_error_none);  // unchanged count
-  ASSERT_EQ(orv_node_set_subtype(a, orv_subtype_boolean), orv_error_none);
-  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_usage);
-  EXPECT_EQ(orv_node_get_number_of_states(a), 2u);
+  EXPECT_EQ(orv_node_set_number_of_states(a, 3), orv_error_none);  // unchanged count
+  EXPECT_EQ(orv_node_set_number_of_states(b, 3), orv_error_usage);  // boolean
+  EXPECT_EQ(orv_node_get_number_of_states(a), 3u);
+  EXPECT_EQ(orv_node_get_number_of_states(b), 2u);
 }
 
-TEST(NumberOfStates, GrowingKeepsEntriesOfOldStatesInEveryTable) {
-  Family f;
-  const auto before = f.tables();
-  const auto old_b = test::configurations(f.tb);
-  ASSERT_EQ(orv_node_set_number_of_states(f.a, 5), orv_error_none);
-  EXPECT_EQ(orv_node_get_number_of_states(f.a), 5u);
-  EXPECT_EQ(orv_table_get_size(f.ta), 5u);
-  EXPECT_EQ(orv_table_get_size(f.tb), 10u);
-  EXPECT_EQ(orv_table_get_size(f.tx), 5u);
-  EXPECT_EQ(orv_table_get_size(f.eb), 5u);
-  // A's own table and the experience table: old states kept, new ones initial.
-  EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{1, 2, 3, 1, 1}));
-  EXPECT_EQ(snapshot(f.eb).data, (std::vector<double>{1, 2, 3, 0, 0}));
-  // B's table: the entry of every old configuration is where it was.
-  for (size_t i = 0; i < old_b.size(); ++i) EXPECT_EQ(test::entry(f.tb, old_b[i]), before[1].data[i]);
-  EXPECT_EQ(test::entry(f.tb, {{f.a, 4}, {f.b, 1}}), 1.0);
-  // X's CG blocks: old blocks kept, new ones fresh with unit variance.
-  const auto cg = snapshot(f.tx).cg_data;
-  ASSERT_EQ(cg.size(), 10u);
-  EXPECT_EQ(std::vector<double>(cg.begin(), cg.begin() + 6), before[2].cg_data);
-  EXPECT_EQ(std::vector<double>(cg.begin() + 6, cg.end()), (std::vector<double>{0, 1, 0, 1}));
-  // Labels: old ones kept, new states have none.
-  EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
-  EXPECT_STREQ(orv_node_get_state_label(f.a, 4), "");
-}
-
-TEST(NumberOfStates, ShrinkingDropsEntriesAndLabelsOfRemovedStates) {
-  Family f;
-  const auto before = f.tables();
-  ASSERT_EQ(orv_node_set_number_of_states(f.a, 2), orv_error_none);
-  EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{1, 2}));
-  EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 3, 4}));
-  EXPECT_EQ(snapshot(f.tx).cg_data, std::vector<double>(before[2].cg_data.begin(), before[2].cg_data.begin() + 4));
-  EXPECT_EQ(orv_node_get_state_index_from_label(f.a, "hi"), -1);
-  ASSERT_EQ(orv_node_set_number_of_states(f.a, 3), orv_error_none);
-  EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "");  // the label did not come back
-
-  // The child itself as last dimension: B from 2 to 3 within each A block.
-  ASSERT_EQ(orv_node_set_number_of_states(f.b, 3), orv_error_none);
-  EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 1, 3, 4, 1, 1, 1, 1}));
-  EXPECT_EQ(snapshot(f.eb).data.size(), 3u);  // B is not in its experience table
-}
-
-TEST(NumberOfStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
-  for (size_t target : {5u, 2u}) {
+// Every allocation may fail (no_memory, nothing changed); the clean run keeps
+// the entries of old states in every table, and new states start initial:
+// probability 1, experience 0, CG blocks of mean 0 and unit variance.
+TEST(NumberOfStates, ResizesEveryTableKeepingOldStatesAndFailsCleanly) {
+  const struct {
+    size_t states;
+    std::vector<double> a, b, experience, cg;  // A is the first dimension of B's and X's tables
+  } cases[] = {
+      {5, {1, 2, 3, 1, 1}, {1, 2, 3, 4, 5, 6, 1, 1, 1, 1}, {1, 2, 3, 0, 0}, {0, 1, 1000, 1001, 2000, 2001, 0, 1, 0, 1}},
+      {2, {1, 2}, {1, 2, 3, 4}, {1, 2}, {0, 1, 1000, 1001}},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(std::to_string(c.states) + " states");
     Family f;
     const auto before = f.tables();
     const auto clean = test::expect_no_memory_sweep(
-        std::to_string(target) + " states", [&] { return orv_node_set_number_of_states(f.a, target); }, [&] {
+        std::to_string(c.states) + " states", [&] { return orv_node_set_number_of_states(f.a, c.states); }, [&] {
           EXPECT_EQ(orv_node_get_number_of_states(f.a), 3u);
           EXPECT_EQ(f.tables(), before);
           EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
         });
     ASSERT_EQ(clean.result, orv_error_none);
-    EXPECT_EQ(orv_table_get_size(f.tb), target * 2);
+    EXPECT_EQ(orv_node_get_number_of_states(f.a), c.states);
+    EXPECT_EQ(snapshot(f.ta).data, c.a);
+    EXPECT_EQ(snapshot(f.tb).data, c.b);
+    EXPECT_EQ(snapshot(f.tx).cg_data, c.cg);
+    EXPECT_EQ(snapshot(f.eb).data, c.experience);
+    // Kept states keep their labels, new ones have none: a removed label does not come back.
+    ASSERT_EQ(orv_node_set_number_of_states(f.a, 4), orv_error_none);
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 2), c.states > 2 ? "hi" : "");
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 3), "");
   }
+
+  // The child itself as last dimension: B from 2 to 3 within each A block.
+  Family f;
+  ASSERT_EQ(orv_node_set_number_of_states(f.b, 3), orv_error_none);
+  EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{1, 2, 1, 3, 4, 1, 5, 6, 1}));
+  EXPECT_EQ(snapshot(f.eb).data.size(), 3u);  // B is not in its experience table
 }
 
 TEST(NumberOfStates, TablesWithoutDataOnlyChangeShape) {
@@ -155,10 +134,8 @@ TEST(NumberOfStates, TablesWithoutDataOnlyChangeShape) {
 
 TEST(NumberOfStates, ChainPotentialsFollowTheirNodes) {
   auto d = new_domain();
-  orv_node_t p = add_node(d.get(), "P"), a = add_node(d.get(), "A"), b = add_node(d.get(), "B");
-  set_state_count(p, 2), set_state_count(a, 2), set_state_count(b, 2);
-  ASSERT_EQ(orv_node_add_parent(a, p), orv_error_none);
-  ASSERT_EQ(orv_node_add_parent(b, p), orv_error_none);
+  auto [p, a, b] = discrete_nodes(d.get(), {{"P", 2}, {"A", 2}, {"B", 2}});
+  add_parents({{a, p}, {b, p}});
   orv_node_t pab[] = {p, a, b, nullptr};
   orv_table_s *potential = _orv_create_table(d.get(), pab, orv_table_probability, 0, true, true);
   ASSERT_EQ(guarded_status([&] { _orv_domain_add_chain_potential(d.get(), potential, 2); }), orv_error_none);
@@ -316,28 +293,28 @@ TEST(StateValues, LookupByValue) {
   }
 }
 
-TEST(ReorderStates, PermutesLabelsAndEveryTableKeepingTheDistribution) {
+// Every allocation may fail (no_memory, nothing changed); the clean run moves
+// labels and the entries of every table along A's new order.
+TEST(ReorderStates, PermutesLabelsAndEveryTableAndFailsCleanly) {
   Family f;
-  const auto old_b = test::configurations(f.tb);
-  const auto before_b = snapshot(f.tb), before_x = snapshot(f.tx), before_a = snapshot(f.ta);
-  const char *order[] = {"hi", "lo", "mid", nullptr};  // lo->1, mid->2, hi->0
-  ASSERT_EQ(orv_node_reorder_states(f.a, order), orv_error_none);
-  const size_t to_new[] = {1, 2, 0};
+  const auto before = f.tables();
+  const char *order[] = {"hi", "lo", "mid", nullptr};
+  const auto clean = test::expect_no_memory_sweep("reorder", [&] { return orv_node_reorder_states(f.a, order); }, [&] {
+    EXPECT_EQ(f.tables(), before);
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "lo");
+    EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
+  });
+  ASSERT_EQ(clean.result, orv_error_none);
   EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "hi");
   EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "mid");
-  for (size_t i = 0; i < old_b.size(); ++i) {
-    test::Assignment moved = old_b[i];
-    moved[f.a] = to_new[moved[f.a]];
-    EXPECT_EQ(test::entry(f.tb, moved), before_b.data[i]);
-  }
   EXPECT_EQ(snapshot(f.ta).data, (std::vector<double>{3, 1, 2}));
-  for (size_t s = 0; s < 3; ++s)
-    for (size_t q = 0; q < 2; ++q) EXPECT_EQ(f.tx->cg_data[to_new[s] * 2 + q], before_x.cg_data[s * 2 + q]);
+  EXPECT_EQ(snapshot(f.tb).data, (std::vector<double>{5, 6, 1, 2, 3, 4}));
+  EXPECT_EQ(snapshot(f.tx).cg_data, (std::vector<double>{2000, 2001, 0, 1, 1000, 1001}));
+  EXPECT_EQ(snapshot(f.eb).data, (std::vector<double>{3, 1, 2}));
   // Reordering back restores the original layout.
   const char *back[] = {"lo", "mid", "hi", nullptr};
   ASSERT_EQ(orv_node_reorder_states(f.a, back), orv_error_none);
-  EXPECT_EQ(snapshot(f.tb), before_b);
-  EXPECT_EQ(snapshot(f.ta), before_a);
+  EXPECT_EQ(f.tables(), before);
 }
 
 TEST(ReorderStates, RefusesBadOrdersAndNonLabelNodes) {
@@ -361,19 +338,6 @@ TEST(ReorderStates, RefusesBadOrdersAndNonLabelNodes) {
   const char *order[] = {"hi", "lo", "mid", nullptr};
   EXPECT_EQ(orv_node_reorder_states(f.a, order), orv_error_usage);
   EXPECT_EQ(orv_node_reorder_states(f.x, order), orv_error_usage);
-}
-
-TEST(ReorderStates, NoMemoryAtEveryAllocationLeavesEverythingAsItWas) {
-  Family f;
-  const auto before = f.tables();
-  const char *order[] = {"mid", "hi", "lo", nullptr};
-  const auto clean = test::expect_no_memory_sweep("reorder", [&] { return orv_node_reorder_states(f.a, order); }, [&] {
-    EXPECT_EQ(f.tables(), before);
-    EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "lo");
-    EXPECT_STREQ(orv_node_get_state_label(f.a, 2), "hi");
-  });
-  ASSERT_EQ(clean.result, orv_error_none);
-  EXPECT_STREQ(orv_node_get_state_label(f.a, 0), "mid");
 }
 
 }  // namespace

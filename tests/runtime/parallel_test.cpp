@@ -1,5 +1,5 @@
 // The thread fan-out on its own: the thread-count rule, consecutive disjoint
-// slices with their positions and scratch, and failure before any work.
+// slices with their positions and scratch, and allocation failure before any work.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -47,7 +47,9 @@ void record(const void *context, const Slice &slice) {
   recorder->threads.insert(std::this_thread::get_id());
 }
 
-TEST(ParallelFanOut, SlicesAreConsecutiveDisjointAndJoined) {
+// Every allocation may fail: no_memory before any work is done. The clean run
+// makes consecutive disjoint slices, each with its own scratch, all joined.
+TEST(ParallelFanOut, SlicesAreConsecutiveDisjointAndJoinedAfterEveryAllocationFailure) {
   std::vector<double> first(1000), second(100);
   Recorder recorder;
   FanOutRequest request;
@@ -63,7 +65,14 @@ TEST(ParallelFanOut, SlicesAreConsecutiveDisjointAndJoined) {
   request.scratch_size = 5;
   request.run = record;
   request.context = &recorder;
-  ASSERT_EQ(fan_out(request), orv_error_none);
+  const auto run = [&] {
+    recorder.calls.clear(), recorder.threads.clear();
+    const auto clean = test::expect_no_memory_sweep("fan out", [&] { return fan_out(request); },
+                                                    [&] { EXPECT_TRUE(recorder.calls.empty()); });
+    EXPECT_EQ(clean.result, orv_error_none);
+    EXPECT_EQ(clean.leaked, 0);
+  };
+  run();
   ASSERT_EQ(recorder.calls.size(), 3u);  // all joined before return
   std::sort(recorder.calls.begin(), recorder.calls.end());
   double *f = first.data(), *s = second.data();
@@ -83,39 +92,12 @@ TEST(ParallelFanOut, SlicesAreConsecutiveDisjointAndJoined) {
 
   // Not splittable, or level 1: one call in the calling thread.
   for (bool splittable : {false, true}) {
-    recorder.calls.clear(), recorder.threads.clear();
     request.splittable = splittable;
     request.concurrency_level = splittable ? 1 : 3;
-    ASSERT_EQ(fan_out(request), orv_error_none);
+    run();
     ASSERT_EQ(recorder.calls.size(), 1u);
     EXPECT_EQ(std::get<2>(recorder.calls[0]), 10u);
     EXPECT_EQ(recorder.threads.count(std::this_thread::get_id()), 1u);
-  }
-}
-
-TEST(ParallelFanOut, AllocationFailureHappensBeforeAnyWork) {
-  Recorder recorder;
-  FanOutRequest request;
-  request.concurrency_level = 2;
-  request.grain_size = 1;
-  request.outer_count = 4;
-  request.splittable = true;
-  request.scratch_size = 5;
-  request.run = record;
-  request.context = &recorder;
-  for (std::size_t level : {1, 2}) {
-    request.concurrency_level = level;
-    recorder.calls.clear();
-    const auto clean = test::sweep_allocation_failures([&] { return fan_out(request); }, [&](const auto &run) {
-      SCOPED_TRACE("allocation " + std::to_string(run.n));
-      EXPECT_EQ(run.result, orv_error_no_memory);
-      EXPECT_EQ(run.leaked, 0);
-      EXPECT_TRUE(recorder.calls.empty());
-      recorder.calls.clear();
-    });
-    EXPECT_EQ(clean.result, orv_error_none);
-    EXPECT_EQ(clean.leaked, 0);
-    EXPECT_EQ(recorder.calls.size(), level);
   }
 }
 

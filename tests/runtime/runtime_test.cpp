@@ -18,12 +18,10 @@ namespace orv {
 namespace {
 
 TEST(ErrorTable, NamesAndDescriptionsCoverEveryCodeAndNothingElse) {
-  EXPECT_STREQ(orv_error_name(orv_error_none), "none");
-  EXPECT_STREQ(orv_error_name(orv_error_usage), "usage");
-  EXPECT_STREQ(orv_error_name(orv_error_locale), "locale");
-  EXPECT_STREQ(orv_error_name(orv_error_error), "error");
-  EXPECT_STREQ(orv_error_name(static_cast<orv_error_t>(49)), "no_such_error");
-  EXPECT_STREQ(orv_error_name(static_cast<orv_error_t>(-1)), "no_such_error");
+  for (auto [code, name] : {std::pair{orv_error_none, "none"}, {orv_error_usage, "usage"}, {orv_error_locale, "locale"},
+                             {orv_error_error, "error"}, {static_cast<orv_error_t>(49), "no_such_error"},
+                             {static_cast<orv_error_t>(-1), "no_such_error"}})
+    EXPECT_STREQ(orv_error_name(code), name) << code;
   EXPECT_STREQ(orv_error_description(static_cast<orv_error_t>(49)), "No such error.");
   EXPECT_STREQ(orv_error_description(orv_error_no_memory),
                "Orvel ran out of memory while carrying out some operation.");
@@ -59,18 +57,29 @@ TEST(SizeArithmetic, SaturatesToTheSentinel) {
   EXPECT_EQ(size_add(3, 4), 7u);
 }
 
-TEST(Allocator, RefusesTheSentinelWithoutCallingTheHeap) {
+TEST(Allocator, RefusesTheSentinelWithoutCallingTheHeapAndFollowsItsContracts) {
+  test::LiveBlocks live;
   const std::size_t before = testing::allocations();
   set_error(orv_error_none);
   EXPECT_EQ(_orv_allocate(size_multiply(std::size_t{1} << 32, std::size_t{1} << 32)), nullptr);
   EXPECT_EQ(error_code(), orv_error_no_memory);
-  void *block = _orv_allocate(16);
+  void *block = _orv_reallocate(nullptr, 16);  // a null block allocates
   ASSERT_NE(block, nullptr);
   EXPECT_EQ(error_code(), orv_error_none);
   EXPECT_EQ(_orv_reallocate(block, kSizeSentinel), nullptr);
   EXPECT_EQ(error_code(), orv_error_no_memory);
-  _orv_free(block);  // the failed resize left it valid and ours
   EXPECT_GE(testing::allocations(), before + 1);
+  // The failed resize left the block valid and ours; shrinking to 0 frees it
+  // and never touches the error code.
+  set_error(orv_error_twice);
+  EXPECT_EQ(_orv_shrink(block, 0), nullptr);
+  EXPECT_EQ(error_code(), orv_error_twice);
+  EXPECT_EQ(_orv_shrink(nullptr, 8), nullptr);
+  char *copy = _orv_allocate_string("orvel");
+  ASSERT_NE(copy, nullptr);
+  EXPECT_STREQ(copy, "orvel");
+  _orv_free(copy);
+  EXPECT_EQ(live.delta(), 0);
 }
 
 // Table-sized blocks start on a huge-page boundary and behave like any other:
@@ -88,21 +97,6 @@ TEST(Allocator, LargeBlocksAreHugePageAligned) {
   block = static_cast<unsigned char *>(_orv_shrink(block, 64));
   EXPECT_EQ(block[0], 1);
   _orv_free(block);
-  EXPECT_EQ(live.delta(), 0);
-}
-
-TEST(Allocator, ReallocateShrinkAndStringsFollowTheirContracts) {
-  test::LiveBlocks live;
-  void *block = _orv_reallocate(nullptr, 8);  // null block allocates
-  ASSERT_NE(block, nullptr);
-  set_error(orv_error_twice);
-  EXPECT_EQ(_orv_shrink(block, 0), nullptr);  // frees, never touches the code
-  EXPECT_EQ(error_code(), orv_error_twice);
-  EXPECT_EQ(_orv_shrink(nullptr, 8), nullptr);
-  char *copy = _orv_allocate_string("orvel");
-  ASSERT_NE(copy, nullptr);
-  EXPECT_STREQ(copy, "orvel");
-  _orv_free(copy);
   EXPECT_EQ(live.delta(), 0);
 }
 

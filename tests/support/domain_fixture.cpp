@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <stdexcept>
 
 #include "model/node.h"
@@ -67,11 +66,6 @@ std::string temp_file(const std::string &name, const std::string &text) {
   const std::string path = ::testing::TempDir() + name;
   std::ofstream(path, std::ios::binary) << text;
   return path;
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream in(path);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace orv::test

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "support/domain_fixture.h"
@@ -136,6 +138,13 @@ std::vector<std::string> json_file_names(const std::string &folder) {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+// Defined here rather than with the domain helpers so that the benchmarks,
+// which link this reader alone, have it too.
+std::string read_file(const std::string &path) {
+  std::ifstream in(path);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace orv::test

@@ -34,11 +34,13 @@ inline Outcome orvel(const std::string &arguments) { return run(std::string(ORVE
 inline bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
 // One run: the arguments, the expected exit status (0 success, 1 a failure
-// of the work, 2 a usage error) and texts the output must contain.
+// of the work, 2 a usage error), texts the output must contain and texts it
+// must not contain.
 struct Run {
   std::string arguments;
   int status;
   std::vector<std::string> parts;
+  std::vector<std::string> absent = {};
 };
 
 inline Outcome expect_run(const Run &c) {
@@ -46,11 +48,19 @@ inline Outcome expect_run(const Run &c) {
   EXPECT_EQ(r.status, c.status) << c.arguments << "\n" << r.output;
   for (const std::string &part : c.parts)
     EXPECT_TRUE(contains(r.output, part)) << c.arguments << "\n" << part << "\n" << r.output;
+  for (const std::string &part : c.absent)
+    EXPECT_FALSE(contains(r.output, part)) << c.arguments << "\nunwanted: " << part << "\n" << r.output;
   return r;
 }
 
 inline void expect_runs(const std::vector<Run> &cases) {
   for (const Run &c : cases) expect_run(c);
+}
+
+// Expects the file (one the command wrote) to contain each part.
+inline void expect_file_contains(const std::string &path, const std::vector<std::string> &parts) {
+  const std::string text = read_file(path);
+  for (const std::string &part : parts) EXPECT_TRUE(contains(text, part)) << path << "\n" << part << "\n" << text;
 }
 
 }  // namespace orv::test
