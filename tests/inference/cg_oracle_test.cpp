@@ -1,6 +1,7 @@
 // CG propagation against a brute-force oracle on random small networks with
-// random discrete and continuous evidence; arc reversal between continuous
-// nodes keeps the joint; impossible continuous evidence and its retraction;
+// random discrete and continuous evidence (beliefs, means, variances and
+// joint marginals of discrete nodes); arc reversal between continuous nodes
+// keeps the joint; impossible continuous evidence and its retraction;
 // allocation failures while compiling and propagating, and argument checks.
 #include <gtest/gtest.h>
 
@@ -74,8 +75,54 @@ void expect_posterior(orv_domain_t d, const CgNetwork &net, const CgPosterior &r
   }
 }
 
+// Whether one clique of n's tree holds all of `nodes`.
+bool share_a_clique(const std::vector<orv_node_t> &nodes) {
+  for (orv_clique_t *c = orv_jt_get_cliques(orv_node_get_junction_tree(nodes[0])); *c; ++c) {
+    bool all = true;
+    for (orv_node_t n : nodes) {
+      bool member = false;
+      for (orv_node_t *m = orv_clique_get_members(*c); *m; ++m) member = member || *m == n;
+      all = all && member;
+    }
+    if (all) return true;
+  }
+  return false;
+}
+
+// The joint marginal of two or three unobserved discrete nodes: each entry is
+// P(configuration | e), which the oracle gives as the ratio of the
+// normalization constants with and without the configuration entered.
+// Returns whether the nodes share no clique (the joint is then gathered).
+bool expect_joint_marginal(orv_domain_t d, const CgNetwork &net, const CgEvidence &e, const CgPosterior &given,
+                           std::mt19937 &rng, const std::string &what) {
+  std::vector<std::size_t> pick;
+  for (std::size_t i = 0; i < net.nodes.size(); ++i)
+    if (!net.nodes[i].continuous && e.state[i] < 0) pick.push_back(i);
+  std::shuffle(pick.begin(), pick.end(), rng);
+  pick.resize(std::min<std::size_t>(pick.size(), 2 + rng() % 2));
+  if (pick.size() < 2) return false;
+  std::vector<orv_node_t> list;
+  for (std::size_t i : pick) list.push_back(node(d, net, i));
+  const bool spread = !share_a_clique(list);
+  list.push_back(nullptr);
+  orv_table_t joint = orv_domain_get_marginal(d, list.data());
+  EXPECT_NE(joint, nullptr) << orv_error_name(orv_error_code()) << " " << what;
+  if (!joint) return spread;
+  const double *data = orv_table_get_data(joint);  // row-major, the last node fastest
+  for (std::size_t index = 0; index < orv_table_get_size(joint); ++index) {
+    CgEvidence with = e;
+    for (std::size_t k = pick.size(), rest = index; k-- > 0; rest /= net.nodes[pick[k]].states)
+      with.state[pick[k]] = static_cast<long>(rest % net.nodes[pick[k]].states);
+    const CgPosterior r = test::brute_force_posterior(net, with);
+    EXPECT_NEAR(data[index], r.possible ? std::exp(r.log_constant - given.log_constant) : 0.0, 1e-9) << what;
+  }
+  orv_table_delete(joint);
+  return spread;
+}
+
 TEST(CgOracle, RandomNetworksAndEvidenceMatchBruteForce) {
   std::mt19937 rng(2024);
+  int spread = 0;  // joints of nodes that share no clique
   for (int round = 0; round < 150; ++round) {
     const CgNetwork net = test::random_cg_network(rng, 1 + rng() % 6, 1 + rng() % 10);
     orv_domain_t d = parse(net);
@@ -85,11 +132,14 @@ TEST(CgOracle, RandomNetworksAndEvidenceMatchBruteForce) {
       const CgEvidence e = random_evidence(rng, net, k == 0 ? 0.0 : 1.0);  // first no evidence
       enter(d, net, e);
       ASSERT_EQ(orv_domain_propagate(d, orv_equilibrium_sum, orv_mode_normal), orv_error_none) << net.net_text();
-      expect_posterior(d, net, test::brute_force_posterior(net, e),
-                       "round " + std::to_string(round) + " case " + std::to_string(k) + "\n" + net.net_text());
+      const CgPosterior r = test::brute_force_posterior(net, e);
+      const std::string what = "round " + std::to_string(round) + " case " + std::to_string(k) + "\n" + net.net_text();
+      expect_posterior(d, net, r, what);
+      spread += expect_joint_marginal(d, net, e, r, rng, what);
     }
     orv_domain_delete(d);
   }
+  EXPECT_GT(spread, 20);
 }
 
 TEST(CgOracle, ReversingContinuousArcsKeepsTheJoint) {
@@ -249,70 +299,6 @@ TEST(CgFailure, AllocationFailuresAndBadArguments) {
       },
       [&] { return orv_node_get_mean(x) == mean; });
   orv_domain_delete(d);
-}
-
-// Whether one clique of n's tree holds all of `nodes`.
-bool share_a_clique(const std::vector<orv_node_t> &nodes) {
-  for (orv_clique_t *c = orv_jt_get_cliques(orv_node_get_junction_tree(nodes[0])); *c; ++c) {
-    bool all = true;
-    for (orv_node_t n : nodes) {
-      bool member = false;
-      for (orv_node_t *m = orv_clique_get_members(*c); *m; ++m) member = member || *m == n;
-      all = all && member;
-    }
-    if (all) return true;
-  }
-  return false;
-}
-
-// Joint marginals of discrete nodes spread over CG cliques: each entry is
-// P(configuration | e), which the oracle gives as the ratio of the
-// normalization constants with and without the configuration entered.
-TEST(CgOracle, JointMarginalsOfDiscreteNodesMatchBruteForce) {
-  std::mt19937 rng(515);
-  int spread = 0;
-  for (int round = 0; round < 80; ++round) {
-    const CgNetwork net = test::random_cg_network(rng, 3 + rng() % 4, 1 + rng() % 6);
-    orv_domain_t d = parse(net);
-    ASSERT_NE(d, nullptr);
-    ASSERT_EQ(orv_domain_compile(d), orv_error_none);
-    const CgEvidence e = random_evidence(rng, net);
-    const CgPosterior given = test::brute_force_posterior(net, e);
-    enter(d, net, e);
-    if (!given.possible) {
-      orv_domain_delete(d);
-      continue;
-    }
-    ASSERT_EQ(orv_domain_propagate(d, orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-    std::vector<std::size_t> pick;
-    for (std::size_t i = 0; i < net.nodes.size(); ++i)
-      if (!net.nodes[i].continuous && e.state[i] < 0) pick.push_back(i);
-    std::shuffle(pick.begin(), pick.end(), rng);
-    pick.resize(std::min<std::size_t>(pick.size(), 2 + rng() % 2));
-    if (pick.size() < 2) {
-      orv_domain_delete(d);
-      continue;
-    }
-    std::vector<orv_node_t> list;
-    for (std::size_t i : pick) list.push_back(node(d, net, i));
-    spread += !share_a_clique(list);
-    list.push_back(nullptr);
-    orv_table_t joint = orv_domain_get_marginal(d, list.data());
-    ASSERT_NE(joint, nullptr) << orv_error_name(orv_error_code()) << "\n" << net.net_text();
-    // Row-major over the picked nodes, the last fastest.
-    const double *data = orv_table_get_data(joint);
-    for (std::size_t index = 0; index < orv_table_get_size(joint); ++index) {
-      CgEvidence with = e;
-      for (std::size_t k = pick.size(), rest = index; k-- > 0; rest /= net.nodes[pick[k]].states)
-        with.state[pick[k]] = static_cast<long>(rest % net.nodes[pick[k]].states);
-      const CgPosterior r = test::brute_force_posterior(net, with);
-      const double expected = r.possible ? std::exp(r.log_constant - given.log_constant) : 0.0;
-      EXPECT_NEAR(data[index], expected, 1e-9) << "round " << round << "\n" << net.net_text();
-    }
-    orv_table_delete(joint);
-    orv_domain_delete(d);
-  }
-  EXPECT_GT(spread, 10);
 }
 
 }  // namespace
