@@ -151,14 +151,6 @@ TEST(NetClasses, ParsingSurvivesEveryAllocationFailure) {
   EXPECT_EQ(cc.size(), 4u);
 }
 
-// The first line where two texts differ, for short failure output.
-std::string first_difference(const std::string &a, const std::string &b) {
-  std::size_t i = 0;
-  while (i < a.size() && i < b.size() && a[i] == b[i]) ++i;
-  const std::size_t start = a.rfind('\n', i) == std::string::npos ? 0 : a.rfind('\n', i) + 1;
-  return "at " + std::to_string(i) + ": [" + a.substr(start, 80) + "] vs [" + b.substr(start, 80) + "]";
-}
-
 TEST(NetRoundTrip, EveryBenchmarkNetworkIsAFixedPoint) {
   const std::vector<std::string> files = network_files({"/networks"});
   ASSERT_GE(files.size(), 21u);
@@ -170,10 +162,9 @@ TEST(NetRoundTrip, EveryBenchmarkNetworkIsAFixedPoint) {
     const std::string text = test::take_text(orv_domain_to_net_string(first));
     orv_domain_t second = orv_net_parse_domain(text.c_str(), test::Messages::handler, &messages);
     ASSERT_NE(second, nullptr) << file << ": " << messages.first();
-    const std::string a = test::describe_domain(first, 6), b = test::describe_domain(second, 6);
-    EXPECT_TRUE(a == b) << file << " " << first_difference(a, b);
-    const std::string again = test::take_text(orv_domain_to_net_string(second));
-    EXPECT_TRUE(text == again) << file << " " << first_difference(text, again);
+    // A failed comparison of these multi-line texts prints only their diff.
+    EXPECT_EQ(test::describe_domain(second, 6), test::describe_domain(first, 6)) << file;
+    EXPECT_EQ(test::take_text(orv_domain_to_net_string(second)), text) << file;
     orv_domain_delete(first);
     orv_domain_delete(second);
   }
