@@ -24,6 +24,7 @@ TEST(DataSet, BadHandlesAndIndexesGiveUsageAndChangeNothing) {
   const Rows before = d.rows();
   const size_t kNo = static_cast<size_t>(-1);
   size_t n = 0;
+  const double empty_interval[] = {0, 0}, above_cells[] = {1.5, 9};  // the cell 1 lies below 1.5
   std::vector<UsageCall> calls = {
       {"delete", [&] { return orv_ds_delete(bad) == orv_error_usage; }},
       {"new_row", [&] { return orv_ds_new_row(nullptr) == kNo; }},
@@ -60,14 +61,8 @@ TEST(DataSet, BadHandlesAndIndexesGiveUsageAndChangeNothing) {
       {"discretize", [&] { return orv_ds_discretize_column(d.ds, 0, orv_discretization_equal_width, 0, &n) == nullptr; }},
       {"method", [&] { return orv_ds_discretize_column(d.ds, 0, static_cast<orv_discretization_t>(2), 2, &n) == nullptr; }},
       {"iem", [&] { return orv_ds_compute_iem_intervals(d.ds, 0, 0, &n) == nullptr; }},
-      {"apply", [&] {
-         const double b[] = {0, 0};
-         return orv_ds_apply_discretization(d.ds, 0, b, 1) == orv_error_usage;
-       }},
-      {"apply_range", [&] {
-         const double b[] = {1.5, 9};  // the cell 1 lies below the first boundary
-         return orv_ds_apply_discretization(d.ds, 0, b, 1) == orv_error_usage;
-       }},
+      {"apply", [&] { return orv_ds_apply_discretization(d.ds, 0, empty_interval, 1) == orv_error_usage; }},
+      {"apply_range", [&] { return orv_ds_apply_discretization(d.ds, 0, above_cells, 1) == orv_error_usage; }},
       {"save", [&] { return orv_ds_save(d.ds, "/tmp/x.csv", '"') == orv_error_usage; }},
       {"to_string", [&] { return orv_ds_to_csv_string(d.ds, '\n') == nullptr; }},
       {"add_cases", [&] { return orv_domain_add_cases(domain, d.ds, 1, 2) == orv_error_usage; }},
