@@ -220,9 +220,8 @@ TEST(CsvReader, FieldRules) {
     EXPECT_EQ(d.names(), c.names);
     EXPECT_EQ(d.rows(), c.rows);
   }
-  for (const int delimiter : {0, 256, int{'"'}, int{'\n'}, int{'\r'}, int{'\f'}}) {
+  for (const int delimiter : {0, 256, int{'"'}, int{'\n'}, int{'\r'}, int{'\f'}})
     EXPECT_RESULT(orv_csv_parse_data_set("a\n", delimiter, nullptr, nullptr), nullptr, orv_error_usage);
-  }
   // A NUL byte in a file is dropped with a warning.
   const std::string path = temp_file("nul.csv", std::string("a,b\n1\0 2,x\n", 11));
   Messages m;

@@ -22,15 +22,12 @@ namespace {
 
 using test::Messages;
 
+// NET text or a file parsed, with its messages; the domain is owned.
 struct Parsed {
-  orv_domain_t d = nullptr;
   Messages messages;
-  explicit Parsed(const std::string &text) {
-    d = orv_net_parse_domain(text.c_str(), Messages::handler, &messages);
-  }
-  ~Parsed() {
-    if (d) orv_domain_delete(d);
-  }
+  orv_domain_t d;
+  explicit Parsed(const std::string &text) : d(orv_net_parse_domain(text.c_str(), Messages::handler, &messages)) {}
+  ~Parsed() { if (d) orv_domain_delete(d); }
   orv_node_t node(const char *name) const { return orv_domain_get_node_by_name(d, name); }
   std::string text() const { return test::take_text(orv_domain_to_net_string(d)); }
 };

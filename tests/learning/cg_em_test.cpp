@@ -95,11 +95,6 @@ TEST(CgEm, CompleteDataGivesWeightedLeastSquares) {
   }
 }
 
-std::vector<double> iteration_log;
-int record(double l, size_t, void *) {
-  iteration_log.push_back(l);
-  return 1;
-}
 
 TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
   const std::vector<Case> cases = sample(150);
@@ -108,8 +103,9 @@ TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
     Net net(cases, 4);
     orv_domain_set_em_concurrency_level(net.dom, run == 0 ? 1 : 3);
     orv_domain_set_log_likelihood_tolerance(net.dom, 1e-10);
-    iteration_log.clear();
-    _orv_domain_set_progress_handler(net.dom, record, nullptr);
+    std::vector<double> iteration_log;  // the log-likelihood of every iteration
+    const auto record = [](double l, size_t, void *log) { return static_cast<std::vector<double> *>(log)->push_back(l), 1; };
+    _orv_domain_set_progress_handler(net.dom, record, &iteration_log);
     ASSERT_EQ(orv_domain_learn_tables(net.dom), 0);
     ASSERT_GT(iteration_log.size(), 2u);
     for (std::size_t k = 1; k < iteration_log.size(); ++k)

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "support/contract_sweep.h"
 #include "support/json.h"
 #include "tools/orvel_runner.h"
 
@@ -181,15 +182,12 @@ TEST(OrvelCommand, SolvePrintsPoliciesAndExpectedUtilities) {
   EXPECT_NEAR(d2[1]["expected_utilities"].items.at(0).number, 47.0125412 / 0.52156, 1e-9);  // traced P(row) x EU
   EXPECT_EQ(d2[3]["expected_utilities"].kind, Json::Kind::null);
   for (const auto &[name, policy] : reference["spu"]["policies"].members) {
-    const auto &rows = result["decisions"][name]["rows"].items;
-    std::size_t i = 0;
-    for (const auto &row : rows)
-      for (const auto &p : row["policy"].items) EXPECT_EQ(p.number, policy["table"].items[i++].number) << name;
-    EXPECT_EQ(i, policy["table"].items.size()) << name;
-    const auto &options = result["decisions"][name]["expected_utilities"].items;
-    const auto &expected = reference["results"]["eu_if_chosen"][name].items;
-    ASSERT_EQ(options.size(), expected.size());
-    for (std::size_t k = 0; k < options.size(); ++k) EXPECT_NEAR(options[k].number, expected[k].number, 1e-9);
+    std::vector<double> table;  // the policy, row after row
+    for (const auto &row : result["decisions"][name]["rows"].items)
+      for (const auto &p : row["policy"].items) table.push_back(p.number);
+    EXPECT_EQ(table, policy["table"].numbers()) << name;
+    expect_all_near(result["decisions"][name]["expected_utilities"].numbers(),
+                    reference["results"]["eu_if_chosen"][name].numbers(), 1e-9, name);
   }
   expect_runs({{"solve " + kLimid + "limited1.net -e Y1=low", 1, {"a decision not yet made"}},
                {"solve " + kAsia, 1, {"no utility nodes"}}});
