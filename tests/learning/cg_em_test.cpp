@@ -104,7 +104,10 @@ TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
     orv_domain_set_em_concurrency_level(net.dom, run == 0 ? 1 : 3);
     orv_domain_set_log_likelihood_tolerance(net.dom, 1e-10);
     std::vector<double> iteration_log;  // the log-likelihood of every iteration
-    const auto record = [](double l, size_t, void *log) { return static_cast<std::vector<double> *>(log)->push_back(l), 1; };
+    const auto record = [](double l, size_t, void *log) {
+      static_cast<std::vector<double> *>(log)->push_back(l);
+      return 1;
+    };
     _orv_domain_set_progress_handler(net.dom, record, &iteration_log);
     ASSERT_EQ(orv_domain_learn_tables(net.dom), 0);
     ASSERT_GT(iteration_log.size(), 2u);
