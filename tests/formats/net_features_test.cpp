@@ -52,12 +52,10 @@ TEST(NetStrings, EscapesContinuationsAndNullCharacters) {
   ASSERT_EQ(p.messages.items.size(), 1u);
   EXPECT_EQ(p.messages.items[0].second, "warning: null character in string");
   // A continuation counts its line: the error below is on line 3.
-  const std::string path = test::temp_file("orvel_continued.net", "net { a = \"x\\\ny\"; }\nnode A { label = 4; }\n");
-  Messages messages;
-  EXPECT_EQ(orv_net_parse_domain(path.c_str(), Messages::handler, &messages), nullptr);
-  ASSERT_EQ(messages.items.size(), 1u);
-  EXPECT_EQ(messages.items[0].first, 3u);
-  std::remove(path.c_str());
+  Parsed continued(test::temp_file("orvel_continued.net", "net { a = \"x\\\ny\"; }\nnode A { label = 4; }\n"));
+  EXPECT_EQ(continued.d, nullptr);
+  ASSERT_EQ(continued.messages.items.size(), 1u);
+  EXPECT_EQ(continued.messages.items[0].first, 3u);
 }
 
 TEST(NetStrings, SniffingAndEscapeRemoval) {
