@@ -129,8 +129,7 @@ TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
 }
 
 TEST(CgEm, AllocationFailureRestoresCgTables) {
-  const std::vector<Case> cases = sample(6);
-  Net net(cases, 3);  // one domain throughout: a failed run must leave it learnable
+  Net net(sample(6), 3);  // one domain throughout: a failed run must leave it learnable
   orv_domain_set_em_concurrency_level(net.dom, 2);
   orv_domain_set_max_number_of_em_iterations(net.dom, 2);
   const std::vector<double> before = net.parameters();
