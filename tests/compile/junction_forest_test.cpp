@@ -19,23 +19,31 @@ namespace {
 using namespace test;
 using Names = std::vector<std::string>;
 
-std::vector<orv_clique_t> cliques_of(orv_domain_t d) {
-  std::vector<orv_clique_t> list;
-  for (orv_clique_t c = orv_domain_get_first_clique(d); c; c = orv_clique_get_next(c)) list.push_back(c);
-  return list;
-}
-
 TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3), c = variable(d.get(), "C", 2);
   family(a, {}, {});
   family(b, {a}, {});
   family(c, {b}, {});
+  // Before the forest: bad handles give usage, a node has no tree yet.
+  const auto bad_clique = reinterpret_cast<orv_clique_t>(a);
+  const auto bad_tree = reinterpret_cast<orv_junction_tree_t>(a);
+  EXPECT_RESULT(orv_domain_get_first_clique(nullptr), nullptr, orv_error_usage);
+  EXPECT_RESULT(orv_clique_get_next(bad_clique), nullptr, orv_error_usage);
+  EXPECT_EQ(orv_domain_get_number_of_cliques(nullptr), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_clique_get_members(nullptr), nullptr);
+  EXPECT_EQ(orv_clique_get_number_of_neighbors(bad_clique), static_cast<size_t>(-1));
+  EXPECT_EQ(orv_jt_get_root(bad_tree), nullptr);
+  EXPECT_EQ(orv_jt_get_cliques(nullptr), nullptr);
+  EXPECT_RESULT(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1), orv_error_usage);
+  EXPECT_RESULT(orv_node_get_junction_tree(a), nullptr, orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_number_of_cliques(d.get()), 0u, orv_error_none);
   const std::string text =
       test::capture_log(d.get(), [&] { ASSERT_EQ(build_forest(d.get(), {{a, b}, {b, c}}), orv_error_none); });
 
   EXPECT_EQ(orv_domain_get_number_of_cliques(d.get()), 2u);
-  const auto cliques = cliques_of(d.get());
+  std::vector<orv_clique_t> cliques;
+  for (orv_clique_t c = orv_domain_get_first_clique(d.get()); c; c = orv_clique_get_next(c)) cliques.push_back(c);
   ASSERT_EQ(cliques.size(), 2u);
   orv_clique_t ab = cliques[0], bc = cliques[1];  // newest first: the root was created last
   EXPECT_EQ(ab->number, 2u);
@@ -56,9 +64,8 @@ TEST(JunctionForest, ChainGivesOneTreeWithSeparator) {
   for (orv_node_t n : {a, b, c}) EXPECT_EQ(orv_node_get_junction_tree(n), tree);
   EXPECT_EQ(orv_jt_get_total_size(tree), 6u + 6u + 3u);
   EXPECT_EQ(orv_jt_get_total_cg_size(tree), 0u);
-  EXPECT_EQ(a->assigned_clique, ab);
-  EXPECT_EQ(b->assigned_clique, ab);
-  EXPECT_EQ(c->assigned_clique, bc);
+  EXPECT_EQ((std::vector<orv_clique_t>{a->assigned_clique, b->assigned_clique, c->assigned_clique}),
+            (std::vector<orv_clique_t>{ab, ab, bc}));
   // Tables need a compiled domain.
   EXPECT_RESULT(orv_clique_get_probability_table(ab), nullptr, orv_error_not_compiled);
 
@@ -135,23 +142,6 @@ TEST(JunctionForest, StrongRootAndWaysInCgNetworks) {
   EXPECT_EQ(x->assigned_clique->table->nodes.contains(b), true);
 }
 
-TEST(JunctionForest, AccessorsRefuseBadHandles) {
-  auto d = new_domain();
-  orv_node_t a = variable(d.get(), "A", 2);
-  const auto bad_clique = reinterpret_cast<orv_clique_t>(a);
-  const auto bad_tree = reinterpret_cast<orv_junction_tree_t>(a);
-  EXPECT_RESULT(orv_domain_get_first_clique(nullptr), nullptr, orv_error_usage);
-  EXPECT_RESULT(orv_clique_get_next(bad_clique), nullptr, orv_error_usage);
-  EXPECT_EQ(orv_domain_get_number_of_cliques(nullptr), static_cast<size_t>(-1));
-  EXPECT_EQ(orv_clique_get_members(nullptr), nullptr);
-  EXPECT_EQ(orv_clique_get_number_of_neighbors(bad_clique), static_cast<size_t>(-1));
-  EXPECT_EQ(orv_jt_get_root(bad_tree), nullptr);
-  EXPECT_EQ(orv_jt_get_cliques(nullptr), nullptr);
-  EXPECT_RESULT(orv_jt_get_total_size(bad_tree), static_cast<size_t>(-1), orv_error_usage);
-  EXPECT_RESULT(orv_node_get_junction_tree(a), nullptr, orv_error_not_compiled);
-  EXPECT_RESULT(orv_domain_get_number_of_cliques(d.get()), 0u, orv_error_none);
-}
-
 bool holds(orv_clique_t clique, orv_node_t node) {
   for (orv_node_t *m = orv_clique_get_members(clique); *m; ++m)
     if (*m == node) return true;
@@ -160,8 +150,7 @@ bool holds(orv_clique_t clique, orv_node_t node) {
 
 TEST(ForestState, UncompilingDropsTheForestAndKeepsEvidence) {
   auto d = test::new_domain();
-  orv_node_t a = test::variable(d.get(), "A", 2), b = test::variable(d.get(), "B", 3),
-             c = test::variable(d.get(), "C", 2);
+  orv_node_t a = variable(d.get(), "A", 2), b = variable(d.get(), "B", 3), c = variable(d.get(), "C", 2);
   test::family(a, {}, {0.3, 0.7});
   test::family(b, {a}, {0.2, 0.3, 0.5, 0.6, 0.3, 0.1});
   test::family(c, {b}, {0.9, 0.1, 0.4, 0.6, 0.5, 0.5});
@@ -204,10 +193,19 @@ TEST(ForestState, UncompilingDropsTheForestAndKeepsEvidence) {
   EXPECT_EQ(orv_domain_tables_to_propagate(d.get()), 1);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   EXPECT_DOUBLE_EQ(orv_node_get_belief(a, 0), 0.6 * 0.5 / (0.6 * 0.5 + 0.4 * 0.1));
+  // So is one written directly and touched.
+  a->table->data[0] = 0.1;
+  a->table->data[1] = 0.9;
+  ASSERT_EQ(orv_node_touch_table(a), orv_error_none);
+  EXPECT_EQ(orv_jt_tables_to_propagate(orv_node_get_junction_tree(a)), 1);
+  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+  EXPECT_EQ(orv_jt_tables_to_propagate(orv_node_get_junction_tree(a)), 0);
+  EXPECT_DOUBLE_EQ(orv_node_get_belief(a, 0), 0.1 * 0.5 / (0.1 * 0.5 + 0.9 * 0.1));
 
   test::expect_usage_calls(
       {{"triangulated null", [] { return orv_domain_is_triangulated(nullptr) == -1; }},
        {"uncompile null", [] { return orv_domain_uncompile(nullptr) == orv_error_usage; }},
+       {"touch null", [] { return orv_node_touch_table(nullptr) == orv_error_usage; }},
        {"conflict clique of null", [] { return orv_node_get_conflict_clique(nullptr) == nullptr; }},
        {"conflict clique of a utility", [&] { return orv_node_get_conflict_clique(u) == nullptr; }},
        {"clique data of null", [] { return orv_clique_set_user_data(nullptr, nullptr) == orv_error_usage; }},

@@ -6,7 +6,6 @@
 
 #include <random>
 
-#include "compile/fragment_builder.h"
 #include "compile/network_builder.h"
 #include "compile/prime_components.h"
 #include "model/chain_blocks.h"
@@ -20,20 +19,15 @@ namespace {
 using namespace test;
 using Names = std::vector<std::string>;
 
-Names sorted_neighbors(orv_node_t node) {
-  Names names = names_of(orv_node_get_moral_neighbors(node));
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
+// Each node's moral neighbours, sorted by name.
 std::vector<Names> neighbors_of(std::initializer_list<orv_node_t> nodes) {
   std::vector<Names> all;
-  for (orv_node_t n : nodes) all.push_back(sorted_neighbors(n));
+  for (orv_node_t n : nodes) {
+    all.push_back(names_of(orv_node_get_moral_neighbors(n)));
+    std::sort(all.back().begin(), all.back().end());
+  }
   return all;
 }
-
-// Everything after the time stamp (the first line).
-std::string after_time_stamp(const std::string &log) { return log.substr(log.find('\n') + 1); }
 
 TEST(Moralization, ParentsChildrenAndSpousesByCategory) {
   auto d = new_domain();
@@ -57,13 +51,12 @@ TEST(Moralization, EachMarriageIsLoggedOnce) {
   link(a, k1), link(b, k1), link(a, k2), link(b, k2), link(c, k2);
   const std::string log =
       capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none); });
-  const std::string links = log.substr(log.find("\n\nMoral links:\n\n"), log.find("\n\nTriangulating") - log.find("\n\nMoral"));
-  EXPECT_EQ(links,
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nTriangulating"),
             "\n\nMoral links:\n\n"
             "    Marrying B and C\n"
             "    Marrying A and C\n"
             "    Marrying A and B\n");
-  EXPECT_EQ(sorted_neighbors(c), (Names{"A", "B", "K2"}));
+  EXPECT_EQ(neighbors_of({c}), (std::vector<Names>{{"A", "B", "K2"}}));
 }
 
 // Chain block {A, B, C} from the potentials (A B | P) and (B C); P -> A,
@@ -85,21 +78,13 @@ TEST(Moralization, ChainBlocksJoinPotentialMembersAndMarryAllTheirParents) {
       capture_log(d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_clique_size), orv_error_none); });
   EXPECT_EQ(neighbors_of({a, b, c, p, x}),
             (std::vector<Names>{{"B", "P"}, {"A", "C", "P"}, {"B", "X"}, {"A", "B", "X"}, {"C", "P"}}));
-  const std::size_t links = log.find("\n\nMoral links:\n\n");
-  EXPECT_EQ(log.substr(links, log.find("\n\nTriangulating") - links), "\n\nMoral links:\n\n    Marrying P and X\n");
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nTriangulating"), "\n\nMoral links:\n\n    Marrying P and X\n");
   EXPECT_EQ(test::check_domain(d.get()), "");
 }
 
 // Discrete D1 (2 states), D2 (3), D3 (2) and continuous X, Y with links
 // D1 -> X, D2 -> X, X -> Y, D3 -> Y. Domain node order is Y, X, D3, D2, D1
 // (newest first); creation numbers D1 = 1 ... Y = 5.
-struct SmallCgNetwork {
-  test::DomainPtr d = new_domain();
-  orv_node_t d1 = add_states(d.get(), "D1", 2), d2 = add_states(d.get(), "D2", 3), d3 = add_states(d.get(), "D3", 2);
-  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
-  SmallCgNetwork() { link(d1, x), link(d2, x), link(x, y), link(d3, y); }
-};
-
 // Walked through by hand:
 // - moral links in node order: Y takes D3, X; X takes D2, D1, Y and marries
 //   D3 (logged from D3, the older node); D3 takes Y and marries X; D2 takes
@@ -113,12 +98,14 @@ struct SmallCgNetwork {
 // - the search numbers D3 (in both cliques) first, then D2 and D1, and the
 //   continuous X, Y after all discrete nodes: Y is eliminated first.
 TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
-  SmallCgNetwork net;
+  auto d = new_domain();
+  orv_node_t d1 = add_states(d.get(), "D1", 2), d2 = add_states(d.get(), "D2", 3), d3 = add_states(d.get(), "D3", 2);
+  orv_node_t x = add_continuous(d.get(), "X"), y = add_continuous(d.get(), "Y");
+  link(d1, x), link(d2, x), link(x, y), link(d3, y);
   const std::string log = capture_log(
-      net.d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(net.d.get(), orv_tm_best_greedy), orv_error_none); });
+      d.get(), [&] { ASSERT_EQ(orv_domain_triangulate(d.get(), orv_tm_best_greedy), orv_error_none); });
   // The junction forest's sections follow the elimination sequence.
-  const std::string triangulation = after_time_stamp(log).substr(0, after_time_stamp(log).find("\n\nCliques:\n"));
-  EXPECT_EQ(triangulation,
+  EXPECT_EQ(section(log, "\n\nMoral links", "\n\nCliques:\n"),
             "\n\nMoral links:\n\n"
             "    Marrying D3 and X\n"
             "    Marrying D1 and D2\n"
@@ -140,9 +127,10 @@ TEST(Moralization, LogOfASmallCgNetworkLineByLine) {
             "    D2\n"
             "    D3\n");
   EXPECT_EQ(log.find('\n'), 24u);  // "Www Mmm dd hh:mm:ss yyyy\n" from ctime_r
+  EXPECT_EQ(log.find("\n\nMoral links"), 25u);  // and then the triangulation
   // {X, Y} is one connected continuous set with discrete boundary D1, D2, D3.
-  EXPECT_EQ(neighbors_of({net.d3, net.d1}), (std::vector<Names>{{"D1", "D2", "X", "Y"}, {"D2", "D3", "X"}}));
-  EXPECT_EQ(test::check_domain(net.d.get()), "");
+  EXPECT_EQ(neighbors_of({d3, d1}), (std::vector<Names>{{"D1", "D2", "X", "Y"}, {"D2", "D3", "X"}}));
+  EXPECT_EQ(test::check_domain(d.get()), "");
 }
 
 using Sets = std::vector<std::vector<int>>;

@@ -1,16 +1,20 @@
 // Building test networks: nodes with given state counts and links inserted
 // directly into the node lists, plus readers of a triangulated domain's
-// moral graph, cliques and order in the terms of the independent checker.
+// moral graph, cliques and order in the terms of the independent checker;
+// and hand-made fragments for the graph algorithms (no nodes: such fragments
+// are used unlogged).
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <map>
+#include <algorithm>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "compile/compiled_domain.h"
+#include "compile/fragment.h"
 #include "model/node.h"
 #include "orvel.h"
 #include "support/domain_fixture.h"
@@ -51,7 +55,6 @@ struct TriangulationView {
   Adjacency moral;
   std::vector<std::vector<int>> cliques;
   std::vector<int> order;
-  double cost = 0.0;
 };
 
 inline TriangulationView view_of(orv_domain_t d) {
@@ -67,7 +70,6 @@ inline TriangulationView view_of(orv_domain_t d) {
   for (const auto &clique : state->cliques) view.cliques.emplace_back(clique.begin(), clique.end());
   for (orv_node_t *order = orv_domain_get_elimination_order(d); order && *order; ++order)
     view.order.push_back(static_cast<int>(state->vertex(*order)));
-  view.cost = state->cost;
   return view;
 }
 
@@ -79,6 +81,12 @@ inline std::string check_domain(orv_domain_t d) {
     for (int u : view.moral[v])
       if (!view.moral[u].count(static_cast<int>(v))) return "moral graph is not symmetric";
   return check_triangulation(view.moral, view.cliques, view.order);
+}
+
+// The part of a log from the first `from` up to the next `to`.
+inline std::string section(const std::string &log, const char *from, const char *to) {
+  const std::size_t start = log.find(from);
+  return log.substr(start, log.find(to, start) - start);
 }
 
 // Clique member names, each clique sorted by name, the list sorted.
@@ -93,6 +101,28 @@ inline std::vector<std::vector<std::string>> clique_names(orv_domain_t d) {
   }
   std::sort(result.begin(), result.end());
   return result;
+}
+
+// A fragment of vertices with weights and kinds, edges given as pairs.
+inline Fragment make_fragment(std::vector<double> weights, const std::vector<std::pair<int, int>> &edges,
+                              std::vector<int> continuous = {}) {
+  Fragment g;
+  const std::size_t n = weights.size();
+  g.nodes.assign(n, nullptr);
+  g.weights.assign(weights.begin(), weights.end());
+  g.continuous.assign(n, 0);
+  for (int v : continuous) g.continuous[v] = 1;
+  g.adjacency.resize(n);
+  for (auto [a, b] : edges) g.add_edge(static_cast<Vertex>(a), static_cast<Vertex>(b));
+  return g;
+}
+
+// Vertex lists as sorted sets of numbers.
+inline std::vector<std::vector<int>> as_sets(const Vector<VertexList> &lists) {
+  std::vector<std::vector<int>> sets;
+  for (const auto &list : lists) sets.emplace_back(list.begin(), list.end());
+  std::sort(sets.begin(), sets.end());
+  return sets;
 }
 
 }  // namespace orv::test

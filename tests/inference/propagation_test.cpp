@@ -1,7 +1,8 @@
 // Evidence entry and status (finding vectors, the per-tree count of evidence to
 // propagate, value evidence, argument checks), and propagation against brute
 // force on random networks: sum and max equilibrium, fast retraction against
-// retracting by hand, joint marginals, constants, resets and failures.
+// retracting by hand, joint marginals, targeted queries, constants, resets,
+// failures, and that propagation allocates nothing.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,6 +14,7 @@
 #include "model/node.h"
 #include "support/contract_sweep.h"
 #include "support/fault_injection.h"
+#include "support/inference_checks.h"
 #include "support/network_fixture.h"
 
 namespace orv {
@@ -30,6 +32,16 @@ void expect_beliefs(const std::vector<orv_node_t> &nodes, const test::Exact &exa
     }
 }
 
+// Propagates, expecting that propagation allocates nothing.
+orv_status_t propagate(orv_domain_t d, orv_equilibrium_t equilibrium, orv_evidence_mode_t mode) {
+  const std::size_t before = testing::allocations();
+  const orv_status_t status = orv_domain_propagate(d, equilibrium, mode);
+  EXPECT_EQ(testing::allocations(), before) << "propagation allocated";
+  return status;
+}
+
+// Hard findings and likelihoods on random nodes; a likelihood weight is zero
+// now and then, so that the evidence is sometimes impossible.
 void random_evidence(const std::vector<orv_node_t> &nodes, std::mt19937 &rng, std::size_t count) {
   std::uniform_real_distribution<double> weight(0.1, 1.0);
   for (std::size_t k = 0; k < count; ++k) {
@@ -37,48 +49,74 @@ void random_evidence(const std::vector<orv_node_t> &nodes, std::mt19937 &rng, st
     if (rng() % 2) {
       orv_node_select_state(n, rng() % n->state_count);
     } else {
-      for (std::size_t s = 0; s < n->state_count; ++s) orv_node_enter_finding(n, s, weight(rng));
+      for (std::size_t s = 0; s < n->state_count; ++s) orv_node_enter_finding(n, s, rng() % 2 ? weight(rng) : 0.0);
     }
   }
 }
 
-TEST(Propagation, SumAndMaxMatchBruteForce) {
+// Per random network and evidence: sum propagation; targeted queries (a
+// random target set's joint with and without P(e), all beliefs in one batch);
+// a joint of two or three nodes and their mutual information; fast retraction
+// (each node's belief without its own evidence, by retracting it by hand) and
+// max propagation. Impossible evidence fails both ways. No propagation allocates.
+TEST(Propagation, RandomNetworksMatchBruteForce) {
   std::mt19937 rng(7);
-  for (int round = 0; round < 25; ++round) {
+  int impossible = 0;
+  for (int round = 0; round < 30; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
     auto d = new_domain();
-    const auto nodes = random_network(d.get(), 3 + rng() % 6, 3, 3, rng);
-    ASSERT_EQ(compile_simply(d.get()), orv_error_none) << "round " << round;
+    const auto nodes = random_network(d.get(), 3 + rng() % 7, 1 + round % 3, 3, rng);
+    ASSERT_EQ(compile_simply(d.get()), orv_error_none);
     expect_beliefs(nodes, brute_force(d.get()), false, "prior");
     EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), 1.0, 1e-12);
 
     random_evidence(nodes, rng, 1 + rng() % 3);
     const test::Exact exact = brute_force(d.get());
-    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
+    if (exact.probability == 0.0) {
+      EXPECT_EQ(propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_inconsistency_or_underflow);
+      orv_node_t first[] = {nodes[0], nullptr};
+      double log_pe = 0.0;
+      EXPECT_RESULT(orv_domain_query_marginal(d.get(), first, &log_pe), nullptr, orv_error_inconsistency_or_underflow);
+      ++impossible;
+      continue;
+    }
+    ASSERT_EQ(propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
     expect_beliefs(nodes, exact, false, "posterior");
     EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.probability, 1e-12 * exact.probability);
     EXPECT_NEAR(orv_domain_get_log_normalization_constant(d.get()), std::log(exact.probability), 1e-10);
 
-    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_none);
-    EXPECT_EQ(orv_domain_equilibrium_is(d.get(), orv_equilibrium_max), 1);
-    expect_beliefs(nodes, exact, true, "max");
-    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.max_probability,
-                1e-12 * exact.max_probability);
-  }
-}
+    std::vector<orv_node_t> targets;
+    for (orv_node_t n : nodes)
+      if (rng() % 3 == 0) targets.push_back(n);
+    const std::vector<double> joint = brute_force_joint(d.get(), targets);
+    double log_pe = 0.0, batch_log_pe = 0.0;
+    expect_all_near(queried_marginal(d.get(), targets, &log_pe), joint, 1e-12, "targeted joint");
+    expect_all_near(queried_marginal(d.get(), targets, nullptr), joint, 1e-12, "targeted joint without P(e)");
+    expect_all_near(queried_beliefs(d.get(), nodes, &batch_log_pe), beliefs_of(nodes), 1e-10, "batch");
+    EXPECT_NEAR(log_pe, std::log(exact.probability), 1e-9);
+    EXPECT_NEAR(batch_log_pe, std::log(exact.probability), 1e-9);
 
-TEST(Propagation, FastRetractionGivesEachNodeItsBeliefWithoutItsOwnEvidence) {
-  std::mt19937 rng(5);
-  for (int round = 0; round < 15; ++round) {
-    auto d = new_domain();
-    const auto nodes = random_network(d.get(), 3 + rng() % 5, 2, 3, rng);
-    ASSERT_EQ(compile_simply(d.get()), orv_error_none);
-    random_evidence(nodes, rng, 2 + rng() % 2);
-    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_fast_retraction), orv_error_none);
+    std::vector<orv_node_t> pick(nodes);
+    std::shuffle(pick.begin(), pick.end(), rng);
+    pick.resize(2 + rng() % 2);
+    expect_all_near(compiled_marginal(d.get(), pick), brute_force_joint(d.get(), pick), 1e-10, "joint");
+    const std::vector<double> pair = brute_force_joint(d.get(), {pick[0], pick[1]});
+    const std::size_t nb = pick[1]->state_count;
+    double information = 0.0;
+    for (std::size_t i = 0; i < pick[0]->state_count; ++i)
+      for (std::size_t j = 0; j < nb; ++j) {
+        double pa = 0.0, pb = 0.0;
+        for (std::size_t k = 0; k < nb; ++k) pa += pair[i * nb + k];
+        for (std::size_t k = 0; k < pick[0]->state_count; ++k) pb += pair[k * nb + j];
+        if (pair[i * nb + j] > 0) information += pair[i * nb + j] * std::log(pair[i * nb + j] / (pa * pb));
+      }
+    EXPECT_NEAR(orv_node_get_mutual_information(pick[0], pick[1]), information, 1e-10);
+
+    ASSERT_EQ(propagate(d.get(), orv_equilibrium_sum, orv_mode_fast_retraction), orv_error_none);
     EXPECT_EQ(orv_domain_evidence_mode_is(d.get(), orv_mode_fast_retraction), 1);
-    const test::Exact all = brute_force(d.get());
-    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), all.probability, 1e-12 * all.probability);
+    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.probability, 1e-12 * exact.probability);
     for (orv_node_t n : nodes) {
-      std::vector<double> expected = all.marginal.at(n);
+      std::vector<double> expected = exact.marginal.at(n);
       if (n->selected_state != -1) {
         // Retract by hand, compare, and restore.
         const long code = n->selected_state;
@@ -86,10 +124,17 @@ TEST(Propagation, FastRetractionGivesEachNodeItsBeliefWithoutItsOwnEvidence) {
         expected = brute_force(d.get()).marginal.at(n);
         n->selected_state = code;
       }
-      for (std::size_t s = 0; s < n->state_count; ++s)
-        EXPECT_NEAR(orv_node_get_belief(n, s), expected[s], kTolerance) << "round " << round << " " << n->name;
+      expect_all_near(beliefs_of({n}), expected, kTolerance, std::string(orv_node_get_name(n)) + " without evidence");
     }
+
+    ASSERT_EQ(propagate(d.get(), orv_equilibrium_max, orv_mode_normal), orv_error_none);
+    EXPECT_EQ(orv_domain_equilibrium_is(d.get(), orv_equilibrium_max), 1);
+    expect_beliefs(nodes, exact, true, "max");
+    EXPECT_NEAR(orv_domain_get_normalization_constant(d.get()), exact.max_probability,
+                1e-12 * exact.max_probability);
   }
+  EXPECT_GT(impossible, 0);
+  EXPECT_RESULT(orv_domain_get_marginal(nullptr, nullptr), nullptr, orv_error_usage);
 }
 
 TEST(Propagation, ImpossibleEvidenceFailsAndResets) {
@@ -116,46 +161,10 @@ TEST(Propagation, ImpossibleEvidenceFailsAndResets) {
   EXPECT_NEAR(constant, 0.58, 1e-15);
   ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
   EXPECT_EQ(orv_domain_get_normalization_constant(d.get()), constant);
-  EXPECT_EQ(orv_node_get_belief(b, 0), 1.0);
-  EXPECT_EQ(orv_node_get_belief(b, 1), 0.0);
+  EXPECT_EQ(beliefs_of({b}), (std::vector<double>{1.0, 0.0}));
   EXPECT_NEAR(orv_node_get_entropy(a), -(0.3 / 0.58) * std::log(0.3 / 0.58) - (0.28 / 0.58) * std::log(0.28 / 0.58),
               1e-12);
   EXPECT_EQ(orv_node_get_entropy(b), 0.0);
-}
-
-TEST(Marginals, JointOfAnyNodesMatchesBruteForce) {
-  std::mt19937 rng(3);
-  for (int round = 0; round < 20; ++round) {
-    auto d = test::new_domain();
-    const auto nodes = test::random_network(d.get(), 4 + rng() % 5, 2, 3, rng);
-    ASSERT_EQ(test::compile_simply(d.get()), orv_error_none);
-    orv_node_select_state(nodes[rng() % nodes.size()], 0);
-    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-    std::vector<orv_node_t> pick(nodes);
-    std::shuffle(pick.begin(), pick.end(), rng);
-    pick.resize(2 + rng() % 2);
-    std::vector<orv_node_t> list(pick);
-    list.push_back(nullptr);
-    orv_table_t marginal = orv_domain_get_marginal(d.get(), list.data());
-    ASSERT_NE(marginal, nullptr) << orv_error_code();
-    const std::vector<double> expected = test::brute_force_joint(d.get(), pick);
-    ASSERT_EQ(marginal->size, expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(marginal->data[i], expected[i], 1e-10) << round;
-    EXPECT_EQ(orv_table_delete(marginal), orv_error_none);
-
-    const std::vector<double> pair = test::brute_force_joint(d.get(), {pick[0], pick[1]});
-    const std::size_t nb = pick[1]->state_count;
-    double information = 0.0;
-    for (std::size_t i = 0; i < pick[0]->state_count; ++i)
-      for (std::size_t j = 0; j < nb; ++j) {
-        double pa = 0.0, pb = 0.0;
-        for (std::size_t k = 0; k < nb; ++k) pa += pair[i * nb + k];
-        for (std::size_t k = 0; k < pick[0]->state_count; ++k) pb += pair[k * nb + j];
-        if (pair[i * nb + j] > 0) information += pair[i * nb + j] * std::log(pair[i * nb + j] / (pa * pb));
-      }
-    EXPECT_NEAR(orv_node_get_mutual_information(pick[0], pick[1]), information, 1e-10);
-  }
-  EXPECT_RESULT(orv_domain_get_marginal(nullptr, nullptr), nullptr, orv_error_usage);
 }
 
 TEST(Evidence, FindingVectorsAreClassified) {
@@ -225,19 +234,21 @@ TEST(Evidence, ValuesSelectStatesOfNumericNodes) {
   n->state_values.assign({1.0, 2.5, 7.0, -1.0});
   i->subtype = orv_subtype_interval;
   i->state_values.assign({0.0, 1.0, 1.0, 2.0});
-  ASSERT_EQ(orv_node_enter_value(n, 2.5), orv_error_none);
-  EXPECT_EQ(orv_node_get_selected_state(n), 1);
+  // Each value in turn: the status, then the node's selected state (kept
+  // when the value is refused).
+  const struct {
+    orv_node_t node;
+    double value;
+    orv_status_t status;
+    long selected;
+  } values[] = {{n, 2.5, orv_error_none, 1},  {n, 3.0, orv_error_usage, 1}, {i, 1.0, orv_error_none, 1},  // the point
+                {i, 0.5, orv_error_none, 0},  {i, 1.5, orv_error_none, 2},  {i, 2.5, orv_error_usage, 2},
+                {l, 0.0, orv_error_usage, -1}};  // a labelled node
+  for (const auto &v : values) {
+    EXPECT_EQ(orv_node_enter_value(v.node, v.value), v.status) << v.value;
+    EXPECT_EQ(orv_node_get_selected_state(v.node), v.selected) << v.value;
+  }
   EXPECT_EQ(orv_node_get_entered_value(n), 2.5);
-  EXPECT_EQ(orv_node_enter_value(n, 3.0), orv_error_usage);
-  EXPECT_EQ(orv_node_get_selected_state(n), 1);
-  ASSERT_EQ(orv_node_enter_value(i, 1.0), orv_error_none);
-  EXPECT_EQ(orv_node_get_selected_state(i), 1);  // the point interval
-  orv_node_enter_value(i, 0.5);
-  EXPECT_EQ(orv_node_get_selected_state(i), 0);
-  orv_node_enter_value(i, 1.5);
-  EXPECT_EQ(orv_node_get_selected_state(i), 2);
-  EXPECT_EQ(orv_node_enter_value(i, 2.5), orv_error_usage);
-  EXPECT_EQ(orv_node_enter_value(l, 0.0), orv_error_usage);  // labelled node
   orv_node_select_state(n, 0);
   EXPECT_RESULT(orv_node_get_entered_value(n), -1.0, orv_error_usage);  // selecting clears the value
 
@@ -250,7 +261,7 @@ TEST(Evidence, ValuesSelectStatesOfNumericNodes) {
   EXPECT_EQ(orv_node_evidence_is_entered(x), 0);
 }
 
-TEST(Evidence, EntryPointsRefuseBadArguments) {
+TEST(EvidenceAndPropagation, EntryPointsRefuseBadArguments) {
   auto d = new_domain();
   orv_node_t a = variable(d.get(), "A", 2);
   orv_node_t u = variable(d.get(), "U", 0, orv_category_utility);
@@ -272,6 +283,27 @@ TEST(Evidence, EntryPointsRefuseBadArguments) {
   EXPECT_RESULT(orv_node_evidence_is_propagated(a), -1, orv_error_not_compiled);
   EXPECT_RESULT(orv_domain_evidence_to_propagate(d.get()), -1, orv_error_not_compiled);
   EXPECT_RESULT(orv_node_get_entered_finding(a, 1), 1.0, orv_error_none);
+  // Propagation and its results.
+  family(a, {}, {0.5, 0.5});
+  EXPECT_EQ(orv_domain_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_none, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, static_cast<orv_evidence_mode_t>(22)),
+            orv_error_usage);
+  EXPECT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_not_compiled);
+  EXPECT_RESULT(orv_domain_get_normalization_constant(d.get()), -1.0, orv_error_not_compiled);
+  EXPECT_EQ(orv_domain_get_log_normalization_constant(d.get()), 1.0);
+  EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_not_compiled);
+  EXPECT_EQ(orv_jt_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_clique_propagate(nullptr, orv_equilibrium_sum, orv_mode_normal), orv_error_usage);
+  EXPECT_EQ(orv_domain_equilibrium_is(nullptr, orv_equilibrium_sum), -1);
+  EXPECT_EQ(orv_jt_get_conflict(nullptr), -1.0);
+  EXPECT_RESULT(orv_node_get_belief(a, 0), -1.0, orv_error_not_compiled);
+  ASSERT_EQ(compile_simply(d.get()), orv_error_none);
+  EXPECT_RESULT(orv_node_get_belief(a, 2), -1.0, orv_error_usage);
+  EXPECT_RESULT(orv_node_get_belief(a, 1), 0.5, orv_error_none);
+  EXPECT_EQ(orv_domain_reset_inference_engine(d.get()), orv_error_none);
+  EXPECT_RESULT(orv_node_get_belief(a, 1), -1.0, orv_error_no_equilibrium);
+  EXPECT_RESULT(orv_domain_get_normalization_constant(d.get()), -1.0, orv_error_no_equilibrium);
 }
 
 }  // namespace

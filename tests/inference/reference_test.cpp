@@ -14,6 +14,7 @@
 #include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/domain_fixture.h"
+#include "support/inference_checks.h"
 #include "support/reference_checks.h"
 
 namespace orv {
@@ -42,19 +43,44 @@ void expect_reference_cases(orv_domain_t d, const test::Json &reference, const s
   }
 }
 
-// Compiles the network (after triangulating it with `method` when given) and
-// checks it against the reference.
+// Every necessary fill-in of the reference is logged, once, and so is the
+// mean of every continuous node.
+void expect_cg_log(const std::string &log, const test::Json &reference, const std::string &name) {
+  const auto &fill_ins = reference["meta"]["necessary_fill_ins"].items;
+  for (const auto &pair : fill_ins) {
+    const std::string a = pair.items[0].text, b = pair.items[1].text;
+    const std::string line = "Creating necessary fill-in between ";
+    EXPECT_TRUE(log.find(line + a + " and " + b + "\n") != std::string::npos ||
+                log.find(line + b + " and " + a + "\n") != std::string::npos)
+        << name << ": " << a << " - " << b;
+  }
+  std::size_t logged = 0;
+  for (std::size_t at = log.find("Creating necessary fill-in"); at != std::string::npos;
+       at = log.find("Creating necessary fill-in", at + 1))
+    ++logged;
+  EXPECT_EQ(logged, fill_ins.size()) << name;
+  for (const auto &[node, values] : reference["nodes"].members) {
+    if (values.kind != test::Json::Kind::object) continue;
+    EXPECT_NE(log.find("\n    " + node + ":\n\tMean: "), std::string::npos) << name << " report of " << node;
+  }
+}
+
+// Compiles the network (after triangulating it with `method` unless best
+// greedy) and checks it against the reference; CG networks (under cg/) also
+// by the compilation log.
 void expect_reference_results(const std::string &name, orv_triangulation_method_t method) {
+  const bool cg = name.starts_with("cg/");
   const test::Json reference = test::read_json_file(kData + "/reference/" + name + ".json");
-  const std::string net = kData + "/networks/" + name + ".net";
-  orv_domain_t d = orv_net_parse_domain(net.c_str(), nullptr, nullptr);
+  test::DomainPtr d = test::load_network(name);
   ASSERT_NE(d, nullptr) << name << ": " << orv_error_name(orv_error_code());
   if (method != orv_tm_best_greedy) {
-    ASSERT_EQ(orv_domain_triangulate(d, method), orv_error_none) << name;
+    ASSERT_EQ(orv_domain_triangulate(d.get(), method), orv_error_none) << name;
   }
-  ASSERT_EQ(orv_domain_compile(d), orv_error_none) << name << ": " << orv_error_name(orv_error_code());
-  expect_reference_cases(d, reference, name, false);
-  orv_domain_delete(d);
+  const std::string log = test::capture_log(d.get(), [&] {
+    ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none) << name << ": " << orv_error_name(orv_error_code());
+  });
+  if (cg) expect_cg_log(log, reference, name);
+  expect_reference_cases(d.get(), reference, name, cg);
 }
 
 class Reference : public ::testing::TestWithParam<std::string> {};
@@ -69,39 +95,10 @@ TEST_P(Reference, SameResultsAfterTheTotalWeightTriangulation) {
 INSTANTIATE_TEST_SUITE_P(Networks, Reference, ::testing::ValuesIn(test::json_file_names(kData + "/reference")),
                          [](const auto &info) { return info.param; });
 
-std::string compile_logged(orv_domain_t d) {
-  return test::capture_log(d, [&] { EXPECT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code()); });
-}
-
 class CgReference : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(CgReference, MeansVariancesBeliefsAndDensities) {
-  const std::string name = GetParam();
-  const test::Json reference = test::read_json_file(kData + "/reference/cg/" + name + ".json");
-  const std::string net = kData + "/networks/cg/" + name + ".net";
-  orv_domain_t d = orv_net_parse_domain(net.c_str(), nullptr, nullptr);
-  ASSERT_NE(d, nullptr) << name << ": " << orv_error_name(orv_error_code());
-  const std::string log = compile_logged(d);
-  const auto &fill_ins = reference["meta"]["necessary_fill_ins"].items;
-  for (const auto &pair : fill_ins) {
-    const std::string a = pair.items[0].text, b = pair.items[1].text;
-    const std::string line = "Creating necessary fill-in between ";
-    EXPECT_TRUE(log.find(line + a + " and " + b + "\n") != std::string::npos ||
-                log.find(line + b + " and " + a + "\n") != std::string::npos)
-        << name << ": " << a << " - " << b;
-  }
-  std::size_t logged = 0;
-  for (std::size_t at = log.find("Creating necessary fill-in"); at != std::string::npos;
-       at = log.find("Creating necessary fill-in", at + 1))
-    ++logged;
-  EXPECT_EQ(logged, fill_ins.size()) << name;
-
-  for (const auto &[node, values] : reference["nodes"].members) {
-    if (values.kind != test::Json::Kind::object) continue;
-    EXPECT_NE(log.find("\n    " + node + ":\n\tMean: "), std::string::npos) << name << " report of " << node;
-  }
-  expect_reference_cases(d, reference, name, true);
-  orv_domain_delete(d);
+  expect_reference_results("cg/" + GetParam(), orv_tm_best_greedy);
 }
 
 INSTANTIATE_TEST_SUITE_P(Networks, CgReference,
@@ -109,30 +106,10 @@ INSTANTIATE_TEST_SUITE_P(Networks, CgReference,
                                            "cg_small_c", "cg_medium_1", "cg_medium_2", "cg_medium_3"),
                          [](const auto &info) { return info.param; });
 
-// A marginal table's entries; the table is deleted.
-std::vector<double> entries_of(orv_table_t t) {
-  EXPECT_NE(t, nullptr) << orv_error_name(orv_error_code());
-  if (!t) return {};
-  const std::vector<double> result = test::table_values(t);
-  orv_table_delete(t);
-  return result;
-}
-
-std::vector<double> targeted(orv_domain_t d, std::vector<orv_node_t> nodes, double *log_pe) {
-  nodes.push_back(nullptr);
-  return entries_of(orv_domain_query_marginal(d, nodes.data(), log_pe));
-}
-
-std::vector<double> compiled(orv_domain_t d, std::vector<orv_node_t> nodes) {
-  nodes.push_back(nullptr);
-  return entries_of(orv_domain_get_marginal(d, nodes.data()));
-}
-
 class Targeted : public ::testing::TestWithParam<std::string> {
  protected:
   void SetUp() override {
-    const std::string net = kData + "/networks/" + GetParam() + ".net";
-    d_ = orv_net_parse_domain(net.c_str(), nullptr, nullptr);
+    d_ = test::load_network(GetParam()).release();
     ASSERT_NE(d_, nullptr);
     for (orv_node_t n = orv_domain_get_first_node(d_); n; n = orv_node_get_next(n)) nodes_.push_back(n);
   }
@@ -174,21 +151,17 @@ TEST_P(Targeted, ReferenceCases) {
     const double tolerance = agreement * std::max(1.0, std::fabs(expected_log_pe));
     // The first reference node alone, then the first eight at once in the batch.
     const auto &marginals = c["marginals"].members;
-    double log_pe = 0.0;
-    orv_node_t first = orv_domain_get_node_by_name(d_, marginals[0].first.c_str());
-    const std::vector<double> got = targeted(d_, {first}, &log_pe);
-    EXPECT_NEAR(log_pe, expected_log_pe, tolerance);
-    for (std::size_t s = 0; s < got.size(); ++s) EXPECT_NEAR(got[s], marginals[0].second.items[s].number, agreement);
     std::vector<orv_node_t> several;
     std::vector<double> expected;
     for (std::size_t i = 0; i < std::min<std::size_t>(8, marginals.size()); ++i) {
       several.push_back(orv_domain_get_node_by_name(d_, marginals[i].first.c_str()));
       for (const auto &x : marginals[i].second.items) expected.push_back(x.number);
     }
-    several.push_back(nullptr);
-    std::vector<double> beliefs(expected.size());
-    ASSERT_EQ(orv_domain_query_beliefs(d_, several.data(), beliefs.data(), nullptr), orv_error_none);
-    for (std::size_t i = 0; i < beliefs.size(); ++i) EXPECT_NEAR(beliefs[i], expected[i], agreement);
+    double log_pe = 0.0;
+    const std::vector<double> first = test::queried_marginal(d_, {several[0]}, &log_pe);
+    EXPECT_NEAR(log_pe, expected_log_pe, tolerance);
+    test::expect_all_near(first, {expected.begin(), expected.begin() + first.size()}, agreement, "first node");
+    test::expect_all_near(test::queried_beliefs(d_, several, nullptr), expected, agreement, "batch");
   }
 }
 
@@ -241,9 +214,8 @@ TEST_P(Targeted, RandomQueriesMatchPropagation) {
     }
     ASSERT_EQ(orv_domain_propagate(d_, orv_equilibrium_sum, orv_mode_normal), orv_error_none) << what;
     double log_pe = 0.0;
-    const std::vector<double> got = targeted(d_, targets, &log_pe);
-    const std::vector<double> expected = compiled(d_, targets);
-    test::expect_all_near(got, expected, 1e-12, what);
+    test::expect_all_near(test::queried_marginal(d_, targets, &log_pe), test::compiled_marginal(d_, targets), 1e-12,
+                          what);
     const double reference = orv_domain_get_log_normalization_constant(d_);
     EXPECT_NEAR(log_pe, reference, test::reference_tolerance(reference)) << what;
   }

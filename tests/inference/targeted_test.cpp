@@ -1,6 +1,7 @@
-// Targeted queries on small networks: brute-force oracles, function nodes,
-// impossible evidence, argument checks and allocation failures, and that the
-// domain (compiled state and evidence) is left as it was.
+// Targeted queries on small networks: function nodes, impossible evidence,
+// argument checks and allocation failures, and that the domain (compiled
+// state and evidence) is left as it was; CG networks and LIMIDs against the
+// compiled domain. (Random networks against brute force: propagation_test.)
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,6 +11,7 @@
 #include "orvel.h"
 #include "support/contract_sweep.h"
 #include "support/fault_injection.h"
+#include "support/inference_checks.h"
 #include "support/network_fixture.h"
 
 namespace orv {
@@ -17,70 +19,13 @@ namespace {
 
 using test::DomainPtr;
 using test::expect_all_near;
-
-std::vector<double> query(orv_domain_t d, std::vector<orv_node_t> nodes, double *log_pe) {
-  nodes.push_back(nullptr);
-  orv_table_t t = orv_domain_query_marginal(d, nodes.data(), log_pe);
-  EXPECT_NE(t, nullptr) << orv_error_name(orv_error_code());
-  if (!t) return {};
-  const std::vector<double> result = test::table_values(t);
-  orv_table_delete(t);
-  return result;
-}
+using test::queried_marginal;
 
 // Whether a marginal query answers (its table is freed at once).
 bool answers(orv_domain_t d, orv_node_t *list, double *log_pe) {
   orv_table_t t = orv_domain_query_marginal(d, list, log_pe);
   if (t) orv_table_delete(t);
   return t != nullptr;
-}
-
-std::vector<double> batch(orv_domain_t d, std::vector<orv_node_t> nodes, double *log_pe) {
-  std::size_t total = 0;
-  for (orv_node_t n : nodes) total += orv_node_get_number_of_states(n);
-  nodes.push_back(nullptr);
-  std::vector<double> beliefs(total, -1.0);
-  EXPECT_EQ(orv_domain_query_beliefs(d, nodes.data(), beliefs.data(), log_pe), orv_error_none);
-  return beliefs;
-}
-
-// Random networks with random hard and soft evidence: every target set's
-// joint and every node's belief against enumeration, P(e) too.
-TEST(TargetedQuery, MatchesBruteForceOnRandomNetworks) {
-  std::mt19937 rng(2604);
-  for (int round = 0; round < 30; ++round) {
-    DomainPtr d = test::new_domain();
-    const auto nodes = test::random_network(d.get(), 4 + rng() % 6, 3, 3, rng);
-    for (orv_node_t n : nodes) {
-      const unsigned kind = rng() % 6;
-      const std::size_t states = orv_node_get_number_of_states(n);
-      if (kind == 0) orv_node_select_state(n, rng() % states);
-      if (kind == 1)
-        for (std::size_t s = 0; s < states; ++s) orv_node_enter_finding(n, s, (rng() % 5) * 0.25);
-    }
-    const test::Exact exact = test::brute_force(d.get());
-    const std::string what = "round " + std::to_string(round);
-    if (exact.probability == 0.0) {
-      const orv_node_t list[] = {nodes[0], nullptr};
-      double log_pe = 0.0;
-      EXPECT_EQ(orv_domain_query_marginal(d.get(), const_cast<orv_node_t *>(list), &log_pe), nullptr);
-      EXPECT_EQ(orv_error_code(), orv_error_inconsistency_or_underflow) << what;
-      continue;
-    }
-    std::vector<orv_node_t> targets;
-    for (orv_node_t n : nodes)
-      if (rng() % 3 == 0) targets.push_back(n);
-    double log_pe = 0.0;
-    expect_all_near(query(d.get(), targets, &log_pe), test::brute_force_joint(d.get(), targets), 1e-12, what);
-    EXPECT_NEAR(log_pe, std::log(exact.probability), 1e-9) << what;
-    // Without P(e) the pruning is stronger; the answer is the same.
-    expect_all_near(query(d.get(), targets, nullptr), test::brute_force_joint(d.get(), targets), 1e-12, what);
-    std::vector<double> expected;
-    for (orv_node_t n : nodes) expected.insert(expected.end(), exact.marginal.at(n).begin(), exact.marginal.at(n).end());
-    double batch_log_pe = 0.0;
-    expect_all_near(batch(d.get(), nodes, &batch_log_pe), expected, 1e-12, what + " batch");
-    EXPECT_NEAR(batch_log_pe, std::log(exact.probability), 1e-9) << what;
-  }
 }
 
 // A discrete function node's table holds the node alone: its parents do not
@@ -95,18 +40,8 @@ TEST(TargetedQuery, FunctionNodesAgreeWithPropagation) {
   double *fd = orv_table_get_data(orv_node_get_table(f));
   fd[0] = 0.2, fd[1] = 0.5, fd[2] = 0.3;
   test::family(c, {a, f}, {0.9, 0.1, 0.4, 0.6, 0.5, 0.5, 0.2, 0.8, 0.7, 0.3, 0.1, 0.9});
-  ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
   ASSERT_EQ(orv_node_select_state(c, 1), orv_error_none);
-  ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-  for (orv_node_t target : {a, f}) {
-    orv_node_t list[] = {target, nullptr};
-    orv_table_t expected = orv_domain_get_marginal(d.get(), list);
-    double log_pe = 0.0;
-    const std::vector<double> got = query(d.get(), {target}, &log_pe);
-    for (std::size_t s = 0; s < got.size(); ++s) EXPECT_NEAR(got[s], orv_table_get_data(expected)[s], 1e-12);
-    EXPECT_NEAR(log_pe, orv_domain_get_log_normalization_constant(d.get()), 1e-12);
-    orv_table_delete(expected);
-  }
+  test::expect_queries_match_compiled(d.get(), {f}, {a, f}, 1e-12, "function node");
 }
 
 // A small network with evidence entered after propagation: the query sees the
@@ -138,21 +73,17 @@ struct Entered {
   }
 };
 
-TEST(TargetedQuery, SeesEnteredEvidenceAndLeavesTheDomainAlone) {
+TEST(TargetedQuery, SeesEnteredEvidenceAndLeavesTheDomainAloneAlsoWhenAllocationsFail) {
   Entered e;
   const std::vector<double> before = e.snapshot();
   double log_pe = 0.0;
   const std::vector<orv_node_t> targets{e.nodes[6], e.nodes[5], e.nodes[0]};
-  expect_all_near(query(e.d.get(), targets, &log_pe), test::brute_force_joint(e.d.get(), targets), 1e-12, "joint");
+  expect_all_near(queried_marginal(e.d.get(), targets, &log_pe), test::brute_force_joint(e.d.get(), targets), 1e-12,
+                  "joint");
   EXPECT_NEAR(log_pe, std::log(test::brute_force(e.d.get()).probability), 1e-12);
   EXPECT_EQ(e.snapshot(), before);
-}
 
-TEST(TargetedQuery, AllocationFailuresLeaveTheDomainAsItWas) {
-  Entered e;
-  const std::vector<double> before = e.snapshot();
   orv_node_t list[] = {e.nodes[6], e.nodes[2], nullptr};
-  double log_pe = 0.0;
   const auto run = test::expect_no_memory_sweep(
       "query_marginal", [&] { return answers(e.d.get(), list, &log_pe); }, [&] { EXPECT_EQ(e.snapshot(), before); });
   EXPECT_GT(run.n, 3u);
@@ -178,7 +109,7 @@ TEST(TargetedQuery, ImpossibleEvidenceIsReportedLikePropagation) {
   EXPECT_RESULT(orv_domain_query_marginal(d.get(), list, &log_pe), nullptr, orv_error_inconsistency_or_underflow);
   EXPECT_EQ(orv_domain_query_beliefs(d.get(), list, beliefs.data(), &log_pe), orv_error_inconsistency_or_underflow);
   // C is independent of the impossible pair: without P(e) nothing bears on it.
-  EXPECT_EQ(query(d.get(), {c}, nullptr), (std::vector<double>{0.4, 0.6}));
+  EXPECT_EQ(queried_marginal(d.get(), {c}, nullptr), (std::vector<double>{0.4, 0.6}));
   // A target that carries hard evidence is known without any table.
   orv_node_t on_b[] = {b, nullptr};
   EXPECT_EQ(orv_domain_query_beliefs(d.get(), on_b, beliefs.data(), nullptr), orv_error_none);
@@ -220,10 +151,9 @@ TEST(TargetedQuery, BadArgumentsAreUsageErrors) {
 // CG networks and LIMIDs are answered on a compiled copy: the same numbers
 // as compiling the domain itself, which is left uncompiled and unchanged.
 TEST(TargetedQuery, ConditionalGaussianNetworksAndLimidsMatchTheCompiledDomain) {
-  for (const char *file : {"cg/cg_small_a.net", "cg/cg_medium_1.net", "limid/soluble1.net"}) {
+  for (const char *file : {"cg/cg_small_a", "cg/cg_medium_1", "limid/soluble1"}) {
     SCOPED_TRACE(file);
-    const std::string path = std::string(ORVEL_DATA_DIR) + "/networks/" + file;
-    DomainPtr d(orv_net_parse_domain(path.c_str(), nullptr, nullptr));
+    DomainPtr d = test::load_network(file);
     ASSERT_NE(d, nullptr);
     std::vector<orv_node_t> discrete;
     bool value_entered = false;
@@ -234,30 +164,12 @@ TEST(TargetedQuery, ConditionalGaussianNetworksAndLimidsMatchTheCompiledDomain) 
     }
     ASSERT_GE(discrete.size(), 3u);
     ASSERT_EQ(orv_node_select_state(discrete[0], 0), orv_error_none);
-    double log_pe = 0.0, batch_log_pe = 0.0;
-    const std::vector<orv_node_t> pair{discrete[2], discrete[1]};
-    const std::vector<double> joint = query(d.get(), pair, &log_pe);
-    const std::vector<double> beliefs = batch(d.get(), discrete, &batch_log_pe);
-    EXPECT_FALSE(orv_domain_is_compiled(d.get()));
-
-    ASSERT_EQ(orv_domain_compile(d.get()), orv_error_none);
-    ASSERT_EQ(orv_domain_propagate(d.get(), orv_equilibrium_sum, orv_mode_normal), orv_error_none);
-    std::vector<orv_node_t> list{pair[0], pair[1], nullptr};
-    orv_table_t expected = orv_domain_get_marginal(d.get(), list.data());
-    expect_all_near(joint, test::table_values(expected), 1e-12, "joint");
-    orv_table_delete(expected);
-    std::vector<double> compiled;
-    for (orv_node_t n : discrete)
-      for (std::size_t s = 0; s < orv_node_get_number_of_states(n); ++s) compiled.push_back(orv_node_get_belief(n, s));
-    expect_all_near(beliefs, compiled, 1e-12, "beliefs");
-    EXPECT_NEAR(log_pe, orv_domain_get_log_normalization_constant(d.get()), 1e-9);
-    EXPECT_EQ(batch_log_pe, log_pe);
+    test::expect_queries_match_compiled(d.get(), {discrete[2], discrete[1]}, discrete, 1e-12, file);
   }
 }
 
 TEST(TargetedQuery, AllocationFailuresOnTheCompiledCopyLeaveNothingBehind) {
-  const std::string path = std::string(ORVEL_DATA_DIR) + "/networks/cg/cg_small_a.net";
-  DomainPtr d(orv_net_parse_domain(path.c_str(), nullptr, nullptr));
+  DomainPtr d = test::load_network("cg/cg_small_a");
   ASSERT_NE(d, nullptr);
   orv_node_t first = orv_domain_get_first_node(d.get());
   orv_node_t list[] = {first, nullptr};
