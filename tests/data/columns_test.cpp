@@ -114,8 +114,8 @@ TEST(DataSetStatistics, SmallColumnGivesTheExactMoments) {
 
 TEST(DataSetStatistics, LargeOffsetAgreesWithTwoPassInExtendedPrecision) {
   constexpr std::size_t kN = 1000000;
-  orv_data_set_t ds = orv_new_data_set();
-  orv_ds_new_column(ds, "x");
+  DataSet column({"x"}, {});
+  orv_data_set_t ds = column.ds;
   std::mt19937_64 random(17);
   std::gamma_distribution<double> skewed(2.0, 1.0);
   std::vector<double> x(kN);
@@ -142,7 +142,6 @@ TEST(DataSetStatistics, LargeOffsetAgreesWithTwoPassInExtendedPrecision) {
   EXPECT_NEAR(orv_ds_compute_skewness(ds, 0), skewness, 1e-5);
   EXPECT_NEAR(orv_ds_compute_kurtosis(ds, 0), kurtosis, 1e-4);
   EXPECT_GT(skewness, 1.0);  // gamma(2): sqrt(2); a cancelling formula would lose it entirely
-  orv_ds_delete(ds);
 }
 
 TEST(DataSetStatistics, ForecastErrorsOverRowsWithBothValues) {

@@ -16,7 +16,6 @@ inline const Cell M = std::nullopt;  // a missing cell
 
 struct DataSet {
   orv_data_set_t ds = orv_new_data_set();
-  DataSet() = default;
   explicit DataSet(orv_data_set_t owned) : ds(owned) {}
   DataSet(const std::vector<std::string> &names, const Rows &rows) {
     for (const auto &name : names) orv_ds_new_column(ds, name.c_str());

@@ -138,8 +138,7 @@ class LimidReference : public ::testing::TestWithParam<std::string> {};
 TEST_P(LimidReference, SinglePolicyUpdatingMatchesExactSolution) {
   const std::string name = GetParam();
   const test::Json ref = test::read_json_file(kData + "/reference/limid/" + name + ".json");
-  const std::string net = kData + "/networks/limid/" + name + ".net";
-  orv_domain_t d = orv_net_parse_domain(net.c_str(), nullptr, nullptr);
+  orv_domain_t d = orv_net_parse_domain((kData + "/networks/limid/" + name + ".net").c_str(), nullptr, nullptr);
   ASSERT_NE(d, nullptr) << orv_error_name(orv_error_code());
   ASSERT_EQ(orv_domain_compile(d), orv_error_none) << orv_error_name(orv_error_code());
 

@@ -144,12 +144,11 @@ TEST_F(Diagram, RequisiteParentsDropWorthlessObservations) {
   ASSERT_NE(e, nullptr);
   EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(e, "D"))), std::vector<std::string>{});
   EXPECT_EQ(test::names_of(orv_node_get_requisite_ancestors(node(e, "D"))), std::vector<std::string>{});
-}
 
-TEST(Decisions, RememberedObservationsOfAnotherProblemAreNotRequisite) {
-  // D2 remembers O1 and D1, but its utility depends only on K, which O2
+  // Remembered observations of another problem are not requisite: D2
+  // remembers O1 and D1, but its utility depends only on K, which O2
   // observes and nothing else touches.
-  DomainPtr d = compiled(R"(net {}
+  DomainPtr f = compiled(R"(net {}
 node H { states = ("lo" "hi"); }
 node K { states = ("lo" "hi"); }
 node O1 { states = ("y" "n"); }
@@ -167,11 +166,11 @@ potential (D2 | O1 D1 O2) { }
 potential (U1 | D1 H) { data = ((5 -2) (0 3)); }
 potential (U2 | D2 K) { data = ((4 -4) (-1 2)); }
 )");
-  ASSERT_NE(d, nullptr);
-  EXPECT_EQ(test::names_of(orv_domain_get_decision_order(d.get())), (std::vector<std::string>{"D2", "D1"}));
-  EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(d, "D2"))), std::vector<std::string>{"O2"});
-  EXPECT_EQ(test::names_of(orv_node_get_requisite_ancestors(node(d, "D2"))), (std::vector<std::string>{"O2", "K"}));
-  EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(d, "D1"))), std::vector<std::string>{"O1"});
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(test::names_of(orv_domain_get_decision_order(f.get())), (std::vector<std::string>{"D2", "D1"}));
+  EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(f, "D2"))), std::vector<std::string>{"O2"});
+  EXPECT_EQ(test::names_of(orv_node_get_requisite_ancestors(node(f, "D2"))), (std::vector<std::string>{"O2", "K"}));
+  EXPECT_EQ(test::names_of(orv_node_get_requisite_parents(node(f, "D1"))), std::vector<std::string>{"O1"});
 }
 
 TEST(Decisions, UnrelatedDecisionsAreVisitedInDomainNodeOrder) {

@@ -34,29 +34,35 @@ const char *kNet =
     "decision Q { states = (\"q0\" \"q1\"); }\n"
     "utility U { }\n";
 
-TEST(CaseDataFiles, SaveThenParseGivesTheSameStore) {
+// kNet parsed, for the tests that write or read its case data, case files and node lists.
+struct KnownNodes : ::testing::Test {
+  test::DomainPtr owner{orv_net_parse_domain(kNet, nullptr, nullptr)};
+  orv_domain_t d = owner.get();
+  orv_node_t node(const char *name) const { return orv_domain_get_node_by_name(d, name); }
+};
+using CaseDataFiles = KnownNodes;
+using CaseFiles = KnownNodes;
+using NodeListFiles = KnownNodes;
+
+TEST_F(CaseDataFiles, SaveThenParseGivesTheSameStore) {
   for (const char *name : {"asia", "child"}) {
-    orv_domain_t d = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
-    ASSERT_EQ(orv_domain_parse_cases(d, (kEm + name + ".dat").c_str(), nullptr, nullptr), orv_error_none);
+    test::DomainPtr read(orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr));
+    ASSERT_EQ(orv_domain_parse_cases(read.get(), (kEm + name + ".dat").c_str(), nullptr, nullptr), orv_error_none);
     std::vector<orv_node_t> nodes;
-    for (orv_node_t n = orv_domain_get_first_node(d); n; n = orv_node_get_next(n)) nodes.push_back(n);
+    for (orv_node_t n = orv_domain_get_first_node(read.get()); n; n = orv_node_get_next(n)) nodes.push_back(n);
     nodes.push_back(nullptr);
     const std::string path = ::testing::TempDir() + name + ".saved";
-    ASSERT_EQ(orv_domain_save_cases(d, path.c_str(), nodes.data(), nullptr, 1, ", ", "?"), orv_error_none);
-    orv_domain_t e = orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr);
+    ASSERT_EQ(orv_domain_save_cases(read.get(), path.c_str(), nodes.data(), nullptr, 1, ", ", "?"), orv_error_none);
+    test::DomainPtr back(orv_net_parse_domain((kEm + name + ".net").c_str(), nullptr, nullptr));
     Messages messages;
-    ASSERT_EQ(orv_domain_parse_cases(e, path.c_str(), Messages::handler, &messages), orv_error_none) << messages.first();
-    EXPECT_EQ(describe_cases(e), describe_cases(d)) << name;
-    orv_domain_delete(e);
-    orv_domain_delete(d);
+    ASSERT_EQ(orv_domain_parse_cases(back.get(), path.c_str(), Messages::handler, &messages), orv_error_none)
+        << messages.first();
+    EXPECT_EQ(describe_cases(back.get()), describe_cases(read.get())) << name;
   }
 }
 
-TEST(CaseDataFiles, WriterFormsAndCountRules) {
-  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
-  orv_node_t nodes[] = {orv_domain_get_node_by_name(d, "A"), orv_domain_get_node_by_name(d, "B"),
-                        orv_domain_get_node_by_name(d, "N"), orv_domain_get_node_by_name(d, "I"),
-                        orv_domain_get_node_by_name(d, "D"), nullptr};
+TEST_F(CaseDataFiles, WriterFormsAndCountRules) {
+  orv_node_t nodes[] = {node("A"), node("B"), node("N"), node("I"), node("D"), nullptr};
   orv_domain_set_number_of_cases(d, 2);
   for (int k = 0; k < 5; ++k) orv_node_set_case_state(nodes[k], 0, 1);
   orv_domain_set_case_count(d, 1, 2.0);
@@ -72,11 +78,10 @@ TEST(CaseDataFiles, WriterFormsAndCountRules) {
   EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, out_of_range, 1, " ", "*"), orv_error_usage);
   orv_node_t twice[] = {nodes[0], nodes[0], nullptr};
   EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), twice, nullptr, 1, " ", "*"), orv_error_usage);
-  orv_node_t decision[] = {orv_domain_get_node_by_name(d, "Q"), nullptr};
+  orv_node_t decision[] = {node("Q"), nullptr};
   EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), decision, nullptr, 1, " ", "*"), orv_error_usage);
   EXPECT_EQ(orv_domain_save_cases(d, path.c_str(), nodes, nullptr, 2, " ", "*"), orv_error_usage);
   EXPECT_EQ(orv_domain_save_cases(d, "/nonexistent/x.dat", nodes, nullptr, 1, " ", "*"), orv_error_io);
-  orv_domain_delete(d);
 }
 
 // A malformed file, its message and the message's line (usage where the API refuses a call).
@@ -108,7 +113,7 @@ void expect_refused(Reader read, const Bad &c) {
   EXPECT_EQ(live.delta(), 0);
 }
 
-TEST(CaseDataFiles, MessagesWithLinesAndNothingLeftBehind) {
+TEST_F(CaseDataFiles, MessagesWithLinesAndNothingLeftBehind) {
   const Bad cases[] = {
       {"A B\n\n\"yes\" true\n\"no\"\n", "the case has too few data items", 4},
       {"A B\n\"yes\" true false\n", "the case has extra stuff at the end", 2},
@@ -135,8 +140,7 @@ TEST(CaseDataFiles, MessagesWithLinesAndNothingLeftBehind) {
   for (const Bad &c : cases) expect_refused(orv_domain_parse_cases, c);
 }
 
-TEST(CaseDataFiles, EveryCountedErrorIsReported) {
-  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+TEST_F(CaseDataFiles, EveryCountedErrorIsReported) {
   Messages messages;
   const std::string path = temp_file("counted.dat", "A B\n\"x\" true\n\"yes\"\n\"no\" maybe\n\"yes\" false\n");
   EXPECT_EQ(orv_domain_parse_cases(d, path.c_str(), Messages::handler, &messages), orv_error_parse);
@@ -145,11 +149,9 @@ TEST(CaseDataFiles, EveryCountedErrorIsReported) {
   EXPECT_EQ(messages.items[1], std::make_pair(size_t{3}, std::string("the case has too few data items")));
   EXPECT_EQ(messages.items[2].first, 4u);
   EXPECT_EQ(orv_domain_get_number_of_cases(d), 0u);
-  orv_domain_delete(d);
 }
 
-TEST(CaseDataFiles, HeaderOnlyWarnsAndCountColumnWithNumbersAndMissing) {
-  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+TEST_F(CaseDataFiles, HeaderOnlyWarnsAndCountColumnWithNumbersAndMissing) {
   Messages messages;
   EXPECT_EQ(orv_domain_parse_cases(d, temp_file("empty.dat", "% nothing\nA B\n").c_str(), Messages::handler,
                                    &messages),
@@ -160,33 +162,30 @@ TEST(CaseDataFiles, HeaderOnlyWarnsAndCountColumnWithNumbersAndMissing) {
   ASSERT_EQ(orv_domain_parse_cases(d, path.c_str(), nullptr, nullptr), orv_error_none);
   ASSERT_EQ(orv_domain_get_number_of_cases(d), 2u);
   EXPECT_EQ(orv_domain_get_case_count(d, 0), 2.5);
-  EXPECT_EQ(orv_node_get_case_state(orv_domain_get_node_by_name(d, "N"), 0), 1);
-  EXPECT_EQ(orv_node_get_case_state(orv_domain_get_node_by_name(d, "I"), 1), 1);
-  EXPECT_EQ(orv_node_case_is_set(orv_domain_get_node_by_name(d, "A"), 0), 0);
+  EXPECT_EQ(orv_node_get_case_state(node("N"), 0), 1);
+  EXPECT_EQ(orv_node_get_case_state(node("I"), 1), 1);
+  EXPECT_EQ(orv_node_case_is_set(node("A"), 0), 0);
   EXPECT_EQ(orv_domain_parse_cases(d, "/nonexistent.dat", nullptr, nullptr), orv_error_io);
   EXPECT_EQ(orv_domain_parse_cases(d, ::testing::TempDir().c_str(), nullptr, nullptr), orv_error_io);
   EXPECT_EQ(orv_domain_parse_cases(nullptr, "x", nullptr, nullptr), orv_error_usage);
-  orv_domain_delete(d);
 }
 
 // The same findings from the file and from the case saved after reading it.
-TEST(CaseFiles, FindingsEnteredAndSavedBack) {
-  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+TEST_F(CaseFiles, FindingsEnteredAndSavedBack) {
   const std::string saved = ::testing::TempDir() + "saved.case";
   for (const std::string &path : {temp_file("one.case", "A: \"no\"\nB: true\nN: 4 % a value\nI: (0.25 1)\n"), saved}) {
     ASSERT_EQ(orv_domain_retract_findings(d), orv_error_none);
     ASSERT_EQ(orv_domain_parse_case(d, path.c_str(), nullptr, nullptr), orv_error_none) << path;
-    for (const char *name : {"A", "B"}) EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, name)), 1);
-    EXPECT_EQ(orv_node_get_selected_state(orv_domain_get_node_by_name(d, "N")), 2) << path;
-    EXPECT_EQ(orv_node_get_entered_finding(orv_domain_get_node_by_name(d, "I"), 0), 0.25) << path;
+    for (const char *name : {"A", "B"}) EXPECT_EQ(orv_node_get_selected_state(node(name)), 1);
+    EXPECT_EQ(orv_node_get_selected_state(node("N")), 2) << path;
+    EXPECT_EQ(orv_node_get_entered_finding(node("I"), 0), 0.25) << path;
     if (path != saved) {
       ASSERT_EQ(orv_domain_save_case(d, saved.c_str()), orv_error_none);
     }
   }
-  orv_domain_delete(d);
 }
 
-TEST(CaseFiles, MessagesAndRetractionOnFailure) {
+TEST_F(CaseFiles, MessagesAndRetractionOnFailure) {
   const Bad cases[] = {
       {"A: \"no\"\nA: \"yes\"\n", "findings specified twice for `A'", 2},
       {"A \"no\"\n", "`:' expected", 1},
@@ -204,8 +203,7 @@ TEST(CaseFiles, MessagesAndRetractionOnFailure) {
   for (const Bad &c : cases) expect_refused(orv_domain_parse_case, c);
 }
 
-TEST(NodeListFiles, NamesAndMessages) {
-  orv_domain_t d = orv_net_parse_domain(kNet, nullptr, nullptr);
+TEST_F(NodeListFiles, NamesAndMessages) {
   orv_node_t *list = orv_domain_parse_nodes(d, temp_file("nodes", "A N\n% comment\nI\n").c_str(), nullptr, nullptr);
   ASSERT_NE(list, nullptr);
   EXPECT_EQ(test::names_of(list), (std::vector<std::string>{"A", "N", "I"}));
@@ -216,7 +214,6 @@ TEST(NodeListFiles, NamesAndMessages) {
   EXPECT_EQ(messages.items.back(), std::make_pair(size_t{2}, std::string("node `Z' not found")));
   EXPECT_EQ(orv_domain_parse_nodes(d, temp_file("nodes", "A 3\n").c_str(), Messages::handler, &messages), nullptr);
   EXPECT_EQ(messages.items.back().second, "node name expected");
-  orv_domain_delete(d);
 }
 
 }  // namespace

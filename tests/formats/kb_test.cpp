@@ -4,10 +4,7 @@
 #include <zlib.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -42,10 +39,6 @@ std::string take(char *text) {
 }
 
 std::string exact_text(orv_domain_t d) { return take(orv_domain_to_net_string_exact(d)); }
-
-void write_file(const std::string &path, const std::string &bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
 
 // The uncompressed content of a gzip file.
 std::string gunzip(const std::string &path) {
@@ -314,7 +307,9 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
       "net { }\n node A { states = (\"a\" \"b\"); }\n node B { states = (\"x\" \"y\"); }\n"
       "potential (A) { data = (0.25 0.75); }\n potential (B | A) { data = ((0.5 0.5) (0.125 0.875)); }\n");
   ASSERT_NE(d, nullptr);
-  const std::string good = temp("good.kb"), bad = temp("bad.kb");
+  const std::string good = temp("good.kb");
+  // Writes damaged bytes to one file and returns its path.
+  const auto bad = [](const std::string &bytes) { return test::temp_file("orvel_kb_bad.kb", bytes); };
   ASSERT_EQ(orv_domain_save_as_kb(d.get(), good.c_str(), nullptr), orv_error_none);
   const std::string text = exact_text(d.get());
   const std::string gz = test::read_file(good), raw = gunzip(good);
@@ -324,8 +319,7 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
   // Every truncation of the gzip file and of its content.
   for (const std::string *bytes : {&gz, &raw})
     for (size_t n = 0; n < bytes->size(); ++n) {
-      write_file(bad, bytes->substr(0, n));
-      EXPECT_EQ(orv_kb_load_domain(bad.c_str(), nullptr), nullptr) << n;
+      EXPECT_EQ(orv_kb_load_domain(bad(bytes->substr(0, n)).c_str(), nullptr), nullptr) << n;
       EXPECT_TRUE(is_load_error(orv_error_code())) << n << " " << orv_error_name(orv_error_code());
     }
   // Every byte flipped: refused, or (where the byte is not part of the model,
@@ -334,9 +328,9 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
     for (size_t i = 0; i < bytes->size(); ++i) {
       std::string flipped = *bytes;
       flipped[i] = static_cast<char>(flipped[i] ^ (i % 2 ? 0x01 : 0x80));
-      write_file(bad, flipped);
+      const std::string path = bad(flipped);
       test::LiveBlocks one;
-      DomainPtr loaded(orv_kb_load_domain(bad.c_str(), nullptr));
+      DomainPtr loaded(orv_kb_load_domain(path.c_str(), nullptr));
       if (!loaded) {
         EXPECT_TRUE(is_load_error(orv_error_code())) << i << " " << orv_error_name(orv_error_code());
       } else if (bytes == &gz) {
@@ -357,8 +351,7 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
   for (const auto &f : fields) {
     std::string edited = raw;
     edited[f.at] = f.value;
-    write_file(bad, edited);
-    EXPECT_RESULT(orv_kb_load_domain(bad.c_str(), nullptr), nullptr, f.error);
+    EXPECT_RESULT(orv_kb_load_domain(bad(edited).c_str(), nullptr), nullptr, f.error);
   }
   // Not a KB file; no file.
   EXPECT_RESULT(orv_kb_load_domain(ORVEL_DATA_DIR "/networks/asia.net", nullptr), nullptr, orv_error_bad_kb_format);
@@ -370,8 +363,7 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
   for (size_t i : {size_t{8}, size_t{30}, size_t{60}, sealed.size() / 2, sealed.size() - 1}) {
     std::string flipped = sealed;
     flipped[i] = static_cast<char>(flipped[i] ^ 0x04);
-    write_file(bad, flipped);
-    EXPECT_EQ(orv_kb_load_domain(bad.c_str(), "pw"), nullptr) << i;
+    EXPECT_EQ(orv_kb_load_domain(bad(flipped).c_str(), "pw"), nullptr) << i;
     EXPECT_TRUE(is_load_error(orv_error_code())) << i << " " << orv_error_name(orv_error_code());
   }
 
@@ -381,7 +373,7 @@ TEST(KbFile, DamagedFilesAreRefusedCleanly) {
   EXPECT_FALSE(std::filesystem::exists(nowhere));
   EXPECT_STREQ(orv_domain_get_file_name(d.get()), good.c_str());
   std::remove(good.c_str());
-  std::remove(bad.c_str());
+  std::remove(temp("bad.kb").c_str());
 }
 
 TEST(KbFile, NoMemoryAnywhereInSaveAndLoadLeavesNothingBehind) {

@@ -43,6 +43,7 @@ void expect_failure(Case c) {
 
 TEST(NetMessages, SyntaxAndSemanticErrorsWithOffsets) {
   const std::string h = kHead, x = h + "continuous node X {} ", m = h + "potential (A | B) { model_nodes = (B); ";
+  const std::string c = h + "node C { states = (\"c0\" \"c1\"); } ";
   const Case cases[] = {
       {"net { } 42", "unexpected token", "42"},
       {"net { } frob", "unknown object type: frob", "frob"},
@@ -102,6 +103,15 @@ TEST(NetMessages, SyntaxAndSemanticErrorsWithOffsets) {
       {h + "potential (A) { data = (1 x); }", "number expected", "1 x"},
       {h + "potential (A) { data = (1 1 1); }", "`)' expected", "1 1 1"},
       {h + "potential (A) { data = (0.5 -1); }", "<number> must be nonnegative", "-1"},
+      {h + "potential (B | A) { data = (0.5 -0.5 1 0); }", "<number> must be nonnegative", "-0.5"},
+      {c + "potential (B | A) potential (C | B) potential (A C)", "adding chain potential creates a directed cycle",
+       "(A C)", orv_error_cyclic_network},
+      {c + "decision D { states = (\"d\"); } potential (B D)",
+       "undirected links can only be specified for discrete chance nodes", "(B D)"},
+      {c + "function R {} potential (R | A) potential (B C | A R)",
+       "real-valued function nodes are not allowed in chain potentials", "A R)"},
+      {c + "potential (B C | A) { model_nodes = (); }", "models cannot be specified for chain graph potentials",
+       "model_nodes ="},
       {h + "potential (A | B) { model_nodes = (A); }", "node `A' is not a parent of node `A'", "model_nodes = (A"},
       {h + "potential (A | B) { model_nodes = (B B); }", "node `B' appears twice in `model_nodes' attribute", "B B"},
       {x + "potential (A | B X) { model_nodes = (X); }",

@@ -17,9 +17,14 @@ namespace {
 
 using namespace test;
 
-TEST(CaseStore, GrowthAndShrinkRules) {
-  auto d = test::new_domain();
-  orv_node_t a = add_node(d.get(), "A");
+// A domain with a discrete node A (given its states by each test) and a
+// continuous node X.
+struct CaseStore : ::testing::Test {
+  DomainPtr d = new_domain();
+  orv_node_t a = add_node(d.get(), "A"), x = add_continuous(d.get(), "X");
+};
+
+TEST_F(CaseStore, GrowthAndShrinkRules) {
   set_state_count(a, 3);
   const auto resize = [&](size_t count, size_t capacity) {
     ASSERT_EQ(orv_domain_set_number_of_cases(d.get(), count), orv_error_none);
@@ -44,10 +49,7 @@ TEST(CaseStore, GrowthAndShrinkRules) {
   EXPECT_EQ(a->case_states, nullptr);
 }
 
-TEST(CaseStore, CountsStatesAndValues) {
-  auto d = test::new_domain();
-  orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_continuous(d.get(), "X");
+TEST_F(CaseStore, CountsStatesAndValues) {
   set_state_count(a, 40000);
   orv_domain_set_number_of_cases(d.get(), 3);
   EXPECT_EQ(orv_domain_set_case_count(d.get(), 1, 1.0), orv_error_none);
@@ -67,13 +69,10 @@ TEST(CaseStore, CountsStatesAndValues) {
   EXPECT_RESULT(orv_node_get_case_value(x, 2), -1.0, orv_error_no_value);
 }
 
-TEST(CaseStore, ArgumentChecks) {
-  auto d = test::new_domain();
+TEST_F(CaseStore, ArgumentChecks) {
   auto limid = test::new_domain();  // utility nodes do not mix with continuous ones
   orv_node_t utility = add_node(limid.get(), "U", orv_category_utility, orv_kind_other);
   orv_domain_set_number_of_cases(limid.get(), 2);
-  orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_continuous(d.get(), "X");
   set_state_count(a, 2);
   orv_domain_set_number_of_cases(d.get(), 2);
   const auto good = [&] { return orv_domain_get_number_of_cases(d.get()) == 2; };
@@ -96,10 +95,7 @@ TEST(CaseStore, ArgumentChecks) {
       good);
 }
 
-TEST(CaseStore, GrowthFailureLeavesStoreUnchanged) {
-  auto d = test::new_domain();
-  orv_node_t a = add_node(d.get(), "A");
-  orv_node_t x = add_continuous(d.get(), "X");
+TEST_F(CaseStore, GrowthFailureLeavesStoreUnchanged) {
   set_state_count(a, 2);
   orv_domain_set_number_of_cases(d.get(), 40);
   orv_node_set_case_state(a, 39, 1);
@@ -118,9 +114,7 @@ TEST(CaseStore, GrowthFailureLeavesStoreUnchanged) {
   EXPECT_EQ(orv_node_case_is_set(x, 499), 0);
 }
 
-TEST(CaseStore, EnterCaseAndStateChangesFollow) {
-  auto d = test::new_domain();
-  orv_node_t a = add_node(d.get(), "A");
+TEST_F(CaseStore, EnterCaseAndStateChangesFollow) {
   orv_node_t b = add_node(d.get(), "B");
   set_state_count(a, 3);
   set_state_count(b, 2);

@@ -29,12 +29,13 @@ struct Case {
   double x, y, w;
 };
 
+// The network compiled with the cases; X is missing where k % missing_every == 1.
 struct Net {
   orv_domain_t dom = orv_net_parse_domain(kNet, nullptr, nullptr);
   orv_node_t d = orv_domain_get_node_by_name(dom, "D"), x = orv_domain_get_node_by_name(dom, "X"),
              y = orv_domain_get_node_by_name(dom, "Y");
   ~Net() { orv_domain_delete(dom); }
-  void add(const std::vector<Case> &cases, int missing_every) {
+  Net(const std::vector<Case> &cases, std::size_t missing_every) {
     for (std::size_t k = 0; k < cases.size(); ++k) {
       const size_t i = orv_domain_new_case(dom);
       orv_node_set_case_state(d, i, cases[k].d);
@@ -42,6 +43,7 @@ struct Net {
       orv_node_set_case_value(y, i, cases[k].y);
       orv_domain_set_case_count(dom, i, cases[k].w);
     }
+    EXPECT_EQ(orv_domain_compile(dom), orv_error_none);
   }
   std::vector<double> parameters() const {
     std::vector<double> p;
@@ -70,9 +72,7 @@ std::vector<Case> sample(std::size_t n) {
 
 TEST(CgEm, CompleteDataGivesWeightedLeastSquares) {
   const std::vector<Case> cases = sample(200);
-  Net net;
-  net.add(cases, 0);
-  ASSERT_EQ(orv_domain_compile(net.dom), 0);
+  Net net(cases, 0);
   ASSERT_EQ(orv_domain_learn_tables(net.dom), 0);
   for (int d = 0; d < 2; ++d) {
     // Centred sums: slope = Sxy / Sxx, intercept = my - slope mx.
@@ -95,23 +95,20 @@ TEST(CgEm, CompleteDataGivesWeightedLeastSquares) {
   }
 }
 
-std::vector<double> iteration_log;
-int record(double l, size_t, void *) {
-  iteration_log.push_back(l);
-  return 1;
-}
 
 TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
   const std::vector<Case> cases = sample(150);
   std::vector<double> learned[2];
   for (int run = 0; run < 2; ++run) {
-    Net net;
-    net.add(cases, 4);
-    ASSERT_EQ(orv_domain_compile(net.dom), 0);
+    Net net(cases, 4);
     orv_domain_set_em_concurrency_level(net.dom, run == 0 ? 1 : 3);
     orv_domain_set_log_likelihood_tolerance(net.dom, 1e-10);
-    iteration_log.clear();
-    _orv_domain_set_progress_handler(net.dom, record, nullptr);
+    std::vector<double> iteration_log;  // the log-likelihood of every iteration
+    const auto record = [](double l, size_t, void *log) {
+      static_cast<std::vector<double> *>(log)->push_back(l);
+      return 1;
+    };
+    _orv_domain_set_progress_handler(net.dom, record, &iteration_log);
     ASSERT_EQ(orv_domain_learn_tables(net.dom), 0);
     ASSERT_GT(iteration_log.size(), 2u);
     for (std::size_t k = 1; k < iteration_log.size(); ++k)
@@ -132,10 +129,7 @@ TEST(CgEm, MissingValuesClimbAndMatchDirectLikelihood) {
 }
 
 TEST(CgEm, AllocationFailureRestoresCgTables) {
-  const std::vector<Case> cases = sample(6);
-  Net net;  // one domain throughout: a failed run must leave it learnable
-  net.add(cases, 3);
-  ASSERT_EQ(orv_domain_compile(net.dom), 0);
+  Net net(sample(6), 3);  // one domain throughout: a failed run must leave it learnable
   orv_domain_set_em_concurrency_level(net.dom, 2);
   orv_domain_set_max_number_of_em_iterations(net.dom, 2);
   const std::vector<double> before = net.parameters();
@@ -158,11 +152,16 @@ const char *kClasses =
     "  instance I2 : Sub () {}\n"
     "}\n";
 
-// Fills the four observed copies of Top's unfolded domain, compiled.
-orv_domain_t unfolded_with_cases(orv_class_collection_t cc, orv_node_t *n) {
-  orv_domain_t d = orv_class_create_domain(orv_cc_get_class_by_name(cc, "Top"));
-  if (!d) return nullptr;
+// Every failed allocation reports no_memory and leaks nothing; the run that
+// completes pools the counts of both copies in the class's tables.
+TEST(ClassEm, CopiesOfAClassNodeShareOneTableAndSurviveAllocationFailures) {
+  test::Collection cc;
+  ASSERT_EQ(orv_net_parse_classes(kClasses, cc.cc, nullptr, nullptr, nullptr), 0);
+  test::DomainPtr top(orv_class_create_domain(orv_cc_get_class_by_name(cc.cc, "Top")));
+  ASSERT_NE(top, nullptr);
+  orv_domain_t d = top.get();
   const char *names[] = {"I1.A", "I1.B", "I2.A", "I2.B"};
+  orv_node_t n[4];
   for (int k = 0; k < 4; ++k) n[k] = orv_domain_get_node_by_name(d, names[k]);
   // Cases (A, B) for I1 then I2, by hand: A counts a0: 3, a1: 5; B|a0: 2,1;
   // B|a1: 1,4.
@@ -171,18 +170,7 @@ orv_domain_t unfolded_with_cases(orv_class_collection_t cc, orv_node_t *n) {
     const size_t i = orv_domain_new_case(d);
     for (int k = 0; k < 4; ++k) orv_node_set_case_state(n[k], i, row[k]);
   }
-  EXPECT_EQ(orv_domain_compile(d), 0);
-  return d;
-}
-
-// Every failed allocation reports no_memory and leaks nothing; the run that
-// completes pools the counts of both copies in the class's tables.
-TEST(ClassEm, CopiesOfAClassNodeShareOneTableAndSurviveAllocationFailures) {
-  test::Collection cc;
-  ASSERT_EQ(orv_net_parse_classes(kClasses, cc.cc, nullptr, nullptr, nullptr), 0);
-  orv_node_t n[4];
-  orv_domain_t d = unfolded_with_cases(cc.cc, n);
-  ASSERT_NE(d, nullptr);
+  ASSERT_EQ(orv_domain_compile(d), orv_error_none);
   const auto done =
       test::expect_no_memory_sweep("learn class tables", [&] { return orv_domain_learn_class_tables(d); }, [] {});
   ASSERT_EQ(done.result, 0);
@@ -195,7 +183,6 @@ TEST(ClassEm, CopiesOfAClassNodeShareOneTableAndSurviveAllocationFailures) {
   EXPECT_NEAR(b[2], 1.0 / 5.0, 1e-12);
   EXPECT_NEAR(orv_table_get_data(orv_node_get_experience_table(a))[0], 9.0, 1e-12);
   EXPECT_NEAR(orv_table_get_data(orv_node_get_table(n[3]))[2], 1.0 / 5.0, 1e-12);
-  orv_domain_delete(d);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // and their usage errors, hand-worked logs, alarm sampled, fault injection.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <random>
