@@ -33,7 +33,9 @@ struct Fixture {
   orv_node_t a = orv_domain_get_node_by_name(d, "A"), b = orv_domain_get_node_by_name(d, "B"),
              c = orv_domain_get_node_by_name(d, "C");
   explicit Fixture(bool compiled = true) {
-    if (compiled) EXPECT_EQ(orv_domain_compile(d), orv_error_none);
+    if (compiled) {
+      EXPECT_EQ(orv_domain_compile(d), orv_error_none);
+    }
   }
   ~Fixture() { orv_domain_delete(d); }
   // One case: states (-1 for missing) and a weight.

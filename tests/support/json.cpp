@@ -3,9 +3,9 @@
 #include <dirent.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "support/domain_fixture.h"
@@ -14,90 +14,27 @@ namespace orv::test {
 
 namespace {
 
-class Parser {
- public:
-  explicit Parser(const std::string &text) : s_(text) {}
-
-  Json document() {
-    Json value = parse();
-    skip();
-    if (at_ != s_.size()) throw std::runtime_error("trailing text");
-    return value;
-  }
-
- private:
-  void skip() {
-    while (at_ < s_.size() && (s_[at_] == ' ' || s_[at_] == '\n' || s_[at_] == '\r' || s_[at_] == '\t')) ++at_;
-  }
-  char peek() {
-    skip();
-    if (at_ >= s_.size()) throw std::runtime_error("unexpected end");
-    return s_[at_];
-  }
-  void expect(char c) {
-    if (peek() != c) throw std::runtime_error(std::string("expected ") + c);
-    ++at_;
-  }
-  std::string string() {
-    expect('"');
-    std::string out;
-    while (at_ < s_.size() && s_[at_] != '"') {
-      if (s_[at_] == '\\' && at_ + 1 < s_.size()) ++at_;
-      out.push_back(s_[at_++]);
-    }
-    expect('"');
-    return out;
-  }
-  Json parse() {
-    Json v;
-    const char c = peek();
-    if (c == '{') {
-      v.kind = Json::Kind::object;
-      ++at_;
-      if (peek() == '}') return ++at_, v;
-      for (;;) {
-        std::string key = string();
-        expect(':');
-        v.members.emplace_back(std::move(key), parse());
-        if (peek() == ',') { ++at_; continue; }
-        expect('}');
-        return v;
-      }
-    }
-    if (c == '[') {
-      v.kind = Json::Kind::array;
-      ++at_;
-      if (peek() == ']') return ++at_, v;
-      for (;;) {
-        v.items.push_back(parse());
-        if (peek() == ',') { ++at_; continue; }
-        expect(']');
-        return v;
-      }
-    }
-    if (c == '"') {
-      v.kind = Json::Kind::string;
-      v.text = string();
-      return v;
-    }
-    for (const char *word : {"true", "false", "null"})
-      if (s_.compare(at_, std::string(word).size(), word) == 0) {
-        at_ += std::string(word).size();
-        v.kind = word[0] == 'n' ? Json::Kind::null : Json::Kind::boolean;
-        v.boolean = word[0] == 't';
-        return v;
-      }
-    char *end = nullptr;
-    v.number = std::strtod(s_.c_str() + at_, &end);
-    if (end == s_.c_str() + at_) throw std::runtime_error("bad value");
-    at_ = static_cast<std::size_t>(end - s_.c_str());
+// The tests' view of a parsed document; object members keep file order.
+Json convert(const nlohmann::ordered_json &j) {
+  Json v;
+  if (j.is_object()) {
+    v.kind = Json::Kind::object;
+    for (const auto &member : j.items()) v.members.emplace_back(member.key(), convert(member.value()));
+  } else if (j.is_array()) {
+    v.kind = Json::Kind::array;
+    for (const auto &item : j) v.items.push_back(convert(item));
+  } else if (j.is_string()) {
+    v.kind = Json::Kind::string;
+    v.text = j.get<std::string>();
+  } else if (j.is_boolean()) {
+    v.kind = Json::Kind::boolean;
+    v.boolean = j.get<bool>();
+  } else if (j.is_number()) {
     v.kind = Json::Kind::number;
-    return v;
+    v.number = j.get<double>();
   }
-
-  const std::string &s_;
-  std::size_t at_ = 0;
-};
+  return v;
+}
 
 }  // namespace
 
@@ -119,7 +56,13 @@ std::vector<std::string> Json::texts() const {
   return out;
 }
 
-Json parse_json(const std::string &text) { return Parser(text).document(); }
+Json parse_json(const std::string &text) {
+  try {
+    return convert(nlohmann::ordered_json::parse(text));
+  } catch (const nlohmann::json::exception &e) {
+    throw std::runtime_error(e.what());
+  }
+}
 
 Json read_json_file(const std::string &path) {
   const std::string text = read_file(path);

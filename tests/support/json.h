@@ -1,5 +1,5 @@
-// A small JSON reader for test data (reference results): objects, arrays,
-// strings without escapes beyond \" and \\, numbers, true/false/null.
+// JSON documents of test data (reference results, command output) as plain
+// records, read with the nlohmann JSON library.
 #pragma once
 
 #include <memory>
