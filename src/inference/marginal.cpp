@@ -57,14 +57,18 @@ DiscreteView discrete_view(orv_clique_s *c) {
   return {std::move(clone), t};
 }
 
-// The separator's distribution, read off the clique on this side. In a CG
-// tree a separator that holds continuous nodes has nothing but continuous
-// nodes beyond it on the side away from the strong root, so dividing by its
-// discrete part alone stays exact.
-TablePtr separator_marginal(orv_table_s *clique, const orv_table_s *separator) {
+// The separator's distribution: its own table in a discrete tree; in a CG
+// tree read off the clique on this side. There a separator that holds
+// continuous nodes has nothing but continuous nodes beyond it on the side
+// away from the strong root, so dividing by its discrete part alone stays
+// exact.
+DiscreteView separator_view(const orv_clique_s *c, orv_table_s *clique, orv_table_s *separator) {
+  if (!c->tree->has_continuous) return {nullptr, separator};
   Vector<orv_node_t> nodes;
   for (std::size_t i = 0; i < separator->discrete_count; ++i) nodes.push_back(separator->nodes[i]);
-  return marginal_of(clique, nodes);
+  TablePtr marginal = marginal_of(clique, nodes);
+  orv_table_s *t = marginal.get();
+  return {std::move(marginal), t};
 }
 
 // The potential over the clique's discrete members and the query nodes
@@ -73,13 +77,13 @@ TablePtr separator_marginal(orv_table_s *clique, const orv_table_s *separator) {
 TablePtr gather(orv_clique_s *c, orv_clique_s *from, const Vector<orv_node_t> &query) {
   DiscreteView own = discrete_view(c);
   Vector<TablePtr> messages;
-  Vector<TablePtr> separators;
+  Vector<DiscreteView> separators;
   Vector<orv_node_t> nodes(own.table->nodes.begin(), own.table->nodes.end());
   for (const CliqueLink &link : c->links) {
     if (link.neighbor == from || !branch_needed(link.neighbor, c, link.separator->table, query)) continue;
     TablePtr below = gather(link.neighbor, c, query);
-    TablePtr separator = separator_marginal(own.table, link.separator->table);
-    Vector<orv_node_t> keep(separator->nodes.begin(), separator->nodes.end());
+    DiscreteView separator = separator_view(c, own.table, link.separator->table);
+    Vector<orv_node_t> keep(separator.table->nodes.begin(), separator.table->nodes.end());
     for (orv_node_t n : below->nodes)
       if (in(query, n) && !in(keep, n)) keep.push_back(n);
     messages.push_back(marginal_of(below.get(), keep));
@@ -92,7 +96,7 @@ TablePtr gather(orv_clique_s *c, orv_clique_s *from, const Vector<orv_node_t> &q
   _orv_combine_tables(joint.get(), own.table);
   for (std::size_t i = 0; i < messages.size(); ++i) {
     _orv_combine_tables(joint.get(), messages[i].get());
-    _orv_divide_tables(joint.get(), separators[i].get());
+    _orv_divide_tables(joint.get(), separators[i].table);
   }
   return joint;
 }
